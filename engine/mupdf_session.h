@@ -1,0 +1,79 @@
+#pragma once
+// MuPDF plumbing, private to the engine.
+//
+// One process-wide base context owns the lock set; each thread works on a clone and its
+// own fz_document, so nothing MuPDF ever crosses threads. Every MuPDF call goes through
+// muCall(), which turns a MuPDF error into a C++ exception. The callable must not own
+// C++ objects with destructors: MuPDF unwinds with longjmp.
+
+#include "engine/pdf_document.h"
+
+#include <mupdf/fitz.h>
+#include <mupdf/pdf.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace norvane::mu {
+
+class MuPdfError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Thrown instead of MuPdfError when MuPDF failed to allocate memory.
+class MuPdfOutOfMemory : public MuPdfError {
+public:
+    using MuPdfError::MuPdfError;
+};
+
+[[noreturn]] void throwCaught(fz_context* ctx);
+
+template <class F>
+void muCall(fz_context* ctx, F&& body) {
+    fz_try(ctx) {
+        body();
+    }
+    fz_catch(ctx) {
+        throwCaught(ctx);
+    }
+}
+
+// A context clone for the calling thread; dropped with the object.
+class Context {
+public:
+    Context();
+    ~Context();
+    Context(const Context&) = delete;
+    Context& operator=(const Context&) = delete;
+
+    fz_context* get() const { return ctx_; }
+
+private:
+    fz_context* ctx_ = nullptr;
+};
+
+// An fz_document over a shared PdfDocument's bytes, confined to the thread that made it.
+class Session {
+public:
+    explicit Session(SharedPdfDocument document);
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    fz_context* ctx() const { return context_.get(); }
+    pdf_document* pdf() const { return pdf_; }
+    fz_document* doc() const { return &pdf_->super; }
+    const SharedPdfDocument& document() const { return document_; }
+
+private:
+    Context context_;
+    SharedPdfDocument document_;
+    pdf_document* pdf_ = nullptr;
+};
+
+// Bytes MuPDF currently holds through its allocator, across all contexts.
+std::size_t allocatedBytes();
+
+}  // namespace norvane::mu

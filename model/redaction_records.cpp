@@ -1,0 +1,118 @@
+#include "model/redaction_records.h"
+
+#include <uuid/uuid.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+
+namespace norvane {
+
+Uuid Uuid::random() {
+    Uuid u;
+    uuid_generate_random(u.bytes_.data());
+    return u;
+}
+
+std::optional<Uuid> Uuid::parse(std::string_view text) {
+    if (text.size() != 36) {
+        return std::nullopt;
+    }
+    char buffer[37];
+    std::copy(text.begin(), text.end(), buffer);
+    buffer[36] = '\0';
+    Uuid u;
+    if (uuid_parse(buffer, u.bytes_.data()) != 0) {
+        return std::nullopt;
+    }
+    return u;
+}
+
+std::string Uuid::toString() const {
+    char buffer[37];
+    uuid_unparse_upper(bytes_.data(), buffer);
+    return std::string(buffer, 36);
+}
+
+bool Uuid::isNil() const {
+    return std::all_of(bytes_.begin(), bytes_.end(), [](unsigned char b) { return b == 0; });
+}
+
+PageRect PageRect::standardized() const {
+    return PageRect{minX(), minY(), width < 0 ? -width : width, height < 0 ? -height : height};
+}
+
+PageRect PageRect::united(const PageRect& other) const {
+    const double x0 = std::min(minX(), other.minX());
+    const double y0 = std::min(minY(), other.minY());
+    const double x1 = std::max(maxX(), other.maxX());
+    const double y1 = std::max(maxY(), other.maxY());
+    return PageRect{x0, y0, x1 - x0, y1 - y0};
+}
+
+std::string_view rawValue(RedactionSource source) {
+    switch (source) {
+    case RedactionSource::manual: return "Manual";
+    case RedactionSource::textSearch: return "Text";
+    case RedactionSource::ocr: return "OCR";
+    }
+    return "Manual";
+}
+
+std::optional<RedactionSource> redactionSourceFromRawValue(std::string_view raw) {
+    for (auto source : {RedactionSource::manual, RedactionSource::textSearch, RedactionSource::ocr}) {
+        if (rawValue(source) == raw) {
+            return source;
+        }
+    }
+    return std::nullopt;
+}
+
+namespace {
+
+std::string describe(RedactionError::Kind kind, std::int64_t pageIndex) {
+    using Kind = RedactionError::Kind;
+    switch (kind) {
+    case Kind::cannotRenderPage:
+        return "Page " + std::to_string(pageIndex + 1) + " could not be securely rendered.";
+    case Kind::cannotOpenPDF: return "The selected PDF could not be opened.";
+    case Kind::encryptedPDF: return "This PDF is encrypted or password-protected. Unlock it before redacting.";
+    case Kind::noPages: return "The PDF contains no readable pages.";
+    case Kind::noRedactions: return "Add at least one redaction before exporting.";
+    case Kind::exportFailed: return "The secure redacted PDF could not be created.";
+    case Kind::outputVerificationFailed: return "The exported PDF was created but verification could not complete.";
+    }
+    return "The secure redacted PDF could not be created.";
+}
+
+}  // namespace
+
+RedactionError::RedactionError(Kind kind, std::int64_t pageIndex)
+    : kind_(kind), pageIndex_(kind == Kind::cannotRenderPage ? pageIndex : 0), message_(describe(kind, pageIndex_)) {}
+
+}  // namespace norvane
+
+namespace norvane {
+
+bool isDuplicateGeometry(const RedactionRegion& existing, std::int64_t pageIndex, const PageRect& rect) {
+    if (existing.pageIndex != pageIndex) {
+        return false;
+    }
+    const PageRect a = existing.rect.standardized();
+    const PageRect b = rect.standardized();
+    auto near = [](double p, double q) { return std::abs(p - q) <= kDuplicateTolerance; };
+    return near(a.x, b.x) && near(a.y, b.y) && near(a.width, b.width) && near(a.height, b.height);
+}
+
+bool appendSearchResult(std::vector<RedactionRegion>& regions, const RedactionSearchResult& result) {
+    RedactionRegion candidate{Uuid::random(), result.pageIndex, result.rect.standardized(), result.source, result.text};
+    for (const auto& existing : regions) {
+        if (isDuplicateGeometry(existing, candidate.pageIndex, candidate.rect)) {
+            return false;
+        }
+    }
+    regions.push_back(std::move(candidate));
+    return true;
+}
+
+}  // namespace norvane

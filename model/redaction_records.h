@@ -1,0 +1,146 @@
+#pragma once
+// Value types shared by the engine, the document model and the views.
+// Plain C++: no Qt, no MuPDF.
+
+#include <array>
+#include <cstdint>
+#include <exception>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace norvane {
+
+// Random (version 4) identity of a record.
+class Uuid {
+public:
+    Uuid() = default;  // the nil UUID
+    static Uuid random();
+    static std::optional<Uuid> parse(std::string_view text);
+
+    // Canonical upper-case form, e.g. "E621E1F8-C36C-495A-93FC-0C247A3E6E5F".
+    std::string toString() const;
+    bool isNil() const;
+
+    friend bool operator==(const Uuid&, const Uuid&) = default;
+    friend auto operator<=>(const Uuid&, const Uuid&) = default;
+
+private:
+    std::array<unsigned char, 16> bytes_{};
+};
+
+// A rectangle in page space: PDF points, the page's media-box coordinates, y up.
+struct PageRect {
+    double x = 0;
+    double y = 0;
+    double width = 0;
+    double height = 0;
+
+    double minX() const { return width < 0 ? x + width : x; }
+    double minY() const { return height < 0 ? y + height : y; }
+    double maxX() const { return width < 0 ? x : x + width; }
+    double maxY() const { return height < 0 ? y : y + height; }
+
+    // Same area with non-negative width and height, origin at the minimum corner.
+    PageRect standardized() const;
+    bool isEmpty() const { return !(width > 0 && height > 0); }
+    // Union of two rectangles (both taken standardised).
+    PageRect united(const PageRect& other) const;
+
+    friend bool operator==(const PageRect&, const PageRect&) = default;
+};
+
+enum class RedactionSource { manual, textSearch, ocr };
+
+std::string_view rawValue(RedactionSource source);
+// Exact, case-sensitive match against "Manual", "Text" and "OCR".
+std::optional<RedactionSource> redactionSourceFromRawValue(std::string_view raw);
+
+struct RedactionRegion {
+    Uuid id;
+    std::int64_t pageIndex = 0;
+    PageRect rect;
+    RedactionSource source = RedactionSource::manual;
+    std::optional<std::string> matchedText;
+};
+
+struct RedactionSearchResult {
+    Uuid id;
+    std::int64_t pageIndex = 0;
+    PageRect rect;
+    std::string text;
+    RedactionSource source = RedactionSource::textSearch;
+};
+
+class ExportVerification {
+public:
+    ExportVerification() = default;
+    ExportVerification(std::int64_t checkedPages, std::vector<std::string> suspiciousMatches)
+        : checkedPages_(checkedPages), suspiciousMatches_(std::move(suspiciousMatches)) {}
+
+    // Passing is defined by the findings, so the two can never disagree.
+    bool passed() const { return suspiciousMatches_.empty(); }
+    std::int64_t checkedPages() const { return checkedPages_; }
+    const std::vector<std::string>& suspiciousMatches() const { return suspiciousMatches_; }
+
+private:
+    std::int64_t checkedPages_ = 0;
+    std::vector<std::string> suspiciousMatches_;
+};
+
+class RedactionError : public std::exception {
+public:
+    enum class Kind {
+        cannotRenderPage,
+        cannotOpenPDF,
+        encryptedPDF,
+        noPages,
+        noRedactions,
+        exportFailed,
+        outputVerificationFailed,
+    };
+
+    static RedactionError cannotRenderPage(std::int64_t pageIndex) { return RedactionError(Kind::cannotRenderPage, pageIndex); }
+    static RedactionError cannotOpenPDF() { return RedactionError(Kind::cannotOpenPDF); }
+    static RedactionError encryptedPDF() { return RedactionError(Kind::encryptedPDF); }
+    static RedactionError noPages() { return RedactionError(Kind::noPages); }
+    static RedactionError noRedactions() { return RedactionError(Kind::noRedactions); }
+    static RedactionError exportFailed() { return RedactionError(Kind::exportFailed); }
+    static RedactionError outputVerificationFailed() { return RedactionError(Kind::outputVerificationFailed); }
+
+    Kind kind() const { return kind_; }
+    // Zero-based page of cannotRenderPage; 0 for the other kinds.
+    std::int64_t pageIndex() const { return pageIndex_; }
+    const std::string& errorDescription() const { return message_; }
+    const char* what() const noexcept override { return message_.c_str(); }
+
+private:
+    explicit RedactionError(Kind kind, std::int64_t pageIndex = 0);
+
+    Kind kind_;
+    std::int64_t pageIndex_;
+    std::string message_;
+};
+
+// Raised when the surrounding task was cancelled; deliberately not a RedactionError.
+class CancellationError : public std::exception {
+public:
+    const char* what() const noexcept override { return "cancelled"; }
+};
+
+}  // namespace norvane
+
+namespace norvane {
+
+// Region rules shared by the workspace model and the command line.
+constexpr double kDuplicateTolerance = 3.0;
+
+// Same page and every one of min x, min y, width and height within 3.0 units.
+bool isDuplicateGeometry(const RedactionRegion& existing, std::int64_t pageIndex, const PageRect& rect);
+
+// Turns a hit into a region (fresh id, standardised rect, the hit's source and text) and
+// appends it unless an existing region duplicates it. Returns whether it was appended.
+bool appendSearchResult(std::vector<RedactionRegion>& regions, const RedactionSearchResult& result);
+
+}  // namespace norvane

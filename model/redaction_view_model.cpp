@@ -1,0 +1,137 @@
+#include "model/redaction_view_model.h"
+
+#include <algorithm>
+
+namespace norvane {
+
+std::shared_ptr<RedactionViewModel> RedactionViewModel::create() {
+    return std::shared_ptr<RedactionViewModel>(new RedactionViewModel());
+}
+
+RedactionViewModel::RedactionViewModel() = default;
+
+// Destruction cancels nothing: a running task owns a reference and so outlives this.
+RedactionViewModel::~RedactionViewModel() = default;
+
+#define NORVANE_ASSIGN(field, value, signal) \
+    do {                                     \
+        field = value;                       \
+        emit signal();                       \
+    } while (false)
+
+void RedactionViewModel::setDocument(SharedPdfDocument document) { NORVANE_ASSIGN(document_, std::move(document), documentChanged); }
+void RedactionViewModel::setSourceURL(const OptionalString& url) { NORVANE_ASSIGN(sourceURL_, url, sourceURLChanged); }
+void RedactionViewModel::setRedactions(RegionList redactions) { NORVANE_ASSIGN(redactions_, std::move(redactions), redactionsChanged); }
+void RedactionViewModel::setSearchResults(SearchResultList results) { NORVANE_ASSIGN(searchResults_, std::move(results), searchResultsChanged); }
+void RedactionViewModel::setSelectedPageIndex(qint64 index) { NORVANE_ASSIGN(selectedPageIndex_, index, selectedPageIndexChanged); }
+void RedactionViewModel::setSearchText(const QString& text) { NORVANE_ASSIGN(searchText_, text, searchTextChanged); }
+void RedactionViewModel::setStatusText(const QString& text) { NORVANE_ASSIGN(statusText_, text, statusTextChanged); }
+void RedactionViewModel::setProgress(const OptionalDouble& progress) { NORVANE_ASSIGN(progress_, progress, progressChanged); }
+void RedactionViewModel::setErrorMessage(const OptionalString& message) { NORVANE_ASSIGN(errorMessage_, message, errorMessageChanged); }
+void RedactionViewModel::setOutputURL(const OptionalString& url) { NORVANE_ASSIGN(outputURL_, url, outputURLChanged); }
+void RedactionViewModel::setVerification(const OptionalVerification& verification) { NORVANE_ASSIGN(verification_, verification, verificationChanged); }
+void RedactionViewModel::setIsBusy(bool busy) { NORVANE_ASSIGN(isBusy_, busy, isBusyChanged); }
+void RedactionViewModel::setLabelRedactions(bool label) { NORVANE_ASSIGN(labelRedactions_, label, labelRedactionsChanged); }
+
+#undef NORVANE_ASSIGN
+
+void RedactionViewModel::open(const QString& path) {
+    cancel();
+    setErrorMessage(std::nullopt);
+    setOutputURL(std::nullopt);
+    setVerification(std::nullopt);
+
+    SharedPdfDocument opened;
+    try {
+        opened = PdfDocument::openForRedaction(path.toStdString());
+    } catch (const RedactionError& error) {
+        setErrorMessage(QString::fromStdString(error.errorDescription()));
+        return;
+    } catch (const std::exception&) {
+        setErrorMessage(QString::fromStdString(RedactionError::cannotOpenPDF().errorDescription()));
+        return;
+    }
+
+    const auto pageCount = opened->pageCount();
+    setDocument(std::move(opened));
+    setSourceURL(path);
+    setRedactions({});
+    setSearchResults({});
+    setSelectedPageIndex(0);
+    setStatusText(QString::number(pageCount) + QStringLiteral(" pages loaded"));
+}
+
+void RedactionViewModel::clearDocument() {
+    cancel();
+    setDocument(nullptr);
+    setSourceURL(std::nullopt);
+    setRedactions({});
+    setSearchResults({});
+    setSelectedPageIndex(0);
+    setOutputURL(std::nullopt);
+    setVerification(std::nullopt);
+    setErrorMessage(std::nullopt);
+    setStatusText(QStringLiteral("Ready"));
+}
+
+void RedactionViewModel::cancel() {
+    if (task_) {
+        task_->requestCancel();
+    }
+    task_.reset();
+    setIsBusy(false);
+    setProgress(std::nullopt);
+}
+
+std::shared_ptr<BackgroundTask> RedactionViewModel::beginTask() {
+    task_ = std::make_shared<BackgroundTask>();
+    return task_;
+}
+
+void RedactionViewModel::addManual(qint64 pageIndex, const PageRect& rect) {
+    const PageRect area = rect.standardized();
+    if (area.width < 2.0 || area.height < 2.0) {
+        return;
+    }
+    auto regions = redactions_;
+    regions.push_back(RedactionRegion{Uuid::random(), pageIndex, area, RedactionSource::manual, std::nullopt});
+    setRedactions(std::move(regions));
+    setSelectedPageIndex(pageIndex);
+    setVerification(std::nullopt);
+}
+
+void RedactionViewModel::remove(const RedactionRegion& region) {
+    auto regions = redactions_;
+    std::erase_if(regions, [&](const RedactionRegion& r) { return r.id == region.id; });
+    setRedactions(std::move(regions));
+    setVerification(std::nullopt);
+}
+
+void RedactionViewModel::undoLast() {
+    if (redactions_.empty()) {
+        return;
+    }
+    auto regions = redactions_;
+    regions.pop_back();
+    setRedactions(std::move(regions));
+    setVerification(std::nullopt);
+}
+
+void RedactionViewModel::addSearchResult(const RedactionSearchResult& result) {
+    auto regions = redactions_;
+    if (appendSearchResult(regions, result)) {
+        setRedactions(std::move(regions));
+    }
+    setSelectedPageIndex(result.pageIndex);
+    setVerification(std::nullopt);
+}
+
+void RedactionViewModel::addAllSearchResults() {
+    const auto results = searchResults_;
+    for (const auto& result : results) {
+        addSearchResult(result);
+    }
+    setStatusText(QString::number(redactions_.size()) + QStringLiteral(" pending redactions"));
+}
+
+}  // namespace norvane
