@@ -40,4 +40,13 @@ std::optional<PageImage> renderImage(const mu::Session& session, std::int64_t pa
 // Largest bitmap we agree to allocate.
 constexpr std::int64_t kMaxRenderPixels = 200'000'000;
 
+struct RasterSize {
+    int width = 0;
+    int height = 0;
+};
+
+// The bitmap size renderImage uses for a media box (unrotated): nothing for an empty box,
+// a resolution that is not a positive number, or more than kMaxRenderPixels pixels.
+std::optional<RasterSize> rasterSize(const PageRect& mediaBox, double dpi);
+
 }  // namespace norvane

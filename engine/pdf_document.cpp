@@ -10,6 +10,10 @@
 namespace norvane {
 namespace {
 
+// A page tree can claim billions of pages in a few hundred bytes (shared subtrees); no
+// real document comes near this, and walking such a tree would never end.
+constexpr int kMaxPages = 100000;
+
 // The whole file is held in memory for the document's lifetime.
 constexpr std::uintmax_t kMaxFileSize = std::uintmax_t{4} << 30;
 
@@ -91,10 +95,10 @@ std::shared_ptr<const PdfDocument> PdfDocument::fromBytes(std::vector<unsigned c
             document->encrypted_ = pdf_dict_get(ctx, pdf_trailer(ctx, pdf), PDF_NAME(Encrypt)) != nullptr;
             count = pdf_count_pages(ctx, pdf);
         });
-        if (count < 0) {
+        if (count < 0 || count > kMaxPages) {
             throw RedactionError::cannotOpenPDF();
         }
-        document->pages_.reserve(static_cast<std::size_t>(std::min(count, 100000)));
+        document->pages_.reserve(static_cast<std::size_t>(count));
         for (int i = 0; i < count; ++i) {
             const PageFacts facts = readPage(ctx, pdf, i);
             PdfPageInfo info;

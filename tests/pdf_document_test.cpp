@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <random>
 #include <thread>
 
@@ -161,6 +162,60 @@ TEST(PdfDocument, DamagedFilesAreRefusedOrRepairedNeverFatal) {
         }
     }
     EXPECT_GT(opened, 0) << "MuPDF repairs most light damage";
+}
+
+// Assembles a classic PDF (objects, xref, trailer) from numbered object bodies.
+std::vector<unsigned char> rawPdf(const std::vector<std::string>& objects) {
+    std::string out = "%PDF-1.4\n";
+    std::vector<std::size_t> offsets;
+    for (std::size_t i = 0; i < objects.size(); ++i) {
+        offsets.push_back(out.size());
+        out += std::to_string(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
+    }
+    const auto xref = out.size();
+    out += "xref\n0 " + std::to_string(objects.size() + 1) + "\n0000000000 65535 f \n";
+    for (auto offset : offsets) {
+        char line[32];
+        std::snprintf(line, sizeof line, "%010zu 00000 n \n", offset);
+        out += line;
+    }
+    out += "trailer\n<< /Size " + std::to_string(objects.size() + 1) + " /Root 1 0 R >>\nstartxref\n" +
+           std::to_string(xref) + "\n%%EOF\n";
+    return {out.begin(), out.end()};
+}
+
+// Each level lists the next level twice: 2^depth pages from a few hundred bytes.
+std::vector<unsigned char> sharedSubtreePdf(int depth, bool honestCounts) {
+    std::vector<std::string> objects{"<< /Type /Catalog /Pages 2 0 R >>"};
+    for (int level = 0; level < depth; ++level) {
+        const int id = 2 + level;
+        const long long count = honestCounts ? (1LL << (depth - level)) : 2;
+        std::string parent = level > 0 ? " /Parent " + std::to_string(id - 1) + " 0 R" : "";
+        objects.push_back("<< /Type /Pages /Kids [" + std::to_string(id + 1) + " 0 R " + std::to_string(id + 1) +
+                          " 0 R] /Count " + std::to_string(count) + parent + " >>");
+    }
+    objects.push_back("<< /Type /Page /Parent " + std::to_string(depth + 1) + " 0 R /MediaBox [0 0 612 792] >>");
+    return rawPdf(objects);
+}
+
+TEST(PdfDocument, HostilePageTreesEndQuickly) {
+    const std::vector<std::vector<unsigned char>> files{
+        sharedSubtreePdf(30, true),
+        sharedSubtreePdf(30, false),
+        rawPdf({"<< /Type /Catalog /Pages 2 0 R >>", "<< /Type /Pages /Kids [2 0 R 3 0 R] /Count 5 >>",
+                "<< /Type /Page /Parent 2 0 R >>"}),
+        rawPdf({"<< /Type /Catalog /Pages 2 0 R >>", "<< /Type /Pages /Kids [3 0 R] /Count 2000000000 >>",
+                "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 1e30 -5] /Rotate 2147483647 >>"}),
+        rawPdf({"<< /Type /Catalog /Pages 2 0 R >>", "<< /Type /Pages /Kids 7 /Count -3 >>"}),
+    };
+    for (const auto& bytes : files) {
+        try {
+            const auto document = PdfDocument::fromBytes(bytes);
+            EXPECT_LE(document->pageCount(), 100000);
+        } catch (const RedactionError& error) {
+            EXPECT_EQ(error.kind(), RedactionError::Kind::cannotOpenPDF);
+        }
+    }
 }
 
 TEST(PdfDocument, SessionsOnSeveralThreadsShareOneDocument) {

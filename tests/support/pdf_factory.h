@@ -20,6 +20,31 @@ struct TextRun {
     std::string font = "Helvetica";  // any base-14 name
 };
 
+// An annotation made the way a viewer would make it (with an appearance where it has one).
+struct AnnotationSpec {
+    enum class Kind { note, freeText };  // note: a closed sticky note; freeText: text shown on the page
+    Kind kind = Kind::freeText;
+    PageRect rect{72, 600, 240, 40};
+    std::string contents;
+};
+
+// A filled-in text form field (a widget on the page plus an AcroForm entry).
+struct FieldSpec {
+    std::string name = "field";
+    PageRect rect{72, 500, 240, 24};
+    std::string value;
+};
+
+// A raster image placed on the page: a photo-like colour picture (smooth shading plus grain,
+// so it does not compress away) or a flat grey scan-like picture when `gray`.
+struct ImageSpec {
+    PageRect placement{0, 0, 612, 792};
+    int width = 256;  // pixels
+    int height = 256;
+    bool gray = false;
+    unsigned seed = 1;
+};
+
 struct PageSpec {
     PageRect mediaBox{0, 0, 612, 792};
     std::optional<PageRect> cropBox;
@@ -27,6 +52,14 @@ struct PageSpec {
     std::vector<TextRun> texts;
     std::vector<PageRect> filledBlackRects;  // drawn after the text, in the content stream
     std::string extraContent;                 // raw operators appended to the content stream
+    std::vector<ImageSpec> images;            // drawn first, under the text
+    std::vector<AnnotationSpec> annotations;
+    std::vector<FieldSpec> fields;
+};
+
+struct AttachmentSpec {
+    std::string name;
+    std::string contents;
 };
 
 struct DocumentSpec {
@@ -34,9 +67,18 @@ struct DocumentSpec {
     std::optional<std::string> ownerPassword;
     std::optional<std::string> userPassword;
     std::map<std::string, std::string> info;  // Info dictionary entries, e.g. {"Title", "…"}
+    std::optional<std::string> xmpMetadata;    // catalog /Metadata stream, stored uncompressed
+    std::vector<AttachmentSpec> attachments;   // catalog /Names /EmbeddedFiles
+    std::vector<std::string> outlineTitles;    // one bookmark per title, each to page 1
 };
 
 std::vector<unsigned char> buildPdf(const DocumentSpec& spec);
+
+// Appends an incremental update to `bytes` that replaces the content stream of page
+// `pageIndex` with `content` (raw operators; the page's font names stay available). The old
+// content stays in the file as an earlier revision.
+std::vector<unsigned char> withRevision(const std::vector<unsigned char>& bytes, int pageIndex,
+                                        const std::string& content);
 
 // Convenience: one Letter page per entry, each with one line of 12 pt Helvetica at (72, 720).
 DocumentSpec textPages(const std::vector<std::string>& lines);

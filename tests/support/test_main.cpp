@@ -1,7 +1,9 @@
 // One main for every test binary: a headless QApplication (widget tests need one, and
-// queued calls need an event loop) and single-threaded Tesseract.
+// queued calls need an event loop), single-threaded Tesseract, and a private data folder
+// so no test can touch the real export history.
 
 #include <QApplication>
+#include <QTemporaryDir>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,6 +13,11 @@
 int main(int argc, char** argv) {
     setenv("OMP_THREAD_LIMIT", "1", 0);
     setenv("QT_QPA_PLATFORM", "offscreen", 0);
+    QTemporaryDir dataHome;
+    if (!dataHome.isValid()) {
+        return 1;
+    }
+    setenv("XDG_DATA_HOME", dataHome.path().toLocal8Bit().constData(), 1);
     ::testing::InitGoogleMock(&argc, argv);
     QApplication app(argc, argv);
     return RUN_ALL_TESTS();

@@ -1,0 +1,275 @@
+#include "engine/ocr_service.h"
+
+#include "engine/redaction_engine.h"
+
+#include <leptonica/allheaders.h>
+#include <tesseract/baseapi.h>
+#include <tesseract/ocrclass.h>
+#include <tesseract/resultiterator.h>
+#include <unicode/locid.h>
+
+#ifdef NORVANE_HAVE_OPENMP
+#include <omp.h>
+#endif
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <mutex>
+#include <system_error>
+
+namespace norvane {
+namespace {
+
+// The recogniser's chatter goes to a process-wide debug file and Leptonica prints to
+// stderr; neither may ever show document content, so both are silenced once, before any
+// model is loaded.
+void silenceRecogniser() {
+    static std::once_flag once;
+    std::call_once(once, [] {
+        setMsgSeverity(L_SEVERITY_NONE);
+        tesseract::TessBaseAPI probe;
+        probe.SetVariable("debug_file", "/dev/null");
+    });
+}
+
+// Debian's Tesseract runs its networks on an OpenMP team, which on a two-core machine is about
+// four times slower than one thread. OMP_THREAD_LIMIT would do, but libgomp reads it in its
+// own constructor, before main(); so parallel regions are switched off here, per thread,
+// since the setting belongs to the calling thread.
+void holdToOneThread() {
+#ifdef NORVANE_HAVE_OPENMP
+    omp_set_max_active_levels(0);
+#endif
+}
+
+bool hasModel(const std::filesystem::path& folder, std::string_view language) {
+    std::error_code error;
+    return std::filesystem::is_regular_file(folder / (std::string(language) + ".traineddata"), error);
+}
+
+// The model for a locale, in the names the language packs use.
+std::string modelForLocale(std::string_view localeName) {
+    const icu::Locale locale(std::string(localeName).c_str());
+    std::string language = locale.getISO3Language();
+    const std::string_view country = locale.getCountry();
+    const std::string_view script = locale.getScript();
+    if (language == "zho") {
+        const bool traditional = script == "Hant" || country == "TW" || country == "HK" || country == "MO";
+        return traditional ? "chi_tra" : "chi_sim";
+    }
+    if (language == "nob" || language == "nno") {
+        return "nor";
+    }
+    return language;
+}
+
+NormalizedBox normalized(int left, int top, int right, int bottom, int width, int height) {
+    const double w = width;
+    const double h = height;
+    return NormalizedBox{left / w, (h - bottom) / h, (right - left) / w, (bottom - top) / h};
+}
+
+NormalizedBox unite(const NormalizedBox& a, const NormalizedBox& b) {
+    const double minX = std::min(a.x, b.x);
+    const double minY = std::min(a.y, b.y);
+    const double maxX = std::max(a.x + a.width, b.x + b.width);
+    const double maxY = std::max(a.y + a.height, b.y + b.height);
+    return NormalizedBox{minX, minY, maxX - minX, maxY - minY};
+}
+
+// Luminance, one byte a pixel: what the recogniser works on anyway, at a quarter of the
+// memory of its own colour copy.
+std::vector<std::uint8_t> greyPixels(const PageImage& image) {
+    const auto count = static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height);
+    const auto components = static_cast<std::size_t>(image.components);
+    std::vector<std::uint8_t> grey(count);
+    const std::uint8_t* in = image.samples.data();
+    for (std::size_t i = 0; i < count; ++i, in += components) {
+        const unsigned value = 77u * in[0] + 150u * in[1] + 29u * in[2];
+        grey[i] = static_cast<std::uint8_t>(value >> 8);
+    }
+    return grey;
+}
+
+bool cancelRequested(void* token, int) { return static_cast<const std::stop_token*>(token)->stop_requested(); }
+
+std::string takeText(char* text) {
+    std::string result = text ? text : "";
+    delete[] text;
+    return result;
+}
+
+}  // namespace
+
+std::optional<NormalizedBox> OcrLine::boxForRange(std::size_t begin, std::size_t end) const {
+    std::optional<NormalizedBox> covered;
+    for (const auto& symbol : symbols) {
+        if (symbol.begin < end && begin < symbol.end) {
+            covered = covered ? unite(*covered, symbol.box) : symbol.box;
+        }
+    }
+    return covered;
+}
+
+std::filesystem::path tessdataDirectory() {
+    static const std::array<const char*, 4> kCandidates = {
+        "/usr/share/tesseract-ocr/5/tessdata",
+        "/usr/share/tesseract-ocr/4.00/tessdata",
+        "/usr/share/tessdata",
+        "/usr/local/share/tessdata",
+    };
+    for (const char* candidate : kCandidates) {
+        if (hasModel(candidate, "eng")) {
+            return candidate;
+        }
+    }
+    return {};
+}
+
+std::string recognitionLanguages(std::string_view localeName, const std::filesystem::path& tessdata) {
+    std::string languages = "eng";
+    if (localeName.empty()) {
+        return languages;
+    }
+    const std::string model = modelForLocale(localeName);
+    if (!model.empty() && model != "eng" && hasModel(tessdata, model)) {
+        languages += "+" + model;
+    }
+    return languages;
+}
+
+OcrService::OcrService() : OcrService(recognitionLanguages(icu::Locale::getDefault().getName(), tessdataDirectory())) {}
+
+OcrService::OcrService(const std::string& languages) : languages_(languages) {
+    holdToOneThread();
+    silenceRecogniser();
+    const std::filesystem::path folder = tessdataDirectory();
+    if (folder.empty()) {
+        throw OcrError("Text recognition is not available: no language data is installed.");
+    }
+    api_ = std::make_unique<tesseract::TessBaseAPI>();
+    const std::vector<std::string> names = {"debug_file"};
+    const std::vector<std::string> values = {"/dev/null"};
+    if (api_->Init(folder.c_str(), languages_.c_str(), tesseract::OEM_LSTM_ONLY, nullptr, 0, &names, &values, false) != 0) {
+        throw OcrError("Text recognition could not load its language data (" + languages_ + ").");
+    }
+    api_->SetPageSegMode(tesseract::PSM_AUTO);
+}
+
+OcrService::~OcrService() {
+    if (api_) {
+        api_->End();
+    }
+}
+
+std::vector<OcrLine> OcrService::recognize(const PageImage& image, double dpi, float minimumLineHeight,
+                                           std::stop_token stop) {
+    const auto expected = static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height) *
+                          static_cast<std::size_t>(image.components);
+    if (image.width <= 0 || image.height <= 0 || image.components < 3 || image.samples.size() < expected) {
+        throw OcrError("Text recognition was given an unusable page image.");
+    }
+
+    holdToOneThread();  // cheap, and right even if the service moved threads
+    std::vector<std::uint8_t> grey = greyPixels(image);
+    api_->SetImage(grey.data(), image.width, image.height, 1, image.width);
+    std::vector<std::uint8_t>().swap(grey);  // the recogniser keeps its own copy
+    api_->SetSourceResolution(static_cast<int>(std::lround(dpi)));
+
+    tesseract::ETEXT_DESC monitor;
+    monitor.cancel = cancelRequested;
+    monitor.cancel_this = &stop;
+    const int status = api_->Recognize(&monitor);
+    if (stop.stop_requested()) {
+        api_->Clear();
+        throw CancellationError();
+    }
+    if (status != 0) {
+        api_->Clear();
+        throw OcrError("Text recognition failed on this page.");
+    }
+
+    std::vector<OcrLine> lines;
+    const float minimumHeight = minimumLineHeight * static_cast<float>(image.height);
+    bool inLine = false;
+    bool keepLine = false;
+    std::unique_ptr<tesseract::ResultIterator> it(api_->GetIterator());
+    if (it) {
+        it->Begin();
+        do {
+            if (it->Empty(tesseract::RIL_SYMBOL)) {
+                continue;
+            }
+            if (!inLine || it->IsAtBeginningOf(tesseract::RIL_TEXTLINE)) {
+                inLine = true;
+                int left = 0, top = 0, right = 0, bottom = 0;
+                it->BoundingBox(tesseract::RIL_TEXTLINE, &left, &top, &right, &bottom);
+                keepLine = static_cast<float>(bottom - top) >= minimumHeight;
+                if (keepLine) {
+                    lines.push_back(OcrLine{{}, normalized(left, top, right, bottom, image.width, image.height), {}});
+                }
+            } else if (keepLine && it->IsAtBeginningOf(tesseract::RIL_WORD) && !lines.back().text.empty()) {
+                lines.back().text += ' ';
+            }
+            if (!keepLine) {
+                continue;
+            }
+            std::string symbol = takeText(it->GetUTF8Text(tesseract::RIL_SYMBOL));
+            if (symbol.empty()) {
+                continue;
+            }
+            OcrLine& line = lines.back();
+            int left = 0, top = 0, right = 0, bottom = 0;
+            OcrLine::Symbol entry;
+            entry.begin = line.text.size();
+            line.text += symbol;
+            entry.end = line.text.size();
+            if (it->BoundingBox(tesseract::RIL_SYMBOL, &left, &top, &right, &bottom)) {
+                entry.box = normalized(left, top, right, bottom, image.width, image.height);
+                line.symbols.push_back(entry);
+            }
+        } while (it->Next(tesseract::RIL_SYMBOL));
+    }
+    it.reset();
+    api_->Clear();
+
+    std::erase_if(lines, [](const OcrLine& line) { return line.text.empty(); });
+    for (auto& line : lines) {
+        // Trailing word breaks with nothing after them.
+        while (!line.text.empty() && line.text.back() == ' ') {
+            line.text.pop_back();
+        }
+    }
+    return lines;
+}
+
+PageRect imageBoxToPage(const PageImage& image, const NormalizedBox& box) {
+    const Affine& m = image.pageToPixel;
+    const double det = m.a * m.d - m.b * m.c;
+    if (det == 0 || !std::isfinite(det)) {
+        return {};
+    }
+    const double w = image.width;
+    const double h = image.height;
+    const double left = box.x * w;
+    const double right = (box.x + box.width) * w;
+    const double top = (1.0 - box.y - box.height) * h;
+    const double bottom = (1.0 - box.y) * h;
+
+    double minX = INFINITY, minY = INFINITY, maxX = -INFINITY, maxY = -INFINITY;
+    const std::array<std::array<double, 2>, 4> corners = {{{left, top}, {right, top}, {left, bottom}, {right, bottom}}};
+    for (const auto& [u, v] : corners) {
+        const double du = u - m.e;
+        const double dv = v - m.f;
+        const double x = (m.d * du - m.c * dv) / det;
+        const double y = (m.a * dv - m.b * du) / det;
+        minX = std::min(minX, x);
+        minY = std::min(minY, y);
+        maxX = std::max(maxX, x);
+        maxY = std::max(maxY, y);
+    }
+    return PageRect{minX, minY, maxX - minX, maxY - minY};
+}
+
+}  // namespace norvane

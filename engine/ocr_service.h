@@ -1,0 +1,85 @@
+#pragma once
+// On-device text recognition, private to the engine. One OcrService per operation and
+// thread: it loads the language models once and reads page after page with them.
+
+#include "engine/page_raster.h"
+#include "model/redaction_records.h"
+
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tesseract {
+class TessBaseAPI;
+}
+
+namespace norvane {
+
+// A box in fractions of the image (0 to 1), origin at the lower left, y up.
+struct NormalizedBox {
+    double x = 0;
+    double y = 0;
+    double width = 0;
+    double height = 0;
+};
+
+struct OcrLine {
+    // One recognised character: its bytes [begin, end) in `text` and its box.
+    struct Symbol {
+        std::size_t begin = 0;
+        std::size_t end = 0;
+        NormalizedBox box;
+    };
+
+    std::string text;  // UTF-8, words joined by single spaces, no line break
+    NormalizedBox box;
+    std::vector<Symbol> symbols;
+
+    // Union of the boxes of the symbols that overlap the byte range [begin, end); nothing
+    // when no recognised symbol lies in it.
+    std::optional<NormalizedBox> boxForRange(std::size_t begin, std::size_t end) const;
+};
+
+class OcrService {
+public:
+    // English plus the language of the user's locale when its model is installed.
+    // Throws OcrError when the models cannot be loaded.
+    OcrService();
+    // `languages` in the recogniser's own form, e.g. "eng" or "eng+deu".
+    explicit OcrService(const std::string& languages);
+    ~OcrService();
+    OcrService(const OcrService&) = delete;
+    OcrService& operator=(const OcrService&) = delete;
+
+    // Recognises one page image rendered at `dpi`, lines in reading order. Lines whose box is
+    // lower than `minimumLineHeight` × image height are dropped (0 keeps every line).
+    // Throws OcrError when recognition fails, CancellationError when `stop` is requested
+    // while it runs.
+    std::vector<OcrLine> recognize(const PageImage& image, double dpi, float minimumLineHeight,
+                                   std::stop_token stop = {});
+
+    const std::string& languages() const { return languages_; }
+
+private:
+    std::unique_ptr<tesseract::TessBaseAPI> api_;
+    std::string languages_;
+};
+
+// Folder holding the installed language models; empty when none is found.
+std::filesystem::path tessdataDirectory();
+
+// "eng", plus "+" and the model for the language of `localeName` (e.g. "de_DE", "zh_TW")
+// when `tessdata` holds it.
+std::string recognitionLanguages(std::string_view localeName, const std::filesystem::path& tessdata);
+
+// Maps a normalised box of `image` back to page space through the inverse of its
+// page-to-pixel transform; with a rotated rendering the result is the box on the page as
+// stored. Returns the axis-aligned bounds.
+PageRect imageBoxToPage(const PageImage& image, const NormalizedBox& box);
+
+}  // namespace norvane

@@ -1,0 +1,66 @@
+#include "engine/page_preview.h"
+
+#include "engine/mupdf_session.h"
+#include "engine/page_raster.h"
+
+#include <algorithm>
+#include <cmath>
+#include <exception>
+
+namespace norvane {
+
+double boundedPreviewScale(const PdfPageInfo& page, double pixelsPerPoint) {
+    if (!(pixelsPerPoint > 0) || !std::isfinite(pixelsPerPoint)) {
+        return 1.0;
+    }
+    const double area = page.mediaBox.width * page.mediaBox.height;
+    if (!(area > 0)) {
+        return pixelsPerPoint;
+    }
+    const double pixels = area * pixelsPerPoint * pixelsPerPoint;
+    if (pixels <= static_cast<double>(kMaxPreviewPixels)) {
+        return pixelsPerPoint;
+    }
+    return std::sqrt(static_cast<double>(kMaxPreviewPixels) / area) * 0.999;
+}
+
+PagePreviewRenderer::PagePreviewRenderer(SharedPdfDocument document)
+    : document_(std::move(document)), session_(std::make_unique<mu::Session>(document_)) {}
+
+PagePreviewRenderer::~PagePreviewRenderer() = default;
+
+std::optional<PreviewImage> PagePreviewRenderer::render(std::int64_t pageIndex, double pixelsPerPoint) const {
+    if (!document_ || pageIndex < 0 || pageIndex >= document_->pageCount()) {
+        return std::nullopt;
+    }
+    const double scale = boundedPreviewScale(document_->page(pageIndex), pixelsPerPoint);
+    try {
+        auto image = renderImage(*session_, pageIndex, scale * 72.0, {}, false, RenderOrientation::displayed);
+        if (!image || image->width <= 0 || image->height <= 0) {
+            return std::nullopt;
+        }
+        PreviewImage preview;
+        preview.width = image->width;
+        preview.height = image->height;
+        if (image->components == 3) {
+            preview.rgb = std::move(image->samples);
+        } else if (image->components == 1) {
+            preview.rgb.resize(image->samples.size() * 3);
+            for (std::size_t i = 0; i < image->samples.size(); ++i) {
+                std::fill_n(preview.rgb.begin() + static_cast<std::ptrdiff_t>(i * 3), 3, image->samples[i]);
+            }
+        } else {
+            return std::nullopt;
+        }
+        const auto expected = static_cast<std::size_t>(preview.width) * static_cast<std::size_t>(preview.height) * 3;
+        if (preview.rgb.size() != expected) {
+            return std::nullopt;
+        }
+        return preview;
+    } catch (const std::exception&) {
+        // A page that will not render is shown as its placeholder; the reason stays private.
+        return std::nullopt;
+    }
+}
+
+}  // namespace norvane

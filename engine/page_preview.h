@@ -1,0 +1,49 @@
+#pragma once
+// On-screen page previews for the views: the page as a reader sees it (full media box,
+// /Rotate applied), without boxes. MuPDF stays behind this header.
+
+#include "engine/pdf_document.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace norvane {
+
+namespace mu {
+class Session;
+}
+
+struct PreviewImage {
+    int width = 0;
+    int height = 0;
+    std::vector<std::uint8_t> rgb;  // rows top to bottom, width × 3 bytes each
+};
+
+// Largest preview bitmap; a request above it is rendered coarser and scaled up on screen.
+constexpr std::int64_t kMaxPreviewPixels = 24'000'000;
+
+// The resolution (pixels per point) actually used for a request on `page`.
+double boundedPreviewScale(const PdfPageInfo& page, double pixelsPerPoint);
+
+// Renders pages of one document. Confined to the thread that created it.
+class PagePreviewRenderer {
+public:
+    // Opens a session over the document; throws like mu::Session.
+    explicit PagePreviewRenderer(SharedPdfDocument document);
+    ~PagePreviewRenderer();
+    PagePreviewRenderer(const PagePreviewRenderer&) = delete;
+    PagePreviewRenderer& operator=(const PagePreviewRenderer&) = delete;
+
+    const SharedPdfDocument& document() const { return document_; }
+
+    // Nothing when the page cannot be rendered (bad index, broken content, no memory).
+    std::optional<PreviewImage> render(std::int64_t pageIndex, double pixelsPerPoint) const;
+
+private:
+    SharedPdfDocument document_;
+    std::unique_ptr<mu::Session> session_;
+};
+
+}  // namespace norvane

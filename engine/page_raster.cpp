@@ -1,0 +1,278 @@
+#include "engine/page_raster.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <numbers>
+
+namespace norvane {
+namespace {
+
+constexpr double kLabelMinWidth = 72.0;
+constexpr double kLabelMinHeight = 18.0;
+constexpr double kLabelMaxFontSize = 11.0;
+constexpr double kLabelHeightFactor = 0.45;
+constexpr const char* kLabelText = "REDACTED";
+
+// Pixel edges closer than this to a whole number count as that number, so a box whose edge
+// lands on a pixel boundary does not spill into the neighbour through rounding noise.
+constexpr double kEdgeSlack = 1e-6;
+
+fz_matrix toFz(const Affine& m) {
+    return fz_make_matrix(static_cast<float>(m.a), static_cast<float>(m.b), static_cast<float>(m.c),
+                          static_cast<float>(m.d), static_cast<float>(m.e), static_cast<float>(m.f));
+}
+
+struct Point {
+    double x;
+    double y;
+};
+
+Point apply(const Affine& m, double x, double y) { return {m.a * x + m.c * y + m.e, m.b * x + m.d * y + m.f}; }
+
+struct Geometry {
+    int width = 0;
+    int height = 0;
+    Affine pageToPixel;
+};
+
+// Maps page space onto the bitmap, turned clockwise by `rotation` for the displayed
+// orientation.
+std::optional<Geometry> geometryFor(const PageRect& mediaBox, double dpi, int rotation) {
+    const std::optional<RasterSize> size = rasterSize(mediaBox, dpi);
+    if (!size) {
+        return std::nullopt;
+    }
+    const PageRect box = mediaBox.standardized();
+    const double scale = dpi / 72.0;
+    const double w = size->width;
+    const double h = size->height;
+
+    // Media box, y flipped, origin at its top left.
+    const Affine upright{scale, 0, 0, -scale, -box.x * scale, (box.y + box.height) * scale};
+    Geometry g;
+    g.width = size->width;
+    g.height = size->height;
+    const Affine& u = upright;
+    switch (rotation) {
+        case 90:  // (x, y) -> (h - y, x)
+            g.pageToPixel = {-u.b, u.a, -u.d, u.c, h - u.f, u.e};
+            std::swap(g.width, g.height);
+            break;
+        case 180:  // (x, y) -> (w - x, h - y)
+            g.pageToPixel = {-u.a, -u.b, -u.c, -u.d, w - u.e, h - u.f};
+            break;
+        case 270:  // (x, y) -> (y, w - x)
+            g.pageToPixel = {u.b, -u.a, u.d, -u.c, u.f, w - u.e};
+            std::swap(g.width, g.height);
+            break;
+        default:
+            g.pageToPixel = upright;
+            break;
+    }
+    return g;
+}
+
+// Fills the pixels a box touches, rounding outwards: a partly covered edge pixel is black too.
+// Returns false for a box that cannot be placed (not a number), so the caller refuses the page
+// rather than silently leaving content uncovered.
+bool fillBox(PageImage& image, const PageRect& rect) {
+    const PageRect r = rect.standardized();
+    if (std::isnan(r.x) || std::isnan(r.y) || std::isnan(r.width) || std::isnan(r.height)) {
+        return false;
+    }
+    const Point p0 = apply(image.pageToPixel, r.x, r.y);
+    const Point p1 = apply(image.pageToPixel, r.x + r.width, r.y + r.height);
+    if (std::isnan(p0.x) || std::isnan(p0.y) || std::isnan(p1.x) || std::isnan(p1.y)) {
+        return false;
+    }
+    const auto clampTo = [](double v, int limit) { return static_cast<int>(std::clamp(v, 0.0, static_cast<double>(limit))); };
+    const int x0 = clampTo(std::floor(std::min(p0.x, p1.x) + kEdgeSlack), image.width);
+    const int x1 = clampTo(std::ceil(std::max(p0.x, p1.x) - kEdgeSlack), image.width);
+    const int y0 = clampTo(std::floor(std::min(p0.y, p1.y) + kEdgeSlack), image.height);
+    const int y1 = clampTo(std::ceil(std::max(p0.y, p1.y) - kEdgeSlack), image.height);
+    if (x0 >= x1 || y0 >= y1) {
+        return true;
+    }
+    const auto stride = static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.components);
+    const auto span = static_cast<std::size_t>(x1 - x0) * static_cast<std::size_t>(image.components);
+    for (int y = y0; y < y1; ++y) {
+        std::uint8_t* row = image.samples.data() + static_cast<std::size_t>(y) * stride +
+                            static_cast<std::size_t>(x0) * static_cast<std::size_t>(image.components);
+        std::fill_n(row, span, std::uint8_t{0});
+    }
+    return true;
+}
+
+struct LabelFont {
+    fz_font* font = nullptr;
+    float width = 0;      // advance of the label at size 1
+    float ascender = 0;   // at size 1
+    float descender = 0;  // at size 1, negative below the baseline
+};
+
+void loadLabelFont(fz_context* ctx, LabelFont& label) {
+    mu::muCall(ctx, [&] {
+        label.font = fz_new_base14_font(ctx, "Helvetica-Bold");
+        float advance = 0;
+        for (const char* c = kLabelText; *c; ++c) {
+            advance += fz_advance_glyph(ctx, label.font, fz_encode_character(ctx, label.font, *c), 0);
+        }
+        label.width = advance;
+        label.ascender = fz_font_ascender(ctx, label.font);
+        label.descender = fz_font_descender(ctx, label.font);
+    });
+}
+
+// Draws the label centred in the box, turned with the page's /Rotate so that it reads upright
+// wherever the page is shown upright. The size rule looks at the box as the reader sees it.
+void drawLabel(fz_context* ctx, fz_device* device, const LabelFont& label, const PageRect& rect, int rotation,
+               const fz_matrix& ctm) {
+    const PageRect r = rect.standardized();
+    const bool quarterTurn = rotation == 90 || rotation == 270;
+    const double seenWidth = quarterTurn ? r.height : r.width;
+    const double seenHeight = quarterTurn ? r.width : r.height;
+    if (!(seenWidth >= kLabelMinWidth && seenHeight >= kLabelMinHeight)) {
+        return;
+    }
+    const double size = std::min(seenHeight * kLabelHeightFactor, kLabelMaxFontSize);
+    const double w = label.width * size;
+    const double h = (label.ascender - label.descender) * size;
+    // Baseline start relative to the centre, in the label's own upright frame.
+    const double localX = -w * 0.5;
+    const double localY = -h * 0.5 - label.descender * size;
+    const double radians = rotation * std::numbers::pi / 180.0;
+    const double cosR = std::cos(radians);
+    const double sinR = std::sin(radians);
+    const double originX = r.x + r.width * 0.5 + localX * cosR - localY * sinR;
+    const double originY = r.y + r.height * 0.5 + localX * sinR + localY * cosR;
+    const fz_matrix trm = fz_make_matrix(static_cast<float>(size * cosR), static_cast<float>(size * sinR),
+                                         static_cast<float>(-size * sinR), static_cast<float>(size * cosR),
+                                         static_cast<float>(originX), static_cast<float>(originY));
+    static const float white[3] = {1, 1, 1};
+    fz_text* text = nullptr;
+    fz_var(text);
+    mu::muCall(ctx, [&] {
+        fz_try(ctx) {
+            text = fz_new_text(ctx);
+            fz_show_string(ctx, text, label.font, trm, kLabelText, 0, 0, FZ_BIDI_LTR, FZ_LANG_UNSET);
+            fz_fill_text(ctx, device, text, ctm, fz_device_rgb(ctx), white, 1, fz_default_color_params);
+        }
+        fz_always(ctx) {
+            fz_drop_text(ctx, text);
+        }
+        fz_catch(ctx) {
+            fz_rethrow(ctx);
+        }
+    });
+}
+
+// Everything MuPDF holds during one render, released on every path.
+struct RenderResources {
+    fz_context* ctx;
+    fz_page* page = nullptr;
+    fz_pixmap* pixmap = nullptr;
+    fz_device* device = nullptr;
+    LabelFont label;
+
+    explicit RenderResources(fz_context* c) : ctx(c) {}
+    ~RenderResources() {
+        fz_drop_device(ctx, device);
+        fz_drop_pixmap(ctx, pixmap);
+        fz_drop_page(ctx, page);
+        fz_drop_font(ctx, label.font);
+    }
+    RenderResources(const RenderResources&) = delete;
+    RenderResources& operator=(const RenderResources&) = delete;
+};
+
+}  // namespace
+
+std::optional<RasterSize> rasterSize(const PageRect& mediaBox, double dpi) {
+    const PageRect box = mediaBox.standardized();
+    if (!(box.width > 0) || !(box.height > 0) || !std::isfinite(dpi) || !(dpi > 0)) {
+        return std::nullopt;
+    }
+    // Multiply before dividing and forgive rounding noise, so 792 pt at 150 dpi is 1650
+    // pixels and not 1651.
+    const auto pixels = [dpi](double points) {
+        const double exact = points * dpi / 72.0;
+        return std::isfinite(exact) ? std::max(1.0, std::ceil(exact - exact * 1e-12)) : exact;
+    };
+    const double w = pixels(box.width);
+    const double h = pixels(box.height);
+    if (!std::isfinite(w) || !std::isfinite(h) || w * h > static_cast<double>(kMaxRenderPixels)) {
+        return std::nullopt;
+    }
+    return RasterSize{static_cast<int>(w), static_cast<int>(h)};
+}
+
+std::optional<PageImage> renderImage(const mu::Session& session, std::int64_t pageIndex, double dpi,
+                                     const std::vector<RedactionRegion>& boxes, bool labelRedactions,
+                                     RenderOrientation orientation) {
+    const PdfDocument& document = *session.document();
+    if (pageIndex < 0 || pageIndex >= document.pageCount()) {
+        return std::nullopt;
+    }
+    const PdfPageInfo& info = document.page(pageIndex);
+    const int shownRotation = orientation == RenderOrientation::displayed ? info.rotation : 0;
+    const std::optional<Geometry> geometry = geometryFor(info.mediaBox, dpi, shownRotation);
+    if (!geometry) {
+        return std::nullopt;
+    }
+
+    try {
+        PageImage image;
+        image.width = geometry->width;
+        image.height = geometry->height;
+        image.components = 3;
+        image.pageToPixel = geometry->pageToPixel;
+        const auto stride = static_cast<std::size_t>(image.width) * 3;
+        image.samples.assign(stride * static_cast<std::size_t>(image.height), std::uint8_t{255});
+
+        fz_context* ctx = session.ctx();
+        RenderResources res(ctx);
+        const int index = static_cast<int>(pageIndex);
+        const fz_matrix pageToPixel = toFz(image.pageToPixel);
+        unsigned char* samples = image.samples.data();
+        const int w = image.width;
+        const int h = image.height;
+        mu::muCall(ctx, [&] {
+            pdf_page* page = pdf_load_page(ctx, session.pdf(), index);
+            res.page = &page->super;
+            fz_rect unused;
+            fz_matrix pageCtm;
+            pdf_page_transform(ctx, page, &unused, &pageCtm);
+            // MuPDF runs pages in its own (cropped, rotated, y-down) space; undo that first so the
+            // whole media box lands on the bitmap, not just the crop box.
+            const fz_matrix ctm = fz_concat(fz_invert_matrix(pageCtm), pageToPixel);
+            res.pixmap = fz_new_pixmap_with_data(ctx, fz_device_rgb(ctx), w, h, nullptr, 0, w * 3, samples);
+            res.device = fz_new_draw_device(ctx, fz_identity, res.pixmap);
+            fz_run_page(ctx, res.page, res.device, ctm, nullptr);
+        });
+
+        const bool anyLabel = labelRedactions && !boxes.empty();
+        if (anyLabel) {
+            loadLabelFont(ctx, res.label);
+        }
+        // Box then label, in list order, so a later box covers an earlier label.
+        for (const RedactionRegion& region : boxes) {
+            if (!fillBox(image, region.rect)) {
+                return std::nullopt;
+            }
+            if (labelRedactions) {
+                drawLabel(ctx, res.device, res.label, region.rect, info.rotation, pageToPixel);
+            }
+        }
+        mu::muCall(ctx, [&] { fz_close_device(ctx, res.device); });
+        return image;
+    } catch (const mu::MuPdfError&) {
+        return std::nullopt;
+    } catch (const std::bad_alloc&) {
+        return std::nullopt;
+    } catch (const std::length_error&) {
+        return std::nullopt;
+    }
+}
+
+}  // namespace norvane

@@ -1,0 +1,422 @@
+// The secure copy: every page becomes one lossless image of itself with the boxes burnt in,
+// and the file is written from scratch around those images, so nothing of the source's
+// structure (text, fonts, annotations, forms, outlines, metadata, revisions) can travel.
+
+#include "engine/page_raster.h"
+#include "engine/redaction_engine.h"
+
+#include <libdeflate.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <thread>
+
+#if defined(__unix__) || defined(__APPLE__)
+#include <unistd.h>
+#endif
+
+namespace norvane {
+namespace {
+
+constexpr double kExportDpi = 180.0;
+constexpr int kDeflateLevel = 6;
+
+// --- page encoding -------------------------------------------------------------------------
+
+struct EncodedPage {
+    int width = 0;
+    int height = 0;
+    bool gray = false;
+    std::vector<std::uint8_t> zlib;  // the image samples, zlib format (PDF's FlateDecode)
+};
+
+class Deflater {
+public:
+    Deflater() : compressor_(libdeflate_alloc_compressor(kDeflateLevel)) {
+        if (!compressor_) {
+            throw std::bad_alloc();
+        }
+    }
+    ~Deflater() { libdeflate_free_compressor(compressor_); }
+    Deflater(const Deflater&) = delete;
+    Deflater& operator=(const Deflater&) = delete;
+
+    std::vector<std::uint8_t> compress(const std::uint8_t* data, std::size_t size) {
+        std::vector<std::uint8_t> out(libdeflate_zlib_compress_bound(compressor_, size));
+        const std::size_t written = libdeflate_zlib_compress(compressor_, data, size, out.data(), out.size());
+        if (written == 0) {
+            throw std::bad_alloc();  // cannot happen with a bound-sized buffer
+        }
+        out.resize(written);
+        out.shrink_to_fit();
+        return out;
+    }
+
+private:
+    libdeflate_compressor* compressor_;
+};
+
+// Pages of black text on white are grey everywhere; storing one sample per pixel instead of
+// three is lossless and a third of the work for the compressor.
+bool isGray(const PageImage& image) {
+    const std::uint8_t* p = image.samples.data();
+    const std::uint8_t* end = p + image.samples.size();
+    for (; p != end; p += 3) {
+        if (p[0] != p[1] || p[1] != p[2]) {
+            return false;
+        }
+    }
+    return true;
+}
+
+EncodedPage encode(PageImage image, Deflater& deflater) {
+    EncodedPage page;
+    page.width = image.width;
+    page.height = image.height;
+    page.gray = image.components == 3 && isGray(image);
+    if (page.gray) {
+        const std::size_t pixels = image.samples.size() / 3;
+        for (std::size_t i = 0; i < pixels; ++i) {
+            image.samples[i] = image.samples[i * 3];
+        }
+        image.samples.resize(pixels);
+    }
+    page.zlib = deflater.compress(image.samples.data(), image.samples.size());
+    return page;
+}
+
+// Renders and encodes one page; nothing when it cannot be rendered.
+std::optional<EncodedPage> producePage(const mu::Session& session, std::int64_t index,
+                                       const std::vector<RedactionRegion>& boxes, bool labels, Deflater& deflater) {
+    std::optional<PageImage> image = renderImage(session, index, kExportDpi, boxes, labels);
+    if (!image || image->components != 3) {
+        return std::nullopt;
+    }
+    return encode(std::move(*image), deflater);
+}
+
+// --- output file ---------------------------------------------------------------------------
+
+class WriteFailed {};
+
+// A hidden temporary file beside the target; removed unless committed by renaming it over
+// the target, so a failed or cancelled export leaves nothing behind.
+class TemporaryOutput {
+public:
+    explicit TemporaryOutput(const std::filesystem::path& target) : target_(target) {
+        const std::filesystem::path folder = target.parent_path().empty() ? std::filesystem::path(".") : target.parent_path();
+        for (int attempt = 0; attempt < 8 && !file_; ++attempt) {
+            path_ = folder / ("." + target.filename().string() + "." + Uuid::random().toString() + ".tmp");
+            file_ = std::fopen(path_.c_str(), "wbx");
+        }
+        if (!file_) {
+            throw WriteFailed();
+        }
+        std::setvbuf(file_, nullptr, _IOFBF, std::size_t{1} << 20);
+    }
+    ~TemporaryOutput() {
+        if (file_) {
+            std::fclose(file_);
+        }
+        if (!committed_) {
+            std::error_code ignored;
+            std::filesystem::remove(path_, ignored);
+        }
+    }
+    TemporaryOutput(const TemporaryOutput&) = delete;
+    TemporaryOutput& operator=(const TemporaryOutput&) = delete;
+
+    void write(const void* data, std::size_t size) {
+        if (size && std::fwrite(data, 1, size, file_) != size) {
+            throw WriteFailed();
+        }
+        offset_ += size;
+    }
+    void write(const std::string& text) { write(text.data(), text.size()); }
+    std::uint64_t offset() const { return offset_; }
+
+    void commit() {
+        bool ok = std::fflush(file_) == 0 && !std::ferror(file_);
+#if defined(__unix__) || defined(__APPLE__)
+        ok = ok && ::fsync(fileno(file_)) == 0;
+#endif
+        ok = std::fclose(file_) == 0 && ok;
+        file_ = nullptr;
+        if (!ok) {
+            throw WriteFailed();
+        }
+        std::error_code error;
+        std::filesystem::rename(path_, target_, error);
+        if (error) {
+            throw WriteFailed();
+        }
+        committed_ = true;
+    }
+
+private:
+    std::filesystem::path target_;
+    std::filesystem::path path_;
+    std::FILE* file_ = nullptr;
+    std::uint64_t offset_ = 0;
+    bool committed_ = false;
+};
+
+// PDF numbers never use exponents; four decimals are finer than any media box needs.
+std::string pdfNumber(double value) {
+    char buffer[64];
+    std::snprintf(buffer, sizeof buffer, "%.4f", value);
+    std::string text = buffer;
+    text.erase(text.find_last_not_of('0') + 1);
+    if (text.back() == '.') {
+        text.pop_back();
+    }
+    return text == "-0" ? "0" : text;
+}
+
+// Writes the image-only PDF as the pages arrive: catalog first, then per page its image,
+// its one-line content stream and the page itself, then the page tree, Info and one xref.
+// Page i uses objects 4 + 3i (image), 5 + 3i (content), 6 + 3i (page).
+class ImagePdfWriter {
+public:
+    ImagePdfWriter(TemporaryOutput& out, std::int64_t pageCount) : out_(out), pageCount_(pageCount) {
+        offsets_.assign(static_cast<std::size_t>(3 + 3 * pageCount) + 1, 0);
+        out_.write("%PDF-1.7\n%\xE2\xE3\xCF\xD3\n");
+        beginObject(1);
+        out_.write("<< /Type /Catalog /Pages 2 0 R >>\nendobj\n");
+    }
+
+    void addPage(std::int64_t index, const PdfPageInfo& info, const EncodedPage& page) {
+        const std::int64_t image = 4 + 3 * index;
+        const std::int64_t content = image + 1;
+        const std::int64_t pageObject = image + 2;
+        const std::string width = pdfNumber(info.mediaBox.standardized().width);
+        const std::string height = pdfNumber(info.mediaBox.standardized().height);
+
+        beginObject(image);
+        out_.write("<< /Type /XObject /Subtype /Image /Width " + std::to_string(page.width) + " /Height " +
+                   std::to_string(page.height) + " /ColorSpace " + (page.gray ? "/DeviceGray" : "/DeviceRGB") +
+                   " /BitsPerComponent 8 /Filter /FlateDecode /Length " + std::to_string(page.zlib.size()) +
+                   " >>\nstream\n");
+        out_.write(page.zlib.data(), page.zlib.size());
+        out_.write("\nendstream\nendobj\n");
+
+        const std::string drawing = "q " + width + " 0 0 " + height + " 0 0 cm /Im0 Do Q\n";
+        beginObject(content);
+        out_.write("<< /Length " + std::to_string(drawing.size()) + " >>\nstream\n" + drawing + "endstream\nendobj\n");
+
+        beginObject(pageObject);
+        std::string dict = "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 " + width + " " + height + "]";
+        if (info.rotation != 0) {
+            dict += " /Rotate " + std::to_string(info.rotation);
+        }
+        dict += " /Resources << /XObject << /Im0 " + std::to_string(image) + " 0 R >> >> /Contents " +
+                std::to_string(content) + " 0 R >>\nendobj\n";
+        out_.write(dict);
+    }
+
+    void finish() {
+        beginObject(2);
+        std::string kids;
+        for (std::int64_t i = 0; i < pageCount_; ++i) {
+            kids += (i ? " " : "") + std::to_string(6 + 3 * i) + " 0 R";
+        }
+        out_.write("<< /Type /Pages /Kids [" + kids + "] /Count " + std::to_string(pageCount_) + " >>\nendobj\n");
+        beginObject(3);
+        out_.write("<< /Title (Redacted Document) /Creator (Norvane Redaction) /Producer (Norvane) >>\nendobj\n");
+
+        const std::uint64_t xref = out_.offset();
+        std::string table = "xref\n0 " + std::to_string(offsets_.size()) + "\n0000000000 65535 f \n";
+        for (std::size_t i = 1; i < offsets_.size(); ++i) {
+            char entry[32];
+            std::snprintf(entry, sizeof entry, "%010llu 00000 n \n", static_cast<unsigned long long>(offsets_[i]));
+            table += entry;
+        }
+        out_.write(table);
+        out_.write("trailer\n<< /Size " + std::to_string(offsets_.size()) + " /Root 1 0 R /Info 3 0 R >>\nstartxref\n" +
+                   std::to_string(xref) + "\n%%EOF\n");
+    }
+
+private:
+    void beginObject(std::int64_t number) {
+        // The xref table has ten digits per offset.
+        if (out_.offset() > 9'999'999'999ULL) {
+            throw WriteFailed();
+        }
+        offsets_.at(static_cast<std::size_t>(number)) = out_.offset();
+        out_.write(std::to_string(number) + " 0 obj\n");
+    }
+
+    TemporaryOutput& out_;
+    std::int64_t pageCount_;
+    std::vector<std::uint64_t> offsets_;
+};
+
+// --- two-stage pipeline --------------------------------------------------------------------
+
+// The helper thread renders and encodes the odd pages while the calling thread does the even
+// ones and writes the file. One slot between them: the helper starts a page only once its
+// previous result was taken, so at most two page images exist at a time.
+struct Handoff {
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool slotFull = false;
+    std::int64_t slotPage = -1;
+    std::optional<EncodedPage> slot;  // empty when the page could not be rendered
+    bool abort = false;
+    bool helperDone = false;
+};
+
+void helperPages(Handoff& handoff, const SharedPdfDocument& document,
+                 const std::map<std::int64_t, std::vector<RedactionRegion>>& byPage, bool labels,
+                 const std::stop_token& stop) {
+    std::unique_ptr<mu::Session> session;
+    std::unique_ptr<Deflater> deflater;
+    try {
+        session = std::make_unique<mu::Session>(document);
+        deflater = std::make_unique<Deflater>();
+    } catch (...) {
+        session.reset();
+    }
+    static const std::vector<RedactionRegion> none;
+    for (std::int64_t page = 1; session && page < document->pageCount(); page += 2) {
+        {
+            std::unique_lock lock(handoff.mutex);
+            handoff.changed.wait(lock, [&] { return !handoff.slotFull || handoff.abort; });
+            if (handoff.abort) {
+                break;
+            }
+        }
+        if (stop.stop_requested()) {
+            break;
+        }
+        const auto found = byPage.find(page);
+        std::optional<EncodedPage> encoded;
+        try {
+            encoded = producePage(*session, page, found == byPage.end() ? none : found->second, labels, *deflater);
+        } catch (...) {
+            encoded.reset();
+        }
+        std::lock_guard lock(handoff.mutex);
+        handoff.slot = std::move(encoded);
+        handoff.slotPage = page;
+        handoff.slotFull = true;
+        handoff.changed.notify_all();
+    }
+    std::lock_guard lock(handoff.mutex);
+    handoff.helperDone = true;
+    handoff.changed.notify_all();
+}
+
+// Stops and joins the helper on every way out of the export.
+class HelperThread {
+public:
+    HelperThread(Handoff& handoff, std::jthread thread) : handoff_(handoff), thread_(std::move(thread)) {}
+    ~HelperThread() {
+        {
+            std::lock_guard lock(handoff_.mutex);
+            handoff_.abort = true;
+        }
+        handoff_.changed.notify_all();
+        if (thread_.joinable()) {
+            thread_.join();
+        }
+    }
+    HelperThread(const HelperThread&) = delete;
+    HelperThread& operator=(const HelperThread&) = delete;
+
+private:
+    Handoff& handoff_;
+    std::jthread thread_;
+};
+
+}  // namespace
+
+void RedactionEngine::exportSecurePDF(const SharedPdfDocument& document, const std::vector<RedactionRegion>& redactions,
+                                      const std::filesystem::path& outputPath, bool labelRedactions,
+                                      const PageProgress& progress, std::stop_token stop) {
+    if (!document || document->pageCount() < 1) {
+        throw RedactionError::noPages();
+    }
+    if (redactions.empty()) {
+        throw RedactionError::noRedactions();
+    }
+    std::map<std::int64_t, std::vector<RedactionRegion>> byPage;
+    for (const RedactionRegion& region : redactions) {
+        byPage[region.pageIndex].push_back(region);
+    }
+    const std::int64_t pageCount = document->pageCount();
+    static const std::vector<RedactionRegion> none;
+
+    try {
+        TemporaryOutput out(outputPath);
+        ImagePdfWriter writer(out, pageCount);
+
+        std::unique_ptr<mu::Session> session;
+        std::unique_ptr<Deflater> deflater;
+        try {
+            session = std::make_unique<mu::Session>(document);
+            deflater = std::make_unique<Deflater>();
+        } catch (const std::exception&) {
+            throw RedactionError::cannotRenderPage(0);
+        }
+
+        Handoff handoff;
+        std::optional<HelperThread> helper;
+        if (pageCount > 1) {
+            helper.emplace(handoff, std::jthread([&handoff, &document, &byPage, labelRedactions, stop] {
+                               helperPages(handoff, document, byPage, labelRedactions, stop);
+                           }));
+        }
+
+        for (std::int64_t i = 0; i < pageCount; ++i) {
+            if (stop.stop_requested()) {
+                throw CancellationError();
+            }
+            std::optional<EncodedPage> page;
+            if (i % 2 == 0) {
+                const auto found = byPage.find(i);
+                try {
+                    page = producePage(*session, i, found == byPage.end() ? none : found->second, labelRedactions,
+                                       *deflater);
+                } catch (const std::bad_alloc&) {
+                    page.reset();
+                }
+            } else {
+                std::unique_lock lock(handoff.mutex);
+                handoff.changed.wait(lock, [&] { return handoff.slotFull || handoff.helperDone; });
+                if (handoff.slotFull && handoff.slotPage == i) {
+                    page = std::move(handoff.slot);
+                    handoff.slot.reset();
+                    handoff.slotFull = false;
+                    handoff.changed.notify_all();
+                } else if (stop.stop_requested()) {
+                    throw CancellationError();
+                }
+            }
+            if (!page) {
+                throw RedactionError::cannotRenderPage(i);
+            }
+            writer.addPage(i, document->page(i), *page);
+            page.reset();
+            if (progress) {
+                progress(i + 1, pageCount);
+            }
+        }
+        writer.finish();
+        out.commit();
+    } catch (const WriteFailed&) {
+        throw RedactionError::exportFailed();
+    } catch (const std::bad_alloc&) {
+        throw RedactionError::exportFailed();
+    }
+}
+
+}  // namespace norvane

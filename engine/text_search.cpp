@@ -1,0 +1,323 @@
+// Search of the PDF's own text layer. Case is folded, accents are not: "résumé" does not
+// find "resume" here (the OCR search is the one that ignores accents).
+//
+// The document's characters are read page by page from MuPDF's structured text and fed
+// through a streaming matcher, so only the characters of the current partial match are
+// held, however large the document. Lines, blocks and pages are joined by line breaks; a
+// run of white space in the query matches any run of spaces and line breaks in the text,
+// which lets a match continue onto the next line or page.
+
+#include "engine/mupdf_session.h"
+#include "engine/redaction_engine.h"
+#include "engine/search_keys.h"
+
+#include <unicode/normalizer2.h>
+#include <unicode/uchar.h>
+#include <unicode/unistr.h>
+#include <unicode/utf16.h>
+#include <unicode/utf8.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace norvane {
+namespace {
+
+// Pattern symbol for a run of white space.
+constexpr char32_t kGap = 0x110000;
+
+struct Glyph {
+    char32_t c = 0;
+    std::int64_t page = 0;
+    std::uint64_t line = 0;  // unique per text line of the document
+    bool hasBox = false;     // line breaks have none
+    PageRect box;            // page space
+};
+
+bool isGapCharacter(char32_t c) { return c == '\n' || u_isUWhiteSpace(static_cast<UChar32>(c)); }
+
+char32_t foldedKey(char32_t c) { return static_cast<char32_t>(u_foldCase(static_cast<UChar32>(c), U_FOLD_CASE_DEFAULT)); }
+
+void appendUtf8(std::string& out, char32_t c) {
+    if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) {
+        c = 0xFFFD;
+    }
+    char buffer[4];
+    std::int32_t length = 0;
+    UBool failed = false;
+    U8_APPEND(reinterpret_cast<std::uint8_t*>(buffer), length, 4, static_cast<UChar32>(c), failed);
+    if (!failed) {
+        out.append(buffer, static_cast<std::size_t>(length));
+    }
+}
+
+// Ligature code points typed into the query compare as their letters, as the text does.
+std::u32string_view ligatureLetters(char32_t c) {
+    switch (c) {
+    case 0xFB00: return U"ff";
+    case 0xFB01: return U"fi";
+    case 0xFB02: return U"fl";
+    case 0xFB03: return U"ffi";
+    case 0xFB04: return U"ffl";
+    case 0xFB05: return U"st";
+    case 0xFB06: return U"st";
+    default: return {};
+    }
+}
+
+std::vector<char32_t> queryPattern(const std::string& query) {
+    const std::string text = trimmed(query);
+    icu::UnicodeString unicode = icu::UnicodeString::fromUTF8(
+        icu::StringPiece(text.data(), static_cast<std::int32_t>(std::min<std::size_t>(text.size(), INT32_MAX))));
+    UErrorCode status = U_ZERO_ERROR;
+    const icu::Normalizer2* nfc = icu::Normalizer2::getNFCInstance(status);
+    if (U_SUCCESS(status)) {
+        icu::UnicodeString composed = nfc->normalize(unicode, status);
+        if (U_SUCCESS(status)) {
+            unicode = composed;
+        }
+    }
+    std::vector<char32_t> pattern;
+    for (std::int32_t i = 0; i < unicode.length();) {
+        const auto c = static_cast<char32_t>(unicode.char32At(i));
+        i += U16_LENGTH(static_cast<UChar32>(c));
+        if (isGapCharacter(c)) {
+            if (pattern.empty() || pattern.back() != kGap) {
+                pattern.push_back(kGap);
+            }
+        } else if (const auto letters = ligatureLetters(c); !letters.empty()) {
+            pattern.insert(pattern.end(), letters.begin(), letters.end());
+        } else {
+            pattern.push_back(foldedKey(c));
+        }
+    }
+    return pattern;
+}
+
+// Streaming Knuth–Morris–Pratt over the text's symbols (characters, and one gap per run of
+// white space). Matches do not overlap: the search goes on after each match's end.
+class Matcher {
+public:
+    explicit Matcher(std::vector<char32_t> pattern) : pattern_(std::move(pattern)), failure_(pattern_.size(), 0) {
+        for (std::size_t i = 1, k = 0; i < pattern_.size(); ++i) {
+            while (k > 0 && pattern_[i] != pattern_[k]) {
+                k = failure_[k - 1];
+            }
+            if (pattern_[i] == pattern_[k]) {
+                ++k;
+            }
+            failure_[i] = k;
+        }
+    }
+
+    void add(const Glyph& glyph, std::vector<RedactionSearchResult>& results, const std::string& fallbackText) {
+        const std::uint64_t index = glyphBase_ + glyphs_.size();
+        glyphs_.push_back(glyph);
+        const bool gap = isGapCharacter(glyph.c);
+        if (gap && lastWasGap_) {
+            prune();  // the gap symbol already stands for this run
+            return;
+        }
+        lastWasGap_ = gap;
+        step(gap ? kGap : foldedKey(glyph.c), index);
+        if (matched_ == pattern_.size()) {
+            emit(symbolStarts_.front(), index, results, fallbackText);
+            matched_ = 0;
+            symbolStarts_.clear();
+        }
+        prune();
+    }
+
+private:
+    void step(char32_t symbol, std::uint64_t glyphIndex) {
+        while (matched_ > 0 && pattern_[matched_] != symbol) {
+            matched_ = failure_[matched_ - 1];
+        }
+        if (pattern_[matched_] == symbol) {
+            ++matched_;
+        }
+        symbolStarts_.push_back(glyphIndex);
+        while (symbolStarts_.size() > matched_) {
+            symbolStarts_.pop_front();
+        }
+    }
+
+    // Only the characters of the current partial match are kept.
+    void prune() {
+        const std::uint64_t keepFrom = symbolStarts_.empty() ? glyphBase_ + glyphs_.size() : symbolStarts_.front();
+        while (glyphBase_ < keepFrom && !glyphs_.empty()) {
+            glyphs_.pop_front();
+            ++glyphBase_;
+        }
+    }
+
+    // One rectangle per page the match touches: the union of its line boxes there, else
+    // the union of everything it has there.
+    void emit(std::uint64_t first, std::uint64_t last, std::vector<RedactionSearchResult>& results,
+              const std::string& fallbackText) const {
+        std::string text;
+        for (std::uint64_t i = first; i <= last; ++i) {
+            appendUtf8(text, glyphs_[i - glyphBase_].c);
+        }
+        if (text.empty()) {
+            text = fallbackText;
+        }
+
+        std::uint64_t i = first;
+        while (i <= last) {
+            const std::int64_t page = glyphs_[i - glyphBase_].page;
+            std::optional<PageRect> linesUnion;
+            std::optional<PageRect> everything;
+            std::optional<PageRect> currentLine;
+            std::uint64_t currentLineId = 0;
+            auto closeLine = [&] {
+                if (currentLine && !currentLine->isEmpty()) {
+                    linesUnion = linesUnion ? linesUnion->united(*currentLine) : *currentLine;
+                }
+                currentLine.reset();
+            };
+            for (; i <= last && glyphs_[i - glyphBase_].page == page; ++i) {
+                const Glyph& g = glyphs_[i - glyphBase_];
+                if (!g.hasBox) {
+                    continue;
+                }
+                if (currentLine && g.line != currentLineId) {
+                    closeLine();
+                }
+                currentLineId = g.line;
+                currentLine = currentLine ? boundsUnion(*currentLine, g.box) : g.box;
+                everything = everything ? boundsUnion(*everything, g.box) : g.box;
+            }
+            closeLine();
+            const std::optional<PageRect> rect = linesUnion ? linesUnion : everything;
+            if (!rect || !(rect->width > 1.0) || !(rect->height > 1.0)) {
+                continue;
+            }
+            results.push_back(
+                RedactionSearchResult{Uuid::random(), page, safetyExpanded(*rect), text, RedactionSource::textSearch});
+        }
+    }
+
+    // Like PageRect::united, but degenerate boxes still count with their corners.
+    static PageRect boundsUnion(const PageRect& a, const PageRect& b) {
+        const double x0 = std::min(a.minX(), b.minX());
+        const double y0 = std::min(a.minY(), b.minY());
+        const double x1 = std::max(a.maxX(), b.maxX());
+        const double y1 = std::max(a.maxY(), b.maxY());
+        return PageRect{x0, y0, x1 - x0, y1 - y0};
+    }
+
+    std::vector<char32_t> pattern_;
+    std::vector<std::size_t> failure_;
+    std::size_t matched_ = 0;
+    std::deque<std::uint64_t> symbolStarts_;  // first glyph of each matched symbol
+    std::deque<Glyph> glyphs_;
+    std::uint64_t glyphBase_ = 0;  // document-wide index of glyphs_.front()
+    bool lastWasGap_ = false;
+};
+
+// Owns what one page's extraction allocates; dropping never throws in MuPDF.
+struct PageText {
+    fz_context* ctx;
+    pdf_page* page = nullptr;
+    fz_stext_page* text = nullptr;
+    fz_device* device = nullptr;
+
+    explicit PageText(fz_context* context) : ctx(context) {}
+    ~PageText() {
+        fz_drop_device(ctx, device);
+        fz_drop_stext_page(ctx, text);
+        fz_drop_page(ctx, page ? &page->super : nullptr);
+    }
+    PageText(const PageText&) = delete;
+    PageText& operator=(const PageText&) = delete;
+};
+
+PageRect toPageSpace(const fz_quad& quad, const fz_matrix& toUser) {
+    const fz_rect r = fz_rect_from_quad(fz_transform_quad(quad, toUser));
+    return PageRect{r.x0, r.y0, static_cast<double>(r.x1) - r.x0, static_cast<double>(r.y1) - r.y0};
+}
+
+// Feeds one page's characters; a page MuPDF cannot read contributes nothing.
+void feedPage(const mu::Session& session, int pageIndex, Matcher& matcher, std::uint64_t& lineCounter,
+              std::vector<RedactionSearchResult>& results, const std::string& fallbackText) {
+    fz_context* ctx = session.ctx();
+    pdf_document* pdf = session.pdf();
+    PageText extraction(ctx);
+    fz_matrix toUser = fz_identity;
+    try {
+        mu::muCall(ctx, [&] {
+            extraction.page = pdf_load_page(ctx, pdf, pageIndex);
+            fz_rect mediaBox;
+            fz_matrix pageCtm;
+            pdf_page_transform(ctx, extraction.page, &mediaBox, &pageCtm);
+            toUser = fz_invert_matrix(pageCtm);
+            extraction.text = fz_new_stext_page(ctx, fz_transform_rect(mediaBox, pageCtm));
+            fz_stext_options options{};
+            options.flags = 0;  // ligatures split into letters, white space normalised
+            extraction.device = fz_new_stext_device(ctx, extraction.text, &options);
+            fz_run_page(ctx, &extraction.page->super, extraction.device, fz_identity, nullptr);
+            fz_close_device(ctx, extraction.device);
+        });
+    } catch (const mu::MuPdfError&) {
+        return;
+    }
+
+    Glyph lineBreak;
+    lineBreak.c = '\n';
+    lineBreak.page = pageIndex;
+    for (fz_stext_block* block = extraction.text->first_block; block; block = block->next) {
+        if (block->type != FZ_STEXT_BLOCK_TEXT) {
+            continue;
+        }
+        for (fz_stext_line* line = block->u.t.first_line; line; line = line->next) {
+            const std::uint64_t lineId = ++lineCounter;
+            for (fz_stext_char* ch = line->first_char; ch; ch = ch->next) {
+                if (ch->c < 0) {
+                    continue;
+                }
+                Glyph glyph;
+                glyph.c = static_cast<char32_t>(ch->c);
+                glyph.page = pageIndex;
+                glyph.line = lineId;
+                glyph.hasBox = true;
+                glyph.box = toPageSpace(ch->quad, toUser);
+                matcher.add(glyph, results, fallbackText);
+            }
+            matcher.add(lineBreak, results, fallbackText);
+        }
+    }
+}
+
+}  // namespace
+
+std::vector<RedactionSearchResult> RedactionEngine::nativeTextMatches(const SharedPdfDocument& document,
+                                                                      const std::string& query) {
+    std::vector<RedactionSearchResult> results;
+    const std::string trimmedQuery = trimmed(query);
+    if (trimmedQuery.empty() || !document) {
+        return results;
+    }
+    std::vector<char32_t> pattern = queryPattern(query);
+    if (pattern.empty()) {
+        return results;
+    }
+    try {
+        mu::Session session(document);
+        Matcher matcher(std::move(pattern));
+        std::uint64_t lineCounter = 0;
+        const auto pageCount = static_cast<int>(std::min<std::int64_t>(document->pageCount(), INT32_MAX));
+        for (int page = 0; page < pageCount; ++page) {
+            feedPage(session, page, matcher, lineCounter, results, trimmedQuery);
+        }
+    } catch (const std::exception&) {
+        // The search cannot fail: what was found before the trouble is what there is.
+    }
+    return results;
+}
+
+}  // namespace norvane
