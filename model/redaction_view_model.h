@@ -5,6 +5,7 @@
 
 #include "engine/pdf_document.h"
 #include "model/background_task.h"
+#include "model/desktop_services.h"
 #include "model/redaction_records.h"
 
 #include <QObject>
@@ -75,6 +76,17 @@ public:
     void addSearchResult(const RedactionSearchResult& result);
     void addAllSearchResults();
 
+    // Search commands.
+    void findNativeText();
+    void findWithOCR();
+
+    // Secure export and its output.
+    void exportSecureCopy();
+    void revealOutput();
+
+    // The dialogs and file manager the export uses; the app installs the real ones.
+    void setDesktopServices(std::shared_ptr<DesktopServices> services);
+
     // Installs a fresh handle as the one task in flight; the background operations call
     // cancel() first, so the previous one never outlives this.
     std::shared_ptr<BackgroundTask> beginTask();
@@ -120,6 +132,7 @@ private:
     bool isBusy_ = false;
     bool labelRedactions_ = false;
     std::shared_ptr<BackgroundTask> task_;
+    std::shared_ptr<DesktopServices> desktopServices_;
 };
 
 }  // namespace norvane

@@ -1,0 +1,260 @@
+// The document model's search commands and its secure export pipeline.
+
+#include "history/recent_redaction_store.h"
+#include "model/engine_calls.h"
+#include "model/redaction_view_model.h"
+#include "model/task_runner.h"
+#include "model/verification_terms.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <exception>
+
+namespace norvane {
+
+namespace {
+
+// What the user is shown for a failure that ended a task.
+QString describeFailure(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const RedactionError& error) {
+        return QString::fromStdString(error.errorDescription());
+    } catch (const std::exception& error) {
+        return QString::fromUtf8(error.what());
+    } catch (...) {
+        return QStringLiteral("An unexpected error occurred.");
+    }
+}
+
+bool isCancellation(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const CancellationError&) {
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+double fractionDone(std::int64_t page, std::int64_t pageCount) {
+    return pageCount >= 1 ? static_cast<double>(page) / static_cast<double>(pageCount) : 0.0;
+}
+
+QString pageOfCount(const QString& prefix, std::int64_t page, std::int64_t pageCount) {
+    return prefix + QString::number(page) + QStringLiteral(" of ") + QString::number(pageCount);
+}
+
+// Absolute, with "." and ".." resolved lexically; symbolic links are deliberately left alone.
+QString standardizedPath(const QString& path) {
+    return QDir::cleanPath(QDir::current().absoluteFilePath(path));
+}
+
+// "Report.final.pdf" → "Report.final-redacted.pdf": only the last extension goes.
+QString proposedOutputName(const QString& sourcePath) {
+    const QString name = QFileInfo(sourcePath).fileName();
+    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
+    const QString stem = dot > 0 ? name.left(dot) : name;
+    return stem + QStringLiteral("-redacted.pdf");
+}
+
+std::filesystem::path nativePath(const QString& path) {
+    return std::filesystem::path(QFile::encodeName(path).toStdString());
+}
+
+}  // namespace
+
+EngineCalls& engineCalls() {
+    static EngineCalls calls;
+    return calls;
+}
+
+void RedactionViewModel::setDesktopServices(std::shared_ptr<DesktopServices> services) {
+    desktopServices_ = std::move(services);
+}
+
+void RedactionViewModel::findNativeText() {
+    if (!document_) {
+        return;
+    }
+    SearchResultList results;
+    try {
+        results = RedactionEngine::nativeTextMatches(document_, searchText_.toStdString());
+    } catch (...) {
+        // The text search has no failure of its own; running out of memory is still reported.
+        setErrorMessage(describeFailure(std::current_exception()));
+        return;
+    }
+    const auto count = results.size();
+    setSearchResults(std::move(results));
+    setStatusText(QString::number(count) + QStringLiteral(" text matches"));
+}
+
+void RedactionViewModel::findWithOCR() {
+    if (!document_) {
+        return;
+    }
+    cancel();
+    setIsBusy(true);
+    setErrorMessage(std::nullopt);
+    setSearchResults({});
+    setProgress(0.0);
+
+    auto task = beginTask();
+    // The owner handed to the runner keeps this model alive until the worker has ended.
+    runBackgroundTask(shared_from_this(), task,
+                      [self = this, task, calls = engineCalls(), document = document_,
+                       query = searchText_.toStdString()](const TaskHop& onMain) {
+        const PageProgress progress = [&](std::int64_t page, std::int64_t pageCount) {
+            onMain([&] {
+                self->setProgress(fractionDone(page, pageCount));
+                self->setStatusText(pageOfCount(QStringLiteral("OCR "), page, pageCount));
+            });
+        };
+
+        std::vector<RedactionSearchResult> results;
+        std::exception_ptr failure;
+        try {
+            results = calls.ocrMatches(document, query, progress, onMain.stopToken());
+        } catch (...) {
+            failure = std::current_exception();
+        }
+
+        // These endings apply even when a newer operation has replaced this task.
+        onMain([&] {
+            if (failure) {
+                if (isCancellation(failure)) {
+                    self->setStatusText(QStringLiteral("OCR cancelled"));
+                } else {
+                    self->setErrorMessage(describeFailure(failure));
+                }
+            } else {
+                if (task->isCancelled()) {
+                    return;  // cancel() already cleared busy and progress; the results are dropped
+                }
+                const auto count = results.size();
+                self->setSearchResults(std::move(results));
+                self->setStatusText(QString::number(count) + QStringLiteral(" OCR matches"));
+            }
+            self->setProgress(std::nullopt);
+            self->setIsBusy(false);
+        });
+    });
+}
+
+void RedactionViewModel::exportSecureCopy() {
+    if (!document_ || !sourceURL_) {
+        return;
+    }
+    if (redactions_.empty()) {
+        setErrorMessage(QString::fromStdString(RedactionError::noRedactions().errorDescription()));
+        return;
+    }
+    if (!desktopServices_) {
+        return;
+    }
+
+    const QString sourcePath = *sourceURL_;
+    const auto chosen = desktopServices_->chooseSaveLocation(proposedOutputName(sourcePath),
+                                                             QFileInfo(sourcePath).absolutePath());
+    // The dialog is modal but runs an event loop: re-check what it may have changed.
+    if (!chosen || chosen->isEmpty() || !document_ || sourceURL_ != sourcePath) {
+        return;
+    }
+    const QString outputPath = *chosen;
+    if (standardizedPath(outputPath) == standardizedPath(sourcePath)) {
+        setErrorMessage(QStringLiteral("Norvane will not overwrite the original PDF. Choose a different output name."));
+        return;
+    }
+
+    cancel();
+    setIsBusy(true);
+    setErrorMessage(std::nullopt);
+    setVerification(std::nullopt);
+    setProgress(0.0);
+
+    RegionList snapshot = redactions_;
+    std::vector<std::string> terms = verificationTerms(snapshot);
+    auto task = beginTask();
+    runBackgroundTask(shared_from_this(), task,
+                      [self = this, task, calls = engineCalls(), document = document_, snapshot = std::move(snapshot), outputPath,
+                       terms = std::move(terms), sourcePath](const TaskHop& onMain) {
+        const auto reporter = [&](const QString& prefix) {
+            return PageProgress([&onMain, self, prefix](std::int64_t page, std::int64_t pageCount) {
+                onMain([&] {
+                    self->setProgress(fractionDone(page, pageCount));
+                    self->setStatusText(pageOfCount(prefix, page, pageCount));
+                });
+            });
+        };
+        // A failed or cancelled phase; applies even when a newer operation has replaced this task.
+        const auto endWith = [&](const std::exception_ptr& failure) {
+            onMain([&] {
+                if (isCancellation(failure)) {
+                    self->setStatusText(QStringLiteral("Export cancelled"));
+                } else {
+                    self->setErrorMessage(describeFailure(failure));
+                    self->setStatusText(QStringLiteral("Export failed"));
+                }
+                self->setProgress(std::nullopt);
+                self->setIsBusy(false);
+            });
+        };
+
+        bool labelRedactions = false;
+        onMain([&] {
+            self->setStatusText(QStringLiteral("Creating secure redacted PDF\u2026"));
+            labelRedactions = self->labelRedactions_;
+        });
+        try {
+            calls.exportSecurePDF(document, snapshot, nativePath(outputPath), labelRedactions,
+                                             reporter(QStringLiteral("Exporting page ")), onMain.stopToken());
+        } catch (...) {
+            endWith(std::current_exception());
+            return;
+        }
+
+        // Cancelled between the phases: end silently; the written file stays, nothing is recorded.
+        bool verify = false;
+        onMain([&] {
+            if (task->isCancelled()) {
+                return;
+            }
+            verify = true;
+            self->setStatusText(QStringLiteral("Verifying redacted output\u2026"));
+        });
+        if (!verify) {
+            return;
+        }
+
+        ExportVerification verification;
+        try {
+            verification = calls.verifyOutput(nativePath(outputPath), terms,
+                                              reporter(QStringLiteral("Verifying page ")), onMain.stopToken());
+        } catch (...) {
+            endWith(std::current_exception());
+            return;
+        }
+
+        onMain([&] {
+            self->setOutputURL(outputPath);
+            self->setVerification(verification);
+            self->setStatusText(verification.passed() ? QStringLiteral("Verification Passed")
+                                                      : QStringLiteral("Needs Review"));
+            RecentRedactionStore::shared().add(QFileInfo(sourcePath).fileName(), outputPath, document->pageCount(),
+                                               static_cast<qint64>(snapshot.size()), verification.passed());
+            self->setProgress(std::nullopt);
+            self->setIsBusy(false);
+        });
+    });
+}
+
+void RedactionViewModel::revealOutput() {
+    if (outputURL_ && desktopServices_) {
+        desktopServices_->revealInFileManager(*outputURL_);
+    }
+}
+
+}  // namespace norvane

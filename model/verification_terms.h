@@ -1,0 +1,14 @@
+#pragma once
+
+#include "model/redaction_records.h"
+
+#include <string>
+#include <vector>
+
+namespace norvane {
+
+// The terms an export is verified against: the matched text of every search-made region
+// that is not blank, kept as written (not trimmed), each once.
+std::vector<std::string> verificationTerms(const std::vector<RedactionRegion>& regions);
+
+}  // namespace norvane
