@@ -11,7 +11,21 @@ constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
 constexpr int kExitNeedsReview = 3;
 
+// Where a command reports progress: a redrawn bar when stderr is a terminal, plain lines
+// otherwise.
+struct Console {
+    std::ostream& out;  // results (JSON)
+    std::ostream& err;  // messages and progress
+    bool errIsTerminal = false;
+};
+
 // Each command takes its arguments (without the command name) and returns the exit code.
 int runInfo(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
+int runFind(const std::vector<std::string>& args, const Console& console);
+int runExport(const std::vector<std::string>& args, const Console& console);
+int runVerify(const std::vector<std::string>& args, const Console& console);
+
+// The whole command line after the program name.
+int run(const std::vector<std::string>& args, const Console& console);
 
 }  // namespace norvane::cli

@@ -1,0 +1,108 @@
+#include "cli/cli_support.h"
+
+#include <charconv>
+#include <cmath>
+#include <system_error>
+
+namespace norvane::cli {
+
+Json toJson(const PageRect& rect) { return Json::array({rect.x, rect.y, rect.width, rect.height}); }
+
+Json toJson(const RedactionSearchResult& result) {
+    return Json{{"id", result.id.toString()},
+                {"pageIndex", result.pageIndex},
+                {"rect", toJson(result.rect)},
+                {"text", result.text},
+                {"source", std::string(rawValue(result.source))}};
+}
+
+Json toJson(const ExportVerification& verification) {
+    return Json{{"passed", verification.passed()},
+                {"checkedPages", verification.checkedPages()},
+                {"suspiciousMatches", verification.suspiciousMatches()}};
+}
+
+PageProgress progressPrinter(const Console& console, std::string prefix) {
+    return [&console, prefix = std::move(prefix)](std::int64_t page, std::int64_t pageCount) {
+        const std::string label = prefix + std::to_string(page) + " of " + std::to_string(pageCount);
+        if (!console.errIsTerminal) {
+            console.err << label << '\n' << std::flush;
+            return;
+        }
+        constexpr int kWidth = 30;
+        const auto filled =
+            pageCount > 0 ? static_cast<int>(std::clamp<std::int64_t>(page * kWidth / pageCount, 0, kWidth)) : 0;
+        console.err << "\r[" << std::string(static_cast<std::size_t>(filled), '#')
+                    << std::string(static_cast<std::size_t>(kWidth - filled), '-') << "] " << label << "\033[K";
+        if (page >= pageCount) {
+            console.err << '\n';
+        }
+        console.err << std::flush;
+    };
+}
+
+bool wouldOverwriteInput(const std::filesystem::path& input, const std::filesystem::path& output) {
+    std::error_code error;
+    const auto standardInput = std::filesystem::absolute(input, error).lexically_normal();
+    const auto standardOutput = std::filesystem::absolute(output, error).lexically_normal();
+    if (standardInput == standardOutput) {
+        return true;
+    }
+    // Links and other spellings of the same file; an error here means one does not exist.
+    return std::filesystem::exists(output, error) && std::filesystem::equivalent(input, output, error);
+}
+
+namespace {
+
+bool parseNumber(std::string_view text, double& value) {
+    if (text.empty()) {
+        return false;
+    }
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
+    return result.ec == std::errc() && result.ptr == text.data() + text.size() && std::isfinite(value);
+}
+
+}  // namespace
+
+std::optional<RegionArgument> parseRegion(std::string_view text) {
+    const auto colon = text.find(':');
+    if (colon == std::string_view::npos) {
+        return std::nullopt;
+    }
+    RegionArgument region;
+    const std::string_view page = text.substr(0, colon);
+    const auto pageResult = std::from_chars(page.data(), page.data() + page.size(), region.pageIndex);
+    if (page.empty() || pageResult.ec != std::errc() || pageResult.ptr != page.data() + page.size() ||
+        region.pageIndex < 0) {
+        return std::nullopt;
+    }
+    double values[4];
+    std::string_view rest = text.substr(colon + 1);
+    for (int i = 0; i < 4; ++i) {
+        const auto comma = rest.find(',');
+        const bool last = i == 3;
+        if (last != (comma == std::string_view::npos)) {
+            return std::nullopt;
+        }
+        if (!parseNumber(last ? rest : rest.substr(0, comma), values[i])) {
+            return std::nullopt;
+        }
+        rest = last ? std::string_view() : rest.substr(comma + 1);
+    }
+    region.rect = PageRect{values[0], values[1], values[2], values[3]}.standardized();
+    if (region.rect.width < 2.0 || region.rect.height < 2.0) {
+        return std::nullopt;
+    }
+    return region;
+}
+
+SharedPdfDocument openOrReport(const std::filesystem::path& path, std::ostream& err) {
+    try {
+        return PdfDocument::openForRedaction(path);
+    } catch (const RedactionError& error) {
+        err << error.errorDescription() << '\n';
+        return nullptr;
+    }
+}
+
+}  // namespace norvane::cli

@@ -1,0 +1,49 @@
+#pragma once
+// Pieces the norvane-redact commands share: progress on stderr, JSON shapes of the
+// records, argument parsing and the overwrite guard.
+
+#include "cli/commands.h"
+#include "engine/redaction_engine.h"
+#include "model/redaction_records.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace norvane::cli {
+
+using Json = nlohmann::ordered_json;
+
+Json toJson(const RedactionSearchResult& result);
+Json toJson(const ExportVerification& verification);
+Json toJson(const PageRect& rect);
+
+// Reports "<prefix>N of M" after each page: a redrawn bar on a terminal, one line per page
+// otherwise.
+PageProgress progressPrinter(const Console& console, std::string prefix);
+
+// True when writing `output` would replace `input`: equal once both are made absolute with
+// "." and ".." resolved, or (when both exist) the same file on disk.
+bool wouldOverwriteInput(const std::filesystem::path& input, const std::filesystem::path& output);
+
+inline constexpr std::string_view kOverwriteMessage =
+    "Norvane will not overwrite the original PDF. Choose a different output name.";
+
+struct RegionArgument {
+    std::int64_t pageIndex = 0;
+    PageRect rect;  // standardised
+};
+
+// "PAGE:X,Y,W,H" with a zero-based page and a rectangle in page space. Nothing for
+// malformed text, non-finite numbers, or a rectangle under 2 points either way (what the
+// canvas treats as a click).
+std::optional<RegionArgument> parseRegion(std::string_view text);
+
+// Opens a document for redaction; on refusal prints the fixed message and returns nothing.
+SharedPdfDocument openOrReport(const std::filesystem::path& path, std::ostream& err);
+
+}  // namespace norvane::cli

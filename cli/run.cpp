@@ -1,0 +1,46 @@
+#include "cli/commands.h"
+
+#include <exception>
+
+namespace norvane::cli {
+namespace {
+
+constexpr const char* kUsage =
+    "usage: norvane-redact info   IN.pdf\n"
+    "       norvane-redact find   IN.pdf TEXT [--ocr]\n"
+    "       norvane-redact export IN.pdf -o OUT.pdf [--find TEXT]... [--ocr TEXT]...\n"
+    "                             [--region PAGE:X,Y,W,H]... [--label] [--no-verify]\n"
+    "       norvane-redact verify OUT.pdf [--term TEXT]...\n"
+    "Pages are zero-based; rectangles are in PDF points of the page's media box, y up.\n";
+
+}  // namespace
+
+int run(const std::vector<std::string>& args, const Console& console) {
+    if (args.empty() || args[0] == "-h" || args[0] == "--help") {
+        console.err << kUsage;
+        return args.empty() ? kExitUsage : kExitOk;
+    }
+    const std::string& command = args[0];
+    const std::vector<std::string> rest(args.begin() + 1, args.end());
+    try {
+        if (command == "info") {
+            return runInfo(rest, console.out, console.err);
+        }
+        if (command == "find") {
+            return runFind(rest, console);
+        }
+        if (command == "export") {
+            return runExport(rest, console);
+        }
+        if (command == "verify") {
+            return runVerify(rest, console);
+        }
+        console.err << "norvane-redact: unknown command '" << command << "'\n" << kUsage;
+        return kExitUsage;
+    } catch (const std::exception& error) {
+        console.err << error.what() << '\n';
+        return kExitFailure;
+    }
+}
+
+}  // namespace norvane::cli
