@@ -1,17 +1,44 @@
+// The desktop application: one main window at start, more on request; PDF paths given on the
+// command line are opened in the first window once its workspace exists.
+
+#include "app/app_delegate.h"
+#include "app/main_window.h"
+
 #include <QApplication>
-#include <QLabel>
-#include <QMainWindow>
+#include <QCommandLineParser>
+#include <QFileInfo>
+#include <QTimer>
+
+#include <cstdlib>
 
 int main(int argc, char** argv) {
+    // Tesseract's OpenMP threads slow OCR down on small machines; must precede any OCR use.
+    setenv("OMP_THREAD_LIMIT", "1", 0);
+
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Norvane"));
-    QMainWindow window;
-    window.setWindowTitle(QStringLiteral("Norvane - Redaction Tool"));
-    window.setMinimumSize(1120, 740);
-    window.resize(1320, 860);
-    auto* placeholder = new QLabel(QStringLiteral("Norvane"), &window);
-    placeholder->setAlignment(Qt::AlignCenter);
-    window.setCentralWidget(placeholder);
-    window.show();
+    QApplication::setApplicationDisplayName(QStringLiteral("Norvane"));
+    QApplication::setApplicationVersion(QStringLiteral("1.0.0"));
+    QApplication::setDesktopFileName(QStringLiteral("norvane"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Remove sensitive information from PDF files on this computer."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("PDF files to open."),
+                                 QStringLiteral("[FILE.pdf...]"));
+    parser.process(app);
+
+    QStringList paths;
+    for (const QString& argument : parser.positionalArguments()) paths.append(QFileInfo(argument).absoluteFilePath());
+
+    const auto windowSystem = norvane::makeQtWindowSystem();
+    norvane::RedactionAppDelegate delegate(*windowSystem);
+
+    norvane::MainWindow* window = norvane::MainWindow::openNewWindow();
+    if (!paths.isEmpty()) {
+        QTimer::singleShot(0, window, [window, paths] { window->openFiles(paths); });
+    }
+    QTimer::singleShot(0, &delegate, [&delegate] { delegate.applicationDidFinishLaunching(); });
     return QApplication::exec();
 }

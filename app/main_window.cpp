@@ -1,0 +1,130 @@
+#include "app/main_window.h"
+
+#include "app/about_panel.h"
+#include "app/root_view.h"
+#include "workspace/workspace_screen.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QEvent>
+#include <QFileDialog>
+#include <QMenuBar>
+#include <QStandardPaths>
+
+namespace norvane {
+
+MainWindow::MainWindow(RecentRedactionStore* store, QWidget* parent) : QMainWindow(parent), store_(store) {
+    setWindowTitle(QStringLiteral("Norvane - Redaction Tool"));
+    setMinimumSize(minimumWidth, minimumHeight);
+    resize(defaultWidth, defaultHeight);
+    rootView_ = new RootView(store_);
+    setCentralWidget(rootView_);
+    buildMenus();
+    connect(rootView_, &RootView::detailChanged, this, &MainWindow::watchWorkspace);
+    watchWorkspace();
+}
+
+MainWindow* MainWindow::openNewWindow(RecentRedactionStore* store) {
+    auto* window = new MainWindow(store);
+    window->setAttribute(Qt::WA_DeleteOnClose);
+    window->show();
+    return window;
+}
+
+void MainWindow::buildMenus() {
+    QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
+    newWindow_ = file->addAction(QStringLiteral("New Window"), this, [this] { openNewWindow(store_); });
+    newWindow_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_N));
+    open_ = file->addAction(QStringLiteral("Open PDFs\u2026"), this, &MainWindow::chooseFilesToOpen);
+    open_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_O));
+    export_ = file->addAction(QStringLiteral("Export Secure Copy\u2026"), this, [this] {
+        if (WorkspaceScreen* workspace = rootView_->workspace(); workspace && workspace->canExport()) {
+            workspace->exportSecureCopy();
+        }
+    });
+    export_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_E));
+    file->addSeparator();
+    close_ = file->addAction(QStringLiteral("Close Window"), this, &QWidget::close);
+    close_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_W));
+    quit_ = file->addAction(QStringLiteral("Quit"), qApp, [] {
+        QApplication::closeAllWindows();
+        QCoreApplication::quit();
+    });
+    quit_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
+    quit_->setMenuRole(QAction::QuitRole);
+
+    QMenu* edit = menuBar()->addMenu(QStringLiteral("&Edit"));
+    undo_ = edit->addAction(QStringLiteral("Undo Redaction"), this, [this] {
+        if (WorkspaceScreen* workspace = rootView_->workspace(); workspace && workspace->canUndo()) {
+            workspace->undoLast();
+        }
+    });
+    undo_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Z));
+    find_ = edit->addAction(QStringLiteral("Find"), this, [this] {
+        if (WorkspaceScreen* workspace = rootView_->workspace()) workspace->focusSearchField();
+    });
+    find_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_F));
+
+    QMenu* view = menuBar()->addMenu(QStringLiteral("&View"));
+    fullScreen_ = view->addAction(QStringLiteral("Full Screen"), this, [this](bool on) {
+        if (on) {
+            showFullScreen();
+        } else {
+            showNormal();
+        }
+    });
+    fullScreen_->setCheckable(true);
+    fullScreen_->setShortcut(QKeySequence(Qt::Key_F11));
+
+    QMenu* window = menuBar()->addMenu(QStringLiteral("&Window"));
+    minimize_ = window->addAction(QStringLiteral("Minimize"), this, &QWidget::showMinimized);
+    minimize_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_M));
+
+    QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
+    website_ = help->addAction(QStringLiteral("Explore More Local Tools"), this, [] { openNorvaneWebsite(); });
+    help->addSeparator();
+    about_ = help->addAction(QStringLiteral("About Norvane Redaction"), this, [] { showNorvaneAbout(); });
+    about_->setMenuRole(QAction::AboutRole);
+
+    for (QMenu* menu : {file, edit}) connect(menu, &QMenu::aboutToShow, this, &MainWindow::updateCommandStates);
+}
+
+void MainWindow::watchWorkspace() {
+    if (WorkspaceScreen* workspace = rootView_->workspace()) {
+        connect(workspace, &WorkspaceScreen::commandStateChanged, this, &MainWindow::updateCommandStates,
+                Qt::UniqueConnection);
+        RedactionViewModel* model = &workspace->model();
+        for (auto signal : {&RedactionViewModel::documentChanged, &RedactionViewModel::redactionsChanged,
+                            &RedactionViewModel::isBusyChanged}) {
+            connect(model, signal, this, &MainWindow::updateCommandStates, Qt::UniqueConnection);
+        }
+    }
+    updateCommandStates();
+}
+
+void MainWindow::updateCommandStates() {
+    WorkspaceScreen* workspace = rootView_->workspace();
+    export_->setEnabled(workspace && workspace->canExport());
+    undo_->setEnabled(workspace && workspace->canUndo());
+    find_->setEnabled(workspace && workspace->model().document() != nullptr);
+}
+
+void MainWindow::openFiles(const QStringList& paths) {
+    if (paths.isEmpty()) return;
+    if (!rootView_->workspace()) rootView_->setSelection(RedactionSidebarItem::redaction);
+    if (WorkspaceScreen* workspace = rootView_->workspace()) workspace->openFiles(paths);
+}
+
+void MainWindow::chooseFilesToOpen() {
+    const QStringList paths = QFileDialog::getOpenFileNames(
+        this, QStringLiteral("Open PDFs"), QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation),
+        QStringLiteral("PDF Documents (*.pdf *.PDF)"));
+    openFiles(paths);
+}
+
+void MainWindow::changeEvent(QEvent* event) {
+    QMainWindow::changeEvent(event);
+    if (event->type() == QEvent::WindowStateChange) fullScreen_->setChecked(isFullScreen());
+}
+
+}  // namespace norvane

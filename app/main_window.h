@@ -1,0 +1,74 @@
+#pragma once
+// One main window: its own root view (so its own selection and workspace) and the menu bar,
+// whose workspace commands act on this window's workspace and are disabled when they cannot run.
+
+#include <QMainWindow>
+#include <QStringList>
+
+class QAction;
+
+namespace norvane {
+
+class RecentRedactionStore;
+class RootView;
+
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+public:
+    static constexpr int defaultWidth = 1320;
+    static constexpr int defaultHeight = 860;
+    static constexpr int minimumWidth = 1120;
+    static constexpr int minimumHeight = 740;
+
+    // `store` null means the process-wide history store.
+    explicit MainWindow(RecentRedactionStore* store = nullptr, QWidget* parent = nullptr);
+
+    // A new, shown main window that deletes itself when closed.
+    static MainWindow* openNewWindow(RecentRedactionStore* store = nullptr);
+
+    RootView* rootView() const { return rootView_; }
+
+    // Shows the workspace (building it when another section is shown) and hands it the files:
+    // the first is opened, the rest are queued.
+    void openFiles(const QStringList& paths);
+
+    QAction* newWindowAction() const { return newWindow_; }
+    QAction* openAction() const { return open_; }
+    QAction* exportAction() const { return export_; }
+    QAction* closeAction() const { return close_; }
+    QAction* quitAction() const { return quit_; }
+    QAction* undoAction() const { return undo_; }
+    QAction* findAction() const { return find_; }
+    QAction* fullScreenAction() const { return fullScreen_; }
+    QAction* minimizeAction() const { return minimize_; }
+    QAction* aboutAction() const { return about_; }
+    QAction* websiteAction() const { return website_; }
+
+public slots:
+    // Re-evaluates which workspace commands can run now.
+    void updateCommandStates();
+
+protected:
+    void changeEvent(QEvent* event) override;
+
+private:
+    void buildMenus();
+    void watchWorkspace();
+    void chooseFilesToOpen();
+
+    RecentRedactionStore* store_;
+    RootView* rootView_ = nullptr;
+    QAction* newWindow_ = nullptr;
+    QAction* open_ = nullptr;
+    QAction* export_ = nullptr;
+    QAction* close_ = nullptr;
+    QAction* quit_ = nullptr;
+    QAction* undo_ = nullptr;
+    QAction* find_ = nullptr;
+    QAction* fullScreen_ = nullptr;
+    QAction* minimize_ = nullptr;
+    QAction* about_ = nullptr;
+    QAction* website_ = nullptr;
+};
+
+}  // namespace norvane

@@ -1,0 +1,74 @@
+#pragma once
+// The content of every main window: a sidebar with the three sections and a detail column
+// showing exactly one screen. A screen is built when its section is selected and destroyed,
+// with all its state, when another section is selected.
+
+#include <QString>
+#include <QWidget>
+
+#include <array>
+#include <optional>
+
+class QListWidget;
+class QListWidgetItem;
+class QSplitter;
+
+namespace norvane {
+
+class RecentRedactionStore;
+class WorkspaceScreen;
+
+enum class RedactionSidebarItem { redaction, recent, howTo };
+
+const std::array<RedactionSidebarItem, 3>& allSidebarItems();
+QString rawValue(RedactionSidebarItem item);
+// Exact, case-sensitive match on the raw value.
+std::optional<RedactionSidebarItem> sidebarItemFromRawValue(const QString& raw);
+QString sidebarTitle(RedactionSidebarItem item);
+QString sidebarSymbol(RedactionSidebarItem item);
+QString sidebarSectionHeader(RedactionSidebarItem item);
+inline size_t qHash(RedactionSidebarItem item, size_t seed = 0) { return ::qHash(rawValue(item), seed); }
+
+class RootView : public QWidget {
+    Q_OBJECT
+public:
+    static constexpr int sidebarMinimumWidth = 220;
+    static constexpr int sidebarIdealWidth = 240;
+    static constexpr int sidebarMaximumWidth = 280;
+
+    // `store` null means the process-wide history store.
+    explicit RootView(RecentRedactionStore* store = nullptr, QWidget* parent = nullptr);
+
+    std::optional<RedactionSidebarItem> selection() const { return selection_; }
+    void setSelection(std::optional<RedactionSidebarItem> item);
+
+    QWidget* detail() const { return detail_; }
+    // The workspace when the detail column shows it, otherwise null.
+    WorkspaceScreen* workspace() const;
+
+    QListWidget* sidebar() const { return sidebar_; }
+    QSplitter* splitter() const { return splitter_; }
+
+protected:
+    void showEvent(QShowEvent* event) override;
+
+signals:
+    // A new detail screen replaced the old one.
+    void detailChanged();
+
+private:
+    void syncSidebarSelection();
+    void showDetailFor(std::optional<RedactionSidebarItem> item);
+    QListWidgetItem* rowFor(RedactionSidebarItem item) const;
+
+    RecentRedactionStore* store_;
+    std::optional<RedactionSidebarItem> selection_;
+    QSplitter* splitter_ = nullptr;
+    QListWidget* sidebar_ = nullptr;
+    QWidget* detailHost_ = nullptr;
+    QWidget* detail_ = nullptr;
+    bool syncing_ = false;
+    bool sized_ = false;
+};
+
+}  // namespace norvane

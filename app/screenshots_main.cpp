@@ -1,0 +1,288 @@
+// Renders each screen offscreen into PNG files, in a light and a dark palette:
+//   norvane-screenshots [OUTPUT_DIR] [SCENE...]
+// Scenes are a table below; add a row to add a picture. The history shown is a throwaway
+// store in a temporary directory, never the user's own.
+
+#include "app/about_panel.h"
+#include "app/app_icon.h"
+#include "app/main_window.h"
+#include "app/root_view.h"
+#include "app/theme.h"
+#include "history/recent_redaction_store.h"
+#include "model/engine_calls.h"
+#include "workspace/workspace_screen.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QIcon>
+#include <QPixmap>
+#include <QStyleFactory>
+#include <QTemporaryDir>
+#include <QTextStream>
+#include <QThread>
+
+#include <chrono>
+#include <thread>
+
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace {
+
+using namespace norvane;
+
+// A small text PDF written by hand, so the tool needs no test code.
+QByteArray samplePdf() {
+    const QStringList lines{
+        QStringLiteral("BT /F1 20 Tf 72 720 Td (Employee Separation Agreement) Tj ET"),
+        QStringLiteral("BT /F1 12 Tf 72 680 Td (Employee: Jordan A. Whitfield) Tj ET"),
+        QStringLiteral("BT /F1 12 Tf 72 662 Td (Social Security Number: 078-05-1120) Tj ET"),
+        QStringLiteral("BT /F1 12 Tf 72 644 Td (Home address: 1427 Larkspur Lane, Springfield) Tj ET"),
+        QStringLiteral("BT /F1 12 Tf 72 626 Td (Bank account: 0211 4478 9031 5562) Tj ET"),
+        QStringLiteral("BT /F1 12 Tf 72 590 Td (The employee's final day of work is March 14. Severance) Tj ET"),
+        QStringLiteral("BT /F1 12 Tf 72 572 Td (is paid in two instalments to the account named above.) Tj ET"),
+        QStringLiteral("BT /F1 12 Tf 72 536 Td (Signed: ______________________   Date: ____________) Tj ET"),
+    };
+    auto stream = [](const QByteArray& data) {
+        return "<< /Length " + QByteArray::number(data.size()) + " >>\nstream\n" + data + "\nendstream";
+    };
+    const std::vector<QByteArray> objects{
+        "<< /Type /Catalog /Pages 2 0 R >>",
+        "<< /Type /Pages /Kids [3 0 R 5 0 R] /Count 2 >>",
+        "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources << /Font << /F1 4 0 R >> >> "
+        "/Contents 6 0 R >>",
+        "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding /WinAnsiEncoding >>",
+        "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources << /Font << /F1 4 0 R >> >> "
+        "/Contents 7 0 R >>",
+        stream(lines.join(QLatin1Char('\n')).toLatin1()),
+        stream("BT /F1 12 Tf 72 720 Td (Page two: witness statement.) Tj ET"),
+    };
+    QByteArray pdf = "%PDF-1.4\n";
+    std::vector<qsizetype> offsets;
+    for (std::size_t index = 0; index < objects.size(); ++index) {
+        offsets.push_back(pdf.size());
+        pdf += QByteArray::number(static_cast<qulonglong>(index + 1)) + " 0 obj\n" + objects[index] + "\nendobj\n";
+    }
+    const qsizetype xref = pdf.size();
+    pdf += "xref\n0 " + QByteArray::number(static_cast<qulonglong>(objects.size() + 1)) + "\n0000000000 65535 f \n";
+    for (const qsizetype offset : offsets) pdf += QByteArray::number(offset).rightJustified(10, '0') + " 00000 n \n";
+    pdf += "trailer\n<< /Size " + QByteArray::number(static_cast<qulonglong>(objects.size() + 1)) +
+           " /Root 1 0 R >>\nstartxref\n" + QByteArray::number(xref) + "\n%%EOF\n";
+    return pdf;
+}
+
+void settle(int milliseconds) {
+    QElapsedTimer timer;
+    timer.start();
+    do {
+        QApplication::processEvents(QEventLoop::AllEvents, 20);
+        QThread::msleep(5);
+    } while (timer.elapsed() < milliseconds);
+}
+
+struct Context {
+    QDir workDir;
+    RecentRedactionStore* emptyStore;
+    RecentRedactionStore* fullStore;
+    QString samplePath;
+};
+
+// Builds the widget to photograph; the tool owns and deletes it.
+using SceneBuilder = std::function<QWidget*(Context&)>;
+
+struct Scene {
+    const char* name;
+    SceneBuilder build;
+    int settleMs = 150;
+};
+
+MainWindow* windowOn(RecentRedactionStore* store, std::optional<RedactionSidebarItem> item) {
+    auto* window = new MainWindow(store);
+    window->rootView()->setSelection(item);
+    return window;
+}
+
+// ---- editing states: a scripted save dialog and engine, so an export ends on cue ----
+
+class ScriptedDesktop : public DesktopServices {
+public:
+    explicit ScriptedDesktop(QString target) : target_(std::move(target)) {}
+    std::optional<QString> chooseSaveLocation(const QString&, const QString&) override { return target_; }
+    void revealInFileManager(const QString&) override {}
+
+private:
+    QString target_;
+};
+
+enum class ExportOutcome { running, passed, needsReview };
+
+void scriptExport(ExportOutcome outcome) {
+    EngineCalls& calls = engineCalls();
+    calls.exportSecurePDF = [outcome](const SharedPdfDocument&, const std::vector<RedactionRegion>&,
+                                      const std::filesystem::path& out, bool, const PageProgress& progress,
+                                      std::stop_token stop) {
+        QFile file(QString::fromStdString(out.string()));
+        if (file.open(QIODevice::WriteOnly)) file.write("%PDF-1.4\n");
+        progress(1, 2);
+        if (outcome == ExportOutcome::running) {
+            while (!stop.stop_requested()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            throw CancellationError();
+        }
+        progress(2, 2);
+    };
+    calls.verifyOutput = [outcome](const std::filesystem::path&, const std::vector<std::string>&,
+                                   const PageProgress& progress, std::stop_token) {
+        progress(1, 2);
+        progress(2, 2);
+        if (outcome == ExportOutcome::needsReview) return ExportVerification(2, {"078-05-1120", "Jordan A. Whitfield"});
+        return ExportVerification(2, {});
+    };
+}
+
+// The workspace with the sample open and `setUp` applied; the engine is restored and any
+// task cancelled when the picture has been taken.
+MainWindow* editingScene(Context& c, const std::function<void(RedactionViewModel&)>& setUp) {
+    MainWindow* window = windowOn(c.emptyStore, RedactionSidebarItem::redaction);
+    window->openFiles({c.samplePath});
+    WorkspaceScreen* screen = window->rootView()->workspace();
+    RedactionViewModel& model = screen->model();
+    model.setDesktopServices(std::make_shared<ScriptedDesktop>(c.workDir.filePath(QStringLiteral("separation-agreement-redacted.pdf"))));
+    QObject::connect(window, &QObject::destroyed, [&model] {
+        model.cancel();
+        engineCalls() = EngineCalls{};
+    });
+    setUp(model);
+    return window;
+}
+
+void markSample(RedactionViewModel& model) {
+    model.setSearchText(QStringLiteral("Whitfield"));
+    model.findNativeText();
+    model.addAllSearchResults();
+    model.addManual(0, PageRect{70, 530, 190, 22});
+}
+
+const std::vector<Scene>& scenes() {
+    static const std::vector<Scene> table{
+        {"landing", [](Context& c) { return windowOn(c.emptyStore, RedactionSidebarItem::redaction); }},
+        {"editing",
+         [](Context& c) {
+             MainWindow* window = windowOn(c.emptyStore, RedactionSidebarItem::redaction);
+             window->openFiles({c.samplePath});
+             return window;
+         },
+         900},
+        {"editing-results",
+         [](Context& c) {
+             return editingScene(c, [](RedactionViewModel& model) {
+                 model.setSearchText(QStringLiteral("account"));
+                 model.findNativeText();
+             });
+         },
+         900},
+        {"editing-export-running",
+         [](Context& c) {
+             return editingScene(c, [](RedactionViewModel& model) {
+                 markSample(model);
+                 scriptExport(ExportOutcome::running);
+                 model.exportSecureCopy();
+             });
+         },
+         900},
+        {"editing-verified",
+         [](Context& c) {
+             return editingScene(c, [](RedactionViewModel& model) {
+                 markSample(model);
+                 scriptExport(ExportOutcome::passed);
+                 model.exportSecureCopy();
+             });
+         },
+         900},
+        {"editing-needs-review",
+         [](Context& c) {
+             return editingScene(c, [](RedactionViewModel& model) {
+                 markSample(model);
+                 scriptExport(ExportOutcome::needsReview);
+                 model.exportSecureCopy();
+             });
+         },
+         900},
+        {"history", [](Context& c) { return windowOn(c.fullStore, RedactionSidebarItem::recent); }},
+        {"history-empty", [](Context& c) { return windowOn(c.emptyStore, RedactionSidebarItem::recent); }},
+        {"guide", [](Context& c) { return windowOn(c.emptyStore, RedactionSidebarItem::howTo); }},
+        {"about", [](Context&) { return new AboutPanel; }},
+    };
+    return table;
+}
+
+bool shoot(const Scene& scene, Context& context, const QString& outputDir, const QString& suffix) {
+    QWidget* widget = scene.build(context);
+    if (qobject_cast<MainWindow*>(widget)) widget->resize(MainWindow::defaultWidth, MainWindow::defaultHeight);
+    widget->show();
+    settle(scene.settleMs);
+    const QString path = QDir(outputDir).filePath(QString::fromUtf8(scene.name) + suffix + QStringLiteral(".png"));
+    const bool saved = widget->grab().save(path);
+    std::fprintf(stderr, "%s %s\n", saved ? "wrote" : "FAILED", qPrintable(path));
+    widget->close();
+    delete widget;
+    settle(20);
+    return saved;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    setenv("OMP_THREAD_LIMIT", "1", 0);
+    setenv("QT_QPA_PLATFORM", "offscreen", 0);
+    // Anything that reaches for the per-user data directory lands in a throwaway one.
+    QTemporaryDir dataHome;
+    if (!dataHome.isValid()) return 1;
+    setenv("XDG_DATA_HOME", qPrintable(dataHome.path()), 1);
+
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Norvane"));
+    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    QApplication::setWindowIcon(QIcon(QPixmap::fromImage(RedactionDockIconFactory::makeIcon())));
+
+    const QStringList arguments = QApplication::arguments().mid(1);
+    const QString outputDir = arguments.value(0, QStringLiteral("docs/screenshots"));
+    const QStringList only = arguments.mid(1);
+    if (!QDir().mkpath(outputDir)) return 1;
+
+    QDir work(dataHome.path());
+    RecentRedactionStore emptyStore(work.filePath(QStringLiteral("empty/recent-redactions.json")));
+    RecentRedactionStore fullStore(work.filePath(QStringLiteral("full/recent-redactions.json")));
+    fullStore.add(QStringLiteral("board-minutes-2025.pdf"), QStringLiteral("/home/alex/Documents/Board/board-minutes-2025-redacted.pdf"), 12, 31, true);
+    fullStore.add(QStringLiteral("witness statement (scan).pdf"),
+                  QStringLiteral("/home/alex/Documents/Cases/2026/Hernandez v. Northgate Logistics/Discovery/"
+                                 "Production Set 04/Third-party subpoena responses/Exhibits for deposition of the "
+                                 "records custodian/witness statement (scan)-redacted.pdf"),
+                  3, 7, false);
+    fullStore.add(QStringLiteral("offer-letter.pdf"), QStringLiteral("/home/alex/Desktop/offer-letter-redacted.pdf"), 1, 1, true);
+
+    const QString samplePath = work.filePath(QStringLiteral("separation-agreement.pdf"));
+    {
+        QFile sample(samplePath);
+        if (!sample.open(QIODevice::WriteOnly) || sample.write(samplePdf()) < 0) return 1;
+    }
+    Context context{work, &emptyStore, &fullStore, samplePath};
+
+    bool ok = true;
+    const struct {
+        QPalette palette;
+        const char* suffix;
+    } looks[] = {{theme::lightPalette(), ""}, {theme::darkPalette(), "-dark"}};
+    for (const auto& look : looks) {
+        QApplication::setPalette(look.palette);
+        for (const Scene& scene : scenes()) {
+            if (!only.isEmpty() && !only.contains(QString::fromUtf8(scene.name))) continue;
+            ok = shoot(scene, context, outputDir, QString::fromUtf8(look.suffix)) && ok;
+        }
+    }
+    return ok ? 0 : 1;
+}

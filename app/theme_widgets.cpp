@@ -1,0 +1,143 @@
+#include "app/theme_widgets.h"
+
+#include <QEvent>
+#include <QPainter>
+#include <QPainterPath>
+
+#include <utility>
+
+namespace norvane::theme {
+
+ColorFn primaryText() {
+    return [](const QPalette& palette) { return labelColor(palette); };
+}
+
+ColorFn secondaryText() {
+    return [](const QPalette& palette) { return secondaryLabelColor(palette); };
+}
+
+ColorFn fixed(QColor color) {
+    return [color](const QPalette&) { return color; };
+}
+
+ColorFn fixed(QColor color, double alpha) { return fixed(withAlpha(color, alpha)); }
+
+namespace {
+
+bool isPaletteEvent(const QEvent* event) {
+    return event->type() == QEvent::ApplicationPaletteChange || event->type() == QEvent::ParentChange;
+}
+
+}  // namespace
+
+ThemedLabel::ThemedLabel(const QString& text, const QFont& font, ColorFn color, QWidget* parent)
+    : QLabel(text, parent), color_(std::move(color)) {
+    setFont(font);
+    setTextFormat(Qt::PlainText);
+    applyColor();
+}
+
+void ThemedLabel::setColor(ColorFn color) {
+    color_ = std::move(color);
+    applyColor();
+}
+
+void ThemedLabel::changeEvent(QEvent* event) {
+    QLabel::changeEvent(event);
+    if (isPaletteEvent(event)) applyColor();
+}
+
+void ThemedLabel::applyColor() {
+    const QPalette base = parentWidget() ? parentWidget()->palette() : QPalette();
+    QPalette own = palette();
+    own.setColor(QPalette::WindowText, color_(base));
+    own.setColor(QPalette::Text, color_(base));
+    setPalette(own);
+}
+
+SymbolView::SymbolView(const QString& symbol, int pixelSize, ColorFn color, QWidget* parent)
+    : QLabel(parent), symbol_(symbol), pixelSize_(pixelSize), color_(std::move(color)) {
+    setFixedSize(pixelSize, pixelSize);
+    setAlignment(Qt::AlignCenter);
+    render();
+}
+
+void SymbolView::setSymbol(const QString& symbol, ColorFn color) {
+    symbol_ = symbol;
+    color_ = std::move(color);
+    render();
+}
+
+void SymbolView::changeEvent(QEvent* event) {
+    QLabel::changeEvent(event);
+    if (isPaletteEvent(event)) render();
+}
+
+void SymbolView::render() {
+    const QPalette base = parentWidget() ? parentWidget()->palette() : QPalette();
+    setPixmap(symbolPixmap(symbol_, pixelSize_, color_(base), devicePixelRatioF()));
+}
+
+RoundedPanel::RoundedPanel(double radius, ColorFn fill, QWidget* parent)
+    : QWidget(parent), radius_(radius), fill_(std::move(fill)) {}
+
+void RoundedPanel::setStroke(ColorFn stroke, double width) {
+    stroke_ = std::move(stroke);
+    strokeWidth_ = width;
+    update();
+}
+
+void RoundedPanel::setFill(ColorFn fill) {
+    fill_ = std::move(fill);
+    update();
+}
+
+void RoundedPanel::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const double inset = stroke_ ? strokeWidth_ / 2.0 : 0.0;
+    const QRectF box = QRectF(rect()).adjusted(inset, inset, -inset, -inset);
+    const double radius = radius_ < 0 ? box.height() / 2.0 : radius_;
+    QPainterPath path;
+    path.addRoundedRect(box, radius, radius);
+    if (fill_) painter.fillPath(path, fill_(palette()));
+    if (stroke_ && strokeWidth_ > 0) {
+        painter.setPen(QPen(stroke_(palette()), strokeWidth_));
+        painter.drawPath(path);
+    }
+}
+
+MiddleElidedLabel::MiddleElidedLabel(QString text, const QFont& font, ColorFn color, QWidget* parent)
+    : QWidget(parent), text_(std::move(text)), color_(std::move(color)) {
+    setFont(font);
+    setToolTip(text_);
+    setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+}
+
+QString MiddleElidedLabel::displayedText() const {
+    return fontMetrics().elidedText(text_, Qt::ElideMiddle, width());
+}
+
+QSize MiddleElidedLabel::sizeHint() const {
+    return {fontMetrics().horizontalAdvance(text_), fontMetrics().height()};
+}
+
+QSize MiddleElidedLabel::minimumSizeHint() const { return {40, fontMetrics().height()}; }
+
+void MiddleElidedLabel::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setPen(color_(palette()));
+    painter.drawText(rect(), Qt::AlignLeft | Qt::AlignVCenter, displayedText());
+}
+
+SeparatorLine::SeparatorLine(QWidget* parent) : QWidget(parent) {
+    setFixedHeight(1);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+}
+
+void SeparatorLine::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.fillRect(rect(), separatorColor(palette()));
+}
+
+}  // namespace norvane::theme

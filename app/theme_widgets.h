@@ -1,0 +1,99 @@
+#pragma once
+// Small building blocks that keep their colours in step with the palette: a label whose
+// colour is a function of the palette, a symbol image, and a rounded (or capsule) surface.
+
+#include "app/theme.h"
+
+#include <QLabel>
+#include <QWidget>
+
+#include <functional>
+
+namespace norvane::theme {
+
+using ColorFn = std::function<QColor(const QPalette&)>;
+
+ColorFn primaryText();
+ColorFn secondaryText();
+ColorFn fixed(QColor color);
+ColorFn fixed(QColor color, double alpha);
+
+class ThemedLabel : public QLabel {
+    Q_OBJECT
+public:
+    ThemedLabel(const QString& text, const QFont& font, ColorFn color = primaryText(), QWidget* parent = nullptr);
+    void setColor(ColorFn color);
+
+protected:
+    void changeEvent(QEvent* event) override;
+
+private:
+    void applyColor();
+    ColorFn color_;
+};
+
+class SymbolView : public QLabel {
+    Q_OBJECT
+public:
+    // A square symbol of `pixelSize`; an unknown name shows nothing but keeps its size.
+    SymbolView(const QString& symbol, int pixelSize, ColorFn color = primaryText(), QWidget* parent = nullptr);
+    void setSymbol(const QString& symbol, ColorFn color);
+    const QString& symbol() const { return symbol_; }
+
+protected:
+    void changeEvent(QEvent* event) override;
+
+private:
+    void render();
+    QString symbol_;
+    int pixelSize_;
+    ColorFn color_;
+};
+
+// A rounded rectangle painted behind its children; radius < 0 draws a capsule.
+class RoundedPanel : public QWidget {
+    Q_OBJECT
+public:
+    RoundedPanel(double radius, ColorFn fill, QWidget* parent = nullptr);
+    void setStroke(ColorFn stroke, double width = 1.0);
+    void setFill(ColorFn fill);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    double radius_;
+    ColorFn fill_;
+    ColorFn stroke_;
+    double strokeWidth_ = 0;
+};
+
+// One line of text elided in the middle, so a path keeps its beginning and its file name.
+class MiddleElidedLabel : public QWidget {
+    Q_OBJECT
+public:
+    MiddleElidedLabel(QString text, const QFont& font, ColorFn color = secondaryText(), QWidget* parent = nullptr);
+    const QString& fullText() const { return text_; }
+    QString displayedText() const;
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    QString text_;
+    ColorFn color_;
+};
+
+// A one-pixel horizontal rule in the separator colour.
+class SeparatorLine : public QWidget {
+    Q_OBJECT
+public:
+    explicit SeparatorLine(QWidget* parent = nullptr);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+};
+
+}  // namespace norvane::theme

@@ -1,0 +1,478 @@
+#include "canvas/page_canvas.h"
+
+#include "app/theme.h"
+#include "canvas/page_geometry.h"
+
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPainterPath>
+#include <QScrollBar>
+#include <QWheelEvent>
+
+#include <algorithm>
+#include <cmath>
+
+namespace norvane {
+namespace {
+
+constexpr double kMargin = 16;  // around the column of pages
+constexpr double kGap = 12;     // between two pages
+constexpr double kMinZoom = 0.25;
+constexpr double kMaxZoom = 8.0;
+constexpr double kZoomStep = 1.25;
+constexpr double kMinScale = 0.02;   // view pixels per point
+constexpr double kMaxScale = 32.0;
+constexpr double kClickLimit = 8.0;  // a drag smaller than this either way is a click
+constexpr std::size_t kCacheBytes = std::size_t{256} << 20;
+
+QRectF spanning(const QPointF& a, const QPointF& b) {
+    return QRectF(QPointF(std::min(a.x(), b.x()), std::min(a.y(), b.y())),
+                  QPointF(std::max(a.x(), b.x()), std::max(a.y(), b.y())));
+}
+
+}  // namespace
+
+PageCanvas::PageCanvas(SharedPdfDocument creationDocument, QWidget* parent)
+    : QAbstractScrollArea(parent), creationDocument_(std::move(creationDocument)), renderQueue_(kCacheBytes) {
+    setFocusPolicy(Qt::StrongFocus);
+    setFrameShape(QFrame::NoFrame);
+    // Always showing the vertical bar keeps the width, and so the fitted scale, steady.
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    verticalScrollBar()->setSingleStep(40);
+    horizontalScrollBar()->setSingleStep(40);
+    viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
+    viewport()->setMouseTracking(false);
+
+    wantTimer_.setSingleShot(true);
+    wantTimer_.setInterval(0);
+    connect(&wantTimer_, &QTimer::timeout, this, &PageCanvas::requestVisiblePages);
+    connect(&renderQueue_, &PageRenderQueue::pageReady, this, [this](qint64 pageIndex) {
+        const QRectF area = pageRectInViewport(pageIndex);
+        if (area.intersects(QRectF(viewport()->rect()))) {
+            viewport()->update(area.toAlignedRect().adjusted(-2, -2, 2, 2));
+        }
+    });
+}
+
+PageCanvas::~PageCanvas() = default;
+
+void PageCanvas::synchronize(const SharedPdfDocument& document, const std::vector<RedactionRegion>& regions,
+                             qint64 selectedPageIndex) {
+    if (!document) {
+        if (document_) {
+            setDocument(nullptr);
+        }
+        return;
+    }
+    if (document != document_) {
+        setDocument(document);
+    }
+    regions_ = regions;
+    viewport()->update();
+
+    if (selectedPageIndex >= 0 && selectedPageIndex < document_->pageCount()) {
+        const auto current = currentPageIndex();
+        if (!current || *current != selectedPageIndex) {
+            goToPage(selectedPageIndex);
+        }
+    }
+}
+
+void PageCanvas::setDocument(const SharedPdfDocument& document) {
+    endDrag();
+    document_ = document;
+    regions_.clear();
+    renderQueue_.setDocument(document_);
+    relayout();
+    verticalScrollBar()->setValue(0);
+    horizontalScrollBar()->setValue(0);
+    viewport()->update();
+    wantTimer_.start();
+}
+
+double PageCanvas::fitScale() const {
+    if (!document_) {
+        return 1.0;
+    }
+    double widest = 0;
+    for (const PdfPageInfo& page : document_->pages()) {
+        widest = std::max(widest, displayedPageSize(page).width());
+    }
+    const double available = viewport()->width() - 2 * kMargin;
+    if (!(widest > 0) || available <= 0) {
+        return kMinScale;
+    }
+    return available / widest;
+}
+
+void PageCanvas::relayout(std::optional<QPointF> anchorViewportPoint) {
+    // Keep the point under the anchor (by default the top middle of the view) where it is.
+    const QPointF anchor = anchorViewportPoint.value_or(QPointF(viewport()->width() / 2.0, 0));
+    std::optional<qint64> anchorPage;
+    QPointF anchorInPage;  // displayed points relative to the anchor page's corner
+    if (!pageRects_.empty()) {
+        const QPointF content = toContent(anchor);
+        anchorPage = pageAtContent(content);
+        if (anchorPage) {
+            anchorInPage = (content - pageRectInContent(*anchorPage).topLeft()) / scale_;
+        }
+    }
+
+    pageRects_.clear();
+    if (!document_) {
+        contentWidth_ = contentHeight_ = 0;
+        updateScrollBars();
+        return;
+    }
+    scale_ = std::clamp(fitScale() * zoom_, kMinScale, kMaxScale);
+    double widest = 0;
+    for (const PdfPageInfo& page : document_->pages()) {
+        widest = std::max(widest, displayedPageSize(page).width() * scale_);
+    }
+    contentWidth_ = widest + 2 * kMargin;
+    const double columnWidth = std::max(contentWidth_, static_cast<double>(viewport()->width()));
+    double y = kMargin;
+    pageRects_.reserve(document_->pages().size());
+    for (const PdfPageInfo& page : document_->pages()) {
+        const QSizeF size = displayedPageSize(page) * scale_;
+        pageRects_.emplace_back((columnWidth - size.width()) / 2.0, y, size.width(), size.height());
+        y += size.height() + kGap;
+    }
+    contentHeight_ = y - kGap + kMargin;
+    updateScrollBars();
+
+    if (anchorPage && *anchorPage < static_cast<qint64>(pageRects_.size())) {
+        const QPointF content = pageRectInContent(*anchorPage).topLeft() + anchorInPage * scale_;
+        horizontalScrollBar()->setValue(static_cast<int>(std::lround(content.x() - anchor.x())));
+        verticalScrollBar()->setValue(static_cast<int>(std::lround(content.y() - anchor.y())));
+    }
+    viewport()->update();
+    wantTimer_.start();
+}
+
+void PageCanvas::updateScrollBars() {
+    const QSize view = viewport()->size();
+    const auto clampInt = [](double v) { return static_cast<int>(std::clamp(std::ceil(v), 0.0, 2.0e9)); };
+    verticalScrollBar()->setPageStep(view.height());
+    horizontalScrollBar()->setPageStep(view.width());
+    verticalScrollBar()->setRange(0, clampInt(contentHeight_ - view.height()));
+    horizontalScrollBar()->setRange(0, clampInt(contentWidth_ - view.width()));
+}
+
+QPointF PageCanvas::toContent(const QPointF& viewportPoint) const {
+    return viewportPoint + QPointF(horizontalScrollBar()->value(), verticalScrollBar()->value());
+}
+
+QPointF PageCanvas::toViewport(const QPointF& contentPoint) const {
+    return contentPoint - QPointF(horizontalScrollBar()->value(), verticalScrollBar()->value());
+}
+
+QRectF PageCanvas::pageRectInContent(qint64 pageIndex) const {
+    if (pageIndex < 0 || pageIndex >= static_cast<qint64>(pageRects_.size())) {
+        return {};
+    }
+    return pageRects_[static_cast<std::size_t>(pageIndex)];
+}
+
+QRectF PageCanvas::pageRectInViewport(qint64 pageIndex) const {
+    const QRectF rect = pageRectInContent(pageIndex);
+    return rect.isNull() ? rect : rect.translated(toViewport(QPointF()));
+}
+
+std::optional<qint64> PageCanvas::pageAtContent(const QPointF& point) const {
+    if (pageRects_.empty()) {
+        return std::nullopt;
+    }
+    // Pages are stacked top to bottom: the first whose bottom edge lies below the point,
+    // or the one above it, is the nearest.
+    const auto below = std::lower_bound(pageRects_.begin(), pageRects_.end(), point.y(),
+                                        [](const QRectF& r, double y) { return r.bottom() < y; });
+    const auto distance = [&](const QRectF& r) {
+        const double dx = std::max({r.left() - point.x(), 0.0, point.x() - r.right()});
+        const double dy = std::max({r.top() - point.y(), 0.0, point.y() - r.bottom()});
+        return std::hypot(dx, dy);
+    };
+    std::optional<std::size_t> best;
+    double bestDistance = 0;
+    for (auto it : {below, below == pageRects_.begin() ? pageRects_.end() : below - 1}) {
+        if (it == pageRects_.end()) {
+            continue;
+        }
+        const double d = distance(*it);
+        if (!best || d < bestDistance) {
+            best = static_cast<std::size_t>(it - pageRects_.begin());
+            bestDistance = d;
+        }
+    }
+    return best ? std::optional<qint64>(static_cast<qint64>(*best)) : std::nullopt;
+}
+
+std::optional<qint64> PageCanvas::pageAt(const QPointF& viewportPoint) const {
+    return pageAtContent(toContent(viewportPoint));
+}
+
+std::optional<qint64> PageCanvas::currentPageIndex() const {
+    if (pageRects_.empty()) {
+        return std::nullopt;
+    }
+    // The first page that still shows more than a sliver at the top of the view.
+    const double top = verticalScrollBar()->value() + kGap;
+    const auto it = std::lower_bound(pageRects_.begin(), pageRects_.end(), top,
+                                     [](const QRectF& r, double y) { return r.bottom() <= y; });
+    if (it == pageRects_.end()) {
+        return static_cast<qint64>(pageRects_.size()) - 1;
+    }
+    return static_cast<qint64>(it - pageRects_.begin());
+}
+
+void PageCanvas::goToPage(qint64 pageIndex) {
+    const QRectF rect = pageRectInContent(pageIndex);
+    if (rect.isNull()) {
+        return;
+    }
+    verticalScrollBar()->setValue(static_cast<int>(std::lround(rect.top() - kGap / 2)));
+}
+
+PageRect PageCanvas::contentRectToPage(qint64 pageIndex, const QRectF& contentRect) const {
+    const QRectF page = pageRectInContent(pageIndex);
+    if (page.isNull() || !document_) {
+        return {};
+    }
+    const QRectF displayed((contentRect.left() - page.left()) / scale_, (contentRect.top() - page.top()) / scale_,
+                           contentRect.width() / scale_, contentRect.height() / scale_);
+    return displayedRectToPage(document_->page(pageIndex), displayed);
+}
+
+PageRect PageCanvas::viewportRectToPage(qint64 pageIndex, const QRectF& viewportRect) const {
+    return contentRectToPage(pageIndex, viewportRect.translated(toContent(QPointF())));
+}
+
+std::optional<QRectF> PageCanvas::dragPreview() const {
+    if (!dragStart_ || !dragCurrent_) {
+        return std::nullopt;
+    }
+    return spanning(toViewport(*dragStart_), toViewport(*dragCurrent_));
+}
+
+void PageCanvas::setZoom(double zoom) {
+    zoom_ = std::clamp(zoom, kMinZoom, kMaxZoom);
+    relayout(QPointF(viewport()->width() / 2.0, viewport()->height() / 2.0));
+}
+
+void PageCanvas::zoomIn() { setZoom(zoom_ * kZoomStep); }
+void PageCanvas::zoomOut() { setZoom(zoom_ / kZoomStep); }
+void PageCanvas::zoomToFit() { setZoom(1.0); }
+
+void PageCanvas::requestVisiblePages() {
+    if (!document_ || pageRects_.empty()) {
+        renderQueue_.want({});
+        return;
+    }
+    const double devicePixels = scale_ * viewport()->devicePixelRatioF();
+    const QRectF view(toContent(QPointF()), QSizeF(viewport()->size()));
+    std::vector<PageRenderQueue::Wish> wishes;
+    std::optional<qint64> first;
+    std::optional<qint64> last;
+    const auto start = std::lower_bound(pageRects_.begin(), pageRects_.end(), view.top(),
+                                        [](const QRectF& r, double y) { return r.bottom() < y; });
+    for (auto it = start; it != pageRects_.end() && it->top() <= view.bottom(); ++it) {
+        const auto index = static_cast<qint64>(it - pageRects_.begin());
+        wishes.push_back({index, devicePixels});
+        first = first.value_or(index);
+        last = index;
+    }
+    // One page either side, so ordinary scrolling finds its next page ready.
+    if (last && *last + 1 < static_cast<qint64>(pageRects_.size())) {
+        wishes.push_back({*last + 1, devicePixels});
+    }
+    if (first && *first > 0) {
+        wishes.push_back({*first - 1, devicePixels});
+    }
+    renderQueue_.want(wishes);
+}
+
+void PageCanvas::paintEvent(QPaintEvent*) {
+    QPainter painter(viewport());
+    const QPalette& pal = palette();
+    painter.fillRect(viewport()->rect(), theme::isDark(pal) ? QColor(40, 40, 42) : QColor(226, 228, 231));
+    if (!document_) {
+        return;
+    }
+    const QRectF view(QPointF(0, 0), QSizeF(viewport()->size()));
+    const QPointF offset = toViewport(QPointF());
+    const auto start = std::lower_bound(pageRects_.begin(), pageRects_.end(), -offset.y(),
+                                        [](const QRectF& r, double y) { return r.bottom() < y; });
+    std::vector<qint64> shown;
+    for (auto it = start; it != pageRects_.end(); ++it) {
+        const QRectF rect = it->translated(offset);
+        if (rect.top() > view.bottom()) {
+            break;
+        }
+        if (!rect.intersects(view)) {
+            continue;
+        }
+        const auto index = static_cast<qint64>(it - pageRects_.begin());
+        shown.push_back(index);
+        painter.fillRect(rect.translated(0, 1.5).adjusted(-1, -1, 1, 1), QColor(0, 0, 0, 40));
+        const QImage image = renderQueue_.image(index);
+        if (image.isNull()) {
+            // Placeholder until the worker delivers (or for a page that will not render).
+            painter.fillRect(rect, QColor(252, 252, 252));
+        } else {
+            const QSizeF target = rect.size() * viewport()->devicePixelRatioF();
+            const bool exact = std::abs(target.width() - image.width()) < 1.0 &&
+                               std::abs(target.height() - image.height()) < 1.0;
+            painter.setRenderHint(QPainter::SmoothPixmapTransform, !exact);
+            painter.drawImage(rect, image);
+        }
+    }
+
+    // Pending regions: solid black, whatever their source, clipped to their page.
+    painter.setRenderHint(QPainter::Antialiasing, false);
+    for (const RedactionRegion& region : regions_) {
+        if (region.pageIndex < 0 || region.pageIndex >= document_->pageCount()) {
+            continue;
+        }
+        if (!std::binary_search(shown.begin(), shown.end(), region.pageIndex)) {
+            continue;
+        }
+        const QRectF page = pageRectInViewport(region.pageIndex);
+        const QRectF displayed = pageRectToDisplayed(document_->page(region.pageIndex), region.rect);
+        const QRectF box(page.left() + displayed.left() * scale_, page.top() + displayed.top() * scale_,
+                         displayed.width() * scale_, displayed.height() * scale_);
+        painter.save();
+        painter.setClipRect(page);
+        painter.setPen(QPen(Qt::black, 1.0));
+        painter.setBrush(Qt::black);
+        painter.drawRect(box);
+        painter.restore();
+    }
+
+    if (const auto preview = dragPreview()) {
+        const QColor red = theme::systemRed(pal);
+        painter.setRenderHint(QPainter::Antialiasing, true);
+        painter.setPen(QPen(theme::withAlpha(red, 0.85), 2.0));
+        painter.setBrush(theme::withAlpha(red, 0.22));
+        painter.drawRect(*preview);
+    }
+}
+
+void PageCanvas::resizeEvent(QResizeEvent* event) {
+    QAbstractScrollArea::resizeEvent(event);
+    relayout();
+}
+
+void PageCanvas::scrollContentsBy(int, int) {
+    viewport()->update();
+    wantTimer_.start();
+}
+
+void PageCanvas::mousePressEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton) {
+        QAbstractScrollArea::mousePressEvent(event);
+        return;
+    }
+    const auto page = pageAt(event->position());
+    if (!page) {
+        QAbstractScrollArea::mousePressEvent(event);
+        return;
+    }
+    setFocus(Qt::MouseFocusReason);
+    dragStart_ = toContent(event->position());
+    dragCurrent_ = dragStart_;
+    dragPage_ = DragPage{document_, *page};
+    event->accept();
+}
+
+void PageCanvas::mouseMoveEvent(QMouseEvent* event) {
+    if (!dragStart_ || !dragPage_) {
+        QAbstractScrollArea::mouseMoveEvent(event);
+        return;
+    }
+    // Past the top or bottom edge the view follows the pointer, so a drag can cross pages.
+    const double y = event->position().y();
+    const double h = viewport()->height();
+    if (y < 0) {
+        verticalScrollBar()->setValue(verticalScrollBar()->value() + static_cast<int>(std::max(y, -40.0)));
+    } else if (y > h) {
+        verticalScrollBar()->setValue(verticalScrollBar()->value() + static_cast<int>(std::min(y - h, 40.0)));
+    }
+    dragCurrent_ = toContent(event->position());
+    viewport()->update();
+    event->accept();
+}
+
+void PageCanvas::mouseReleaseEvent(QMouseEvent* event) {
+    if (!dragStart_ || !dragPage_) {
+        QAbstractScrollArea::mouseReleaseEvent(event);
+        endDrag();
+        return;
+    }
+    const QRectF dragged = spanning(*dragStart_, toContent(event->position()));
+    const DragPage page = *dragPage_;
+    endDrag();
+    event->accept();
+    if (dragged.width() < kClickLimit || dragged.height() < kClickLimit) {
+        return;  // a click, not a drag
+    }
+    if (page.document != document_ || !document_) {
+        return;  // the view changed documents under the drag
+    }
+    const PageRect rect = contentRectToPage(page.index, dragged);
+    // Only pages of the document this view was made for are reported.
+    if (creationDocument_ && page.document == creationDocument_ && onManualRedaction_) {
+        onManualRedaction_(page.index, rect);
+    }
+}
+
+void PageCanvas::endDrag() {
+    const bool had = dragStart_.has_value();
+    dragStart_.reset();
+    dragCurrent_.reset();
+    dragPage_.reset();
+    if (had) {
+        viewport()->update();
+    }
+}
+
+void PageCanvas::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape && dragStart_) {
+        endDrag();
+        event->accept();
+        return;
+    }
+    if (event->matches(QKeySequence::ZoomIn) ||
+        (event->modifiers().testFlag(Qt::ControlModifier) && event->key() == Qt::Key_Equal)) {
+        zoomIn();
+        event->accept();
+        return;
+    }
+    if (event->matches(QKeySequence::ZoomOut)) {
+        zoomOut();
+        event->accept();
+        return;
+    }
+    if (event->modifiers().testFlag(Qt::ControlModifier) && event->key() == Qt::Key_0) {
+        zoomToFit();
+        event->accept();
+        return;
+    }
+    QAbstractScrollArea::keyPressEvent(event);
+}
+
+void PageCanvas::wheelEvent(QWheelEvent* event) {
+    if (!event->modifiers().testFlag(Qt::ControlModifier)) {
+        QAbstractScrollArea::wheelEvent(event);
+        return;
+    }
+    const double steps = event->angleDelta().y() / 120.0;
+    if (steps != 0) {
+        zoom_ = std::clamp(zoom_ * std::pow(kZoomStep, steps), kMinZoom, kMaxZoom);
+        relayout(event->position());
+    }
+    event->accept();
+}
+
+}  // namespace norvane

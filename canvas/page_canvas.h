@@ -1,0 +1,114 @@
+#pragma once
+// The large page area of the workspace: every page of the document in one continuous
+// column, scaled to the view's width (times the zoom), pending regions drawn as black boxes,
+// and a mouse drag turned into a page-space rectangle for a new manual region.
+
+#include "canvas/page_render_queue.h"
+#include "engine/pdf_document.h"
+#include "model/redaction_records.h"
+
+#include <QAbstractScrollArea>
+#include <QPointF>
+#include <QRectF>
+#include <QTimer>
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+namespace norvane {
+
+class PageCanvas : public QAbstractScrollArea {
+    Q_OBJECT
+
+public:
+    using ManualRedactionHandler = std::function<void(qint64 pageIndex, const PageRect& rect)>;
+
+    // Drags are reported only for pages of `creationDocument`: if the view later shows
+    // another document, its drags are dropped.
+    explicit PageCanvas(SharedPdfDocument creationDocument, QWidget* parent = nullptr);
+    const SharedPdfDocument& creationDocument() const { return creationDocument_; }
+    ~PageCanvas() override;
+
+    void setOnManualRedaction(ManualRedactionHandler handler) { onManualRedaction_ = std::move(handler); }
+
+    // Brings the view in line with the model: the document (swapped only when it is another
+    // object), the boxes, and the selected page (scrolled to only when another page is shown).
+    void synchronize(const SharedPdfDocument& document, const std::vector<RedactionRegion>& regions,
+                     qint64 selectedPageIndex);
+
+    const SharedPdfDocument& document() const { return document_; }
+
+    // Zoom relative to fitting the widest page to the view's width.
+    double zoom() const { return zoom_; }
+    void setZoom(double zoom);
+    void zoomIn();
+    void zoomOut();
+    void zoomToFit();
+    // View pixels per point at the current size and zoom.
+    double scale() const { return scale_; }
+
+    // Page at a viewport point, falling back to the nearest page; nothing without pages.
+    std::optional<qint64> pageAt(const QPointF& viewportPoint) const;
+    // Where a page sits in viewport coordinates (empty for a page that does not exist).
+    QRectF pageRectInViewport(qint64 pageIndex) const;
+    // A viewport rectangle in a page's page space.
+    PageRect viewportRectToPage(qint64 pageIndex, const QRectF& viewportRect) const;
+    // The page at the top of the view.
+    std::optional<qint64> currentPageIndex() const;
+    void goToPage(qint64 pageIndex);
+
+    bool isDragging() const { return dragStart_.has_value(); }
+    // The drag preview in viewport coordinates, while dragging.
+    std::optional<QRectF> dragPreview() const;
+
+    PageRenderQueue& renderQueue() { return renderQueue_; }
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void scrollContentsBy(int dx, int dy) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+
+private:
+    struct DragPage {
+        SharedPdfDocument document;
+        qint64 index = 0;
+    };
+
+    void setDocument(const SharedPdfDocument& document);
+    void relayout(std::optional<QPointF> anchorViewportPoint = std::nullopt);
+    void updateScrollBars();
+    void requestVisiblePages();
+    void endDrag();
+    QPointF toContent(const QPointF& viewportPoint) const;
+    QPointF toViewport(const QPointF& contentPoint) const;
+    QRectF pageRectInContent(qint64 pageIndex) const;
+    std::optional<qint64> pageAtContent(const QPointF& contentPoint) const;
+    PageRect contentRectToPage(qint64 pageIndex, const QRectF& contentRect) const;
+    double fitScale() const;
+
+    SharedPdfDocument creationDocument_;
+    SharedPdfDocument document_;
+    std::vector<RedactionRegion> regions_;
+    ManualRedactionHandler onManualRedaction_;
+
+    double zoom_ = 1.0;
+    double scale_ = 1.0;
+    double contentWidth_ = 0;
+    double contentHeight_ = 0;
+    std::vector<QRectF> pageRects_;  // content coordinates, one per page
+
+    std::optional<QPointF> dragStart_;  // content coordinates
+    std::optional<DragPage> dragPage_;
+    std::optional<QPointF> dragCurrent_;
+
+    PageRenderQueue renderQueue_;
+    QTimer wantTimer_;
+};
+
+}  // namespace norvane

@@ -1,0 +1,218 @@
+#include "workspace/editing_layout.h"
+
+#include "app/theme.h"
+#include "app/theme_widgets.h"
+#include "canvas/page_canvas.h"
+#include "workspace/inspector_panel.h"
+#include "workspace/page_sidebar.h"
+
+#include <QFileInfo>
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace norvane {
+namespace {
+
+using theme::TextStyle;
+
+QPushButton* toolbarButton(const QString& title, const QString& symbol, QWidget* parent) {
+    auto* button = new QPushButton(theme::symbolIcon(symbol), title, parent);
+    button->setAutoDefault(false);
+    button->setIconSize(QSize(15, 15));
+    return button;
+}
+
+}  // namespace
+
+void styleProminentButton(QPushButton* button, const QColor& tint) {
+    const QColor pressed = tint.darker(125);
+    button->setStyleSheet(QStringLiteral("QPushButton { background-color: %1; color: white; border: none; border-radius: 6px;"
+                                         " padding: 5px 14px; }"
+                                         "QPushButton:pressed { background-color: %2; }"
+                                         "QPushButton:disabled { background-color: %3; color: rgba(255,255,255,150); }")
+                              .arg(tint.name(), pressed.name(), theme::withAlpha(tint, 0.35).name(QColor::HexArgb)));
+    button->setIcon(QIcon(theme::symbolPixmap(button->property("symbol").toString(), 15, Qt::white, button->devicePixelRatioF())));
+}
+
+EditingLayout::EditingLayout(RedactionViewModel& model, std::function<void()> openPdf, QWidget* parent)
+    : QWidget(parent), model_(model), openPdf_(std::move(openPdf)) {
+    setObjectName(QStringLiteral("editingLayout"));
+    auto* stack = new QVBoxLayout(this);
+    stack->setContentsMargins(0, 0, 0, 0);
+    stack->setSpacing(0);
+    stack->addWidget(buildToolbar());
+    stack->addWidget(new theme::SeparatorLine(this));
+
+    // Both side panes have fixed widths, so only the canvas grows with the window.
+    auto* panes = new QHBoxLayout();
+    panes->setContentsMargins(0, 0, 0, 0);
+    panes->setSpacing(0);
+    sidebar_ = new PageSidebar(model_, this);
+    sidebar_->setFixedWidth(190);
+    canvas_ = makeCanvas();
+    inspector_ = new InspectorPanel(model_, this);
+    inspector_->setFixedWidth(292);
+    const auto rule = [this] {
+        auto* line = new QFrame(this);
+        line->setFrameShape(QFrame::VLine);
+        line->setFixedWidth(1);
+        line->setStyleSheet(QStringLiteral("color: %1;").arg(theme::separatorColor(palette()).name()));
+        return line;
+    };
+    panes->addWidget(sidebar_);
+    panes->addWidget(rule());
+    panes->addWidget(canvas_, 1);
+    panes->addWidget(rule());
+    panes->addWidget(inspector_);
+    stack->addLayout(panes, 1);
+    stack->addWidget(buildStatusBar());
+
+    connect(&model_, &RedactionViewModel::redactionsChanged, this, &EditingLayout::syncToolbar);
+    connect(&model_, &RedactionViewModel::isBusyChanged, this, &EditingLayout::syncToolbar);
+    connect(&model_, &RedactionViewModel::sourceURLChanged, this, &EditingLayout::syncToolbar);
+    connect(&model_, &RedactionViewModel::isBusyChanged, this, &EditingLayout::syncStatusBar);
+    connect(&model_, &RedactionViewModel::progressChanged, this, &EditingLayout::syncStatusBar);
+    connect(&model_, &RedactionViewModel::statusTextChanged, this, &EditingLayout::syncStatusBar);
+    connect(&model_, &RedactionViewModel::documentChanged, this, &EditingLayout::syncCanvas);
+    connect(&model_, &RedactionViewModel::redactionsChanged, this, &EditingLayout::syncCanvas);
+    connect(&model_, &RedactionViewModel::selectedPageIndexChanged, this, &EditingLayout::syncCanvas);
+    syncToolbar();
+    syncStatusBar();
+    syncCanvas();
+}
+
+QLabel* EditingLayout::fileNameLabel() const { return fileName_; }
+QLabel* EditingLayout::pendingLabel() const { return pending_; }
+QLabel* EditingLayout::statusLabel() const { return status_; }
+
+QWidget* EditingLayout::buildToolbar() {
+    auto* bar = new QWidget(this);
+    bar->setObjectName(QStringLiteral("workspaceToolbar"));
+    auto* row = new QHBoxLayout(bar);
+    row->setContentsMargins(16, 12, 16, 12);
+    row->setSpacing(12);
+
+    open_ = toolbarButton(QStringLiteral("Open PDF"), QStringLiteral("folder"), bar);
+    undo_ = toolbarButton(QStringLiteral("Undo Redaction"), QStringLiteral("arrow.uturn.backward"), bar);
+    clear_ = toolbarButton(QStringLiteral("Clear Redactions"), QStringLiteral("xmark.circle"), bar);
+    row->addWidget(open_);
+    row->addWidget(undo_);
+    row->addWidget(clear_);
+
+    auto* rule = new QFrame(bar);
+    rule->setFrameShape(QFrame::VLine);
+    rule->setFixedHeight(20);
+    row->addWidget(rule);
+
+    fileName_ = new theme::ThemedLabel(QString(), theme::font(TextStyle::Subheadline, QFont::DemiBold),
+                                       theme::primaryText(), bar);
+    fileName_->setObjectName(QStringLiteral("fileName"));
+    fileName_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    fileName_->setMinimumWidth(40);
+    row->addWidget(fileName_, 1);
+
+    pendingSymbol_ = new theme::SymbolView(QStringLiteral("rectangle.fill"), 14, theme::secondaryText(), bar);
+    pending_ = new theme::ThemedLabel(QString(), theme::font(TextStyle::Body), theme::secondaryText(), bar);
+    pending_->setObjectName(QStringLiteral("pendingCount"));
+    auto* pendingBox = new QHBoxLayout();
+    pendingBox->setSpacing(5);
+    pendingBox->addWidget(pendingSymbol_);
+    pendingBox->addWidget(pending_);
+    row->addLayout(pendingBox);
+
+    export_ = new QPushButton(QStringLiteral("Export Secure Copy"), bar);
+    export_->setAutoDefault(false);
+    export_->setProperty("symbol", QStringLiteral("square.and.arrow.down"));
+    export_->setIconSize(QSize(15, 15));
+    styleProminentButton(export_, theme::navy());
+    row->addWidget(export_);
+
+    connect(open_, &QPushButton::clicked, this, [this] {
+        if (openPdf_) openPdf_();
+    });
+    connect(undo_, &QPushButton::clicked, this, [this] { model_.undoLast(); });
+    connect(clear_, &QPushButton::clicked, this, [this] {
+        model_.setRedactions({});
+        model_.setVerification(std::nullopt);
+    });
+    connect(export_, &QPushButton::clicked, this, [this] { model_.exportSecureCopy(); });
+    return bar;
+}
+
+QWidget* EditingLayout::buildStatusBar() {
+    statusBar_ = new QWidget(this);
+    statusBar_->setObjectName(QStringLiteral("statusBar"));
+    auto* column = new QVBoxLayout(statusBar_);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    column->addWidget(new theme::SeparatorLine(statusBar_));
+    auto* row = new QHBoxLayout();
+    row->setContentsMargins(18, 10, 18, 10);
+    row->setSpacing(12);
+    progress_ = new QProgressBar(statusBar_);
+    progress_->setFixedWidth(180);
+    progress_->setTextVisible(false);
+    status_ = new theme::ThemedLabel(QString(), theme::font(TextStyle::Caption), theme::secondaryText(), statusBar_);
+    status_->setObjectName(QStringLiteral("statusText"));
+    cancel_ = new QPushButton(QStringLiteral("Cancel"), statusBar_);
+    cancel_->setAutoDefault(false);
+    row->addWidget(progress_);
+    row->addWidget(status_);
+    row->addStretch(1);
+    row->addWidget(cancel_);
+    column->addLayout(row);
+    connect(cancel_, &QPushButton::clicked, this, [this] { model_.cancel(); });
+    return statusBar_;
+}
+
+void EditingLayout::syncToolbar() {
+    const qint64 count = static_cast<qint64>(model_.redactions().size());
+    const bool empty = count == 0;
+    undo_->setEnabled(!empty);
+    clear_->setEnabled(!empty);
+    export_->setEnabled(!empty && !model_.isBusy());
+    fileName_->setText(model_.sourceURL() ? QFileInfo(*model_.sourceURL()).fileName() : QString());
+    pending_->setText(QString::number(count) + QStringLiteral(" Pending"));
+    const theme::ColorFn color = count > 0 ? theme::ColorFn(theme::systemRed) : theme::secondaryText();
+    pending_->setColor(color);
+    pendingSymbol_->setSymbol(QStringLiteral("rectangle.fill"), color);
+}
+
+void EditingLayout::syncStatusBar() {
+    const auto& fraction = model_.progress();
+    statusBar_->setVisible(model_.isBusy() || fraction.has_value());
+    if (fraction) {
+        progress_->setRange(0, 1000);
+        progress_->setValue(static_cast<int>(std::lround(std::clamp(*fraction, 0.0, 1.0) * 1000)));
+    } else {
+        progress_->setRange(0, 0);  // busy without a fraction
+    }
+    status_->setText(model_.statusText());
+}
+
+PageCanvas* EditingLayout::makeCanvas() {
+    // A canvas reports drags only for the document it was made for.
+    auto* canvas = new PageCanvas(model_.document(), this);
+    canvas->setObjectName(QStringLiteral("pageCanvas"));
+    canvas->setMinimumWidth(420);
+    canvas->setOnManualRedaction([this](qint64 pageIndex, const PageRect& rect) { model_.addManual(pageIndex, rect); });
+    return canvas;
+}
+
+void EditingLayout::syncCanvas() {
+    // Opening another PDF over the current one gets a fresh canvas, so drags on the new
+    // document are not silently dropped.
+    if (model_.document() && canvas_->creationDocument() != model_.document()) {
+        PageCanvas* fresh = makeCanvas();
+        delete layout()->replaceWidget(canvas_, fresh, Qt::FindChildrenRecursively);
+        canvas_->deleteLater();
+        canvas_ = fresh;
+    }
+    canvas_->synchronize(model_.document(), model_.redactions(), model_.selectedPageIndex());
+}
+
+}  // namespace norvane

@@ -1,0 +1,350 @@
+#include "workspace/inspector_panel.h"
+
+#include "app/theme.h"
+#include "app/theme_widgets.h"
+
+#include <QCheckBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPainter>
+#include <QPushButton>
+#include <QStyleOptionButton>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+
+namespace norvane {
+namespace {
+
+using theme::TextStyle;
+
+// One line of text cut with an ellipsis at the end when it does not fit.
+class ElidedLabel : public theme::ThemedLabel {
+public:
+    ElidedLabel(const QString& text, const QFont& font, theme::ColorFn color, QWidget* parent)
+        : ThemedLabel(text, font, std::move(color), parent), full_(text) {
+        setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+        setMinimumWidth(0);
+    }
+    const QString& fullText() const { return full_; }
+
+protected:
+    void resizeEvent(QResizeEvent* event) override {
+        ThemedLabel::resizeEvent(event);
+        setText(fontMetrics().elidedText(full_, Qt::ElideRight, width()));
+    }
+
+private:
+    QString full_;
+};
+
+QString qs(const std::string& text) { return QString::fromStdString(text); }
+QString sourceLabel(RedactionSource source) { return qs(std::string(rawValue(source))); }
+QString pageLabel(std::int64_t pageIndex) { return QStringLiteral("Page ") + QString::number(pageIndex + 1); }
+
+theme::SeparatorLine* divider(QWidget* parent) { return new theme::SeparatorLine(parent); }
+
+theme::ThemedLabel* wrapping(const QString& text, TextStyle style, theme::ColorFn color, QWidget* parent) {
+    auto* label = new theme::ThemedLabel(text, theme::font(style), std::move(color), parent);
+    label->setWordWrap(true);
+    label->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    label->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::MinimumExpanding);
+    return label;
+}
+
+template <class T>
+T* transparent(T* widget) {
+    widget->setAttribute(Qt::WA_TransparentForMouseEvents);
+    return widget;
+}
+
+}  // namespace
+
+// ---- rows ----
+
+SearchResultRow::SearchResultRow(const RedactionSearchResult& result, QWidget* parent)
+    : QAbstractButton(parent), result_(result) {
+    setCursor(Qt::PointingHandCursor);
+    setFocusPolicy(Qt::TabFocus);
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins(8, 8, 8, 8);
+    auto* column = new QVBoxLayout();
+    column->setSpacing(3);
+    column->addWidget(transparent(new theme::ThemedLabel(pageLabel(result.pageIndex),
+                                                         theme::font(TextStyle::Caption, QFont::DemiBold),
+                                                         theme::primaryText(), this)));
+    auto* text = transparent(new theme::ThemedLabel(qs(result.text), theme::font(TextStyle::Caption),
+                                                    theme::primaryText(), this));
+    text->setWordWrap(true);
+    text->setMaximumHeight(text->fontMetrics().lineSpacing() * 2);  // at most two lines
+    text->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    column->addWidget(text);
+    row->addLayout(column, 1);
+    row->addWidget(transparent(new theme::ThemedLabel(sourceLabel(result.source), theme::font(TextStyle::Caption2),
+                                                      theme::secondaryText(), this)));
+}
+
+void SearchResultRow::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QColor fill = theme::controlBackground(palette());
+    if (isDown()) {
+        fill = fill.darker(108);
+    }
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(fill);
+    painter.drawRoundedRect(QRectF(rect()), 8, 8);
+}
+
+PendingRow::PendingRow(const RedactionRegion& region, QWidget* parent) : QWidget(parent), region_(region) {
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins(0, 0, 0, 0);
+    auto* column = new QVBoxLayout();
+    column->setSpacing(2);
+    column->addWidget(new theme::ThemedLabel(pageLabel(region.pageIndex), theme::font(TextStyle::Caption, QFont::DemiBold),
+                                             theme::primaryText(), this));
+    const QString second = region.matchedText ? qs(*region.matchedText) : sourceLabel(region.source);
+    auto* detail = new ElidedLabel(second, theme::font(TextStyle::Caption2), theme::secondaryText(), this);
+    detail->setObjectName(QStringLiteral("pendingDetail"));
+    detail->setAccessibleName(second);
+    column->addWidget(detail);
+    row->addLayout(column, 1);
+    auto* remove = new QToolButton(this);
+    remove->setObjectName(QStringLiteral("removeRegion"));
+    remove->setAutoRaise(true);
+    remove->setIcon(theme::symbolIcon(QStringLiteral("xmark.circle.fill"), theme::secondaryLabelColor(palette())));
+    remove->setIconSize(QSize(16, 16));
+    remove->setToolTip(QStringLiteral("Remove"));
+    remove->setCursor(Qt::PointingHandCursor);
+    row->addWidget(remove, 0, Qt::AlignVCenter);
+    remove_ = remove;
+    connect(remove, &QToolButton::clicked, this, [this] { emit removeRequested(region_); });
+}
+
+// ---- inspector ----
+
+InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QScrollArea(parent), model_(model) {
+    setObjectName(QStringLiteral("inspector"));
+    setWidgetResizable(true);
+    setFrameShape(QFrame::NoFrame);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+
+    auto* content = new QWidget(this);
+    content->setAutoFillBackground(true);
+    content->setBackgroundRole(QPalette::Window);
+    auto* stack = new QVBoxLayout(content);
+    stack->setContentsMargins(14, 14, 14, 14);
+    stack->setSpacing(18);
+
+    // 1–3: search
+    stack->addWidget(new theme::ThemedLabel(QStringLiteral("Find & Redact"), theme::font(TextStyle::Title3, QFont::Bold),
+                                            theme::primaryText(), content));
+    searchField_ = new QLineEdit(content);
+    searchField_->setObjectName(QStringLiteral("searchField"));
+    searchField_->setPlaceholderText(QStringLiteral("Text to find"));
+    searchField_->setClearButtonEnabled(false);
+    stack->addWidget(searchField_);
+    connect(searchField_, &QLineEdit::textEdited, this, [this](const QString& text) { model_.setSearchText(text); });
+
+    auto* buttons = new QHBoxLayout();
+    findText_ = new QPushButton(QStringLiteral("Find Text"), content);
+    ocrSearch_ = new QPushButton(QStringLiteral("OCR Search"), content);
+    for (auto* b : {findText_, ocrSearch_}) {
+        b->setAutoDefault(false);
+        b->setDefault(false);
+    }
+    buttons->addWidget(findText_);
+    buttons->addWidget(ocrSearch_);
+    buttons->addStretch(1);
+    stack->addLayout(buttons);
+    connect(findText_, &QPushButton::clicked, this, [this] { model_.findNativeText(); });
+    connect(ocrSearch_, &QPushButton::clicked, this, [this] { model_.findWithOCR(); });
+
+    // 4: results
+    resultsSection_ = new QWidget(content);
+    resultsSection_->setObjectName(QStringLiteral("searchResults"));
+    auto* results = new QVBoxLayout(resultsSection_);
+    results->setContentsMargins(0, 0, 0, 0);
+    results->setSpacing(18);
+    auto* header = new QHBoxLayout();
+    matchCount_ = new theme::ThemedLabel(QString(), theme::font(TextStyle::Caption), theme::secondaryText(), resultsSection_);
+    matchCount_->setObjectName(QStringLiteral("matchCount"));
+    redactAll_ = new QPushButton(QStringLiteral("Redact All"), resultsSection_);
+    redactAll_->setAutoDefault(false);
+    header->addWidget(matchCount_);
+    header->addStretch(1);
+    header->addWidget(redactAll_);
+    results->addLayout(header);
+    resultRowsLayout_ = new QVBoxLayout();
+    resultRowsLayout_->setSpacing(18);
+    results->addLayout(resultRowsLayout_);
+    stack->addWidget(resultsSection_);
+    connect(redactAll_, &QPushButton::clicked, this, [this] { model_.addAllSearchResults(); });
+
+    // 5–7: pending regions
+    stack->addWidget(divider(content));
+    stack->addWidget(new theme::ThemedLabel(QStringLiteral("Pending Redactions"), theme::font(TextStyle::Headline),
+                                            theme::primaryText(), content));
+    emptyHint_ = wrapping(QStringLiteral("Drag over sensitive content in the PDF, or search for text."),
+                          TextStyle::Subheadline, theme::secondaryText(), content);
+    emptyHint_->setObjectName(QStringLiteral("emptyPendingHint"));
+    stack->addWidget(emptyHint_);
+    pendingRowsLayout_ = new QVBoxLayout();
+    pendingRowsLayout_->setSpacing(18);
+    stack->addLayout(pendingRowsLayout_);
+
+    // 8–10: label option
+    stack->addWidget(divider(content));
+    labelToggle_ = new QCheckBox(QStringLiteral("Add REDACTED label"), content);
+    stack->addWidget(labelToggle_);
+    connect(labelToggle_, &QCheckBox::toggled, this, [this](bool on) {
+        if (model_.labelRedactions() != on) model_.setLabelRedactions(on);
+    });
+    stack->addWidget(wrapping(QStringLiteral("Secure export rebuilds PDF pages from rendered pixels so the original text "
+                                             "layer is not copied into the output."),
+                              TextStyle::Subheadline, theme::secondaryText(), content));
+
+    // 11: verification
+    verificationPanel_ = new QWidget(content);
+    verificationPanel_->setObjectName(QStringLiteral("verificationPanel"));
+    auto* verification = new QVBoxLayout(verificationPanel_);
+    verification->setContentsMargins(0, 0, 0, 0);
+    verification->setSpacing(18);
+    verification->addWidget(divider(verificationPanel_));
+    auto* verdict = new QHBoxLayout();
+    verdict->setSpacing(6);
+    verdictSymbol_ = new theme::SymbolView(QStringLiteral("checkmark.shield.fill"), 16, theme::primaryText(), verificationPanel_);
+    verdictTitle_ = new theme::ThemedLabel(QString(), theme::font(TextStyle::Headline), theme::primaryText(), verificationPanel_);
+    verdictTitle_->setObjectName(QStringLiteral("verdictTitle"));
+    verdict->addWidget(verdictSymbol_);
+    verdict->addWidget(verdictTitle_, 1);
+    verification->addLayout(verdict);
+    checkedPages_ = new theme::ThemedLabel(QString(), theme::font(TextStyle::Caption), theme::primaryText(), verificationPanel_);
+    checkedPages_->setObjectName(QStringLiteral("checkedPages"));
+    verification->addWidget(checkedPages_);
+    suspicious_ = wrapping(QString(), TextStyle::Caption, theme::systemOrange, verificationPanel_);
+    suspicious_->setObjectName(QStringLiteral("suspiciousMatches"));
+    verification->addWidget(suspicious_);
+    reveal_ = new QPushButton(theme::platformText(QStringLiteral("Reveal Output in Finder")), verificationPanel_);
+    reveal_->setAutoDefault(false);
+    verification->addWidget(reveal_, 0, Qt::AlignLeft);
+    stack->addWidget(verificationPanel_);
+    connect(reveal_, &QPushButton::clicked, this, [this] { model_.revealOutput(); });
+
+    // 12–13
+    stack->addWidget(divider(content));
+    closeDocument_ = new QPushButton(QStringLiteral("Close Document"), content);
+    closeDocument_->setAutoDefault(false);
+    stack->addWidget(closeDocument_, 0, Qt::AlignLeft);
+    connect(closeDocument_, &QPushButton::clicked, this, [this] { model_.clearDocument(); });
+    stack->addStretch(1);
+    setWidget(content);
+
+    connect(&model_, &RedactionViewModel::searchTextChanged, this, &InspectorPanel::syncSearchText);
+    connect(&model_, &RedactionViewModel::isBusyChanged, this, &InspectorPanel::syncBusy);
+    connect(&model_, &RedactionViewModel::searchResultsChanged, this, &InspectorPanel::syncResults);
+    connect(&model_, &RedactionViewModel::redactionsChanged, this, &InspectorPanel::syncPending);
+    connect(&model_, &RedactionViewModel::labelRedactionsChanged, this, &InspectorPanel::syncLabelToggle);
+    connect(&model_, &RedactionViewModel::verificationChanged, this, &InspectorPanel::syncVerification);
+    connect(&model_, &RedactionViewModel::outputURLChanged, this, &InspectorPanel::syncVerification);
+    syncSearchText();
+    syncBusy();
+    syncResults();
+    syncPending();
+    syncLabelToggle();
+    syncVerification();
+}
+
+QLabel* InspectorPanel::matchCountLabel() const { return matchCount_; }
+QLabel* InspectorPanel::emptyPendingHint() const { return emptyHint_; }
+std::vector<SearchResultRow*> InspectorPanel::resultRows() const { return resultRows_; }
+std::vector<PendingRow*> InspectorPanel::pendingRows() const { return pendingRows_; }
+
+void InspectorPanel::syncSearchText() {
+    if (searchField_->text() != model_.searchText()) {
+        searchField_->setText(model_.searchText());
+    }
+}
+
+void InspectorPanel::syncBusy() { ocrSearch_->setEnabled(!model_.isBusy()); }
+
+void InspectorPanel::syncResults() {
+    const auto& results = model_.searchResults();
+    resultsSection_->setVisible(!results.empty());
+    matchCount_->setText(QString::number(results.size()) + QStringLiteral(" matches"));
+    for (auto* row : resultRows_) {
+        row->hide();
+        resultRowsLayout_->removeWidget(row);
+        row->deleteLater();
+    }
+    resultRows_.clear();
+    resultRows_.reserve(results.size());
+    for (const auto& result : results) {
+        auto* row = new SearchResultRow(result, resultsSection_);
+        resultRowsLayout_->addWidget(row);
+        resultRows_.push_back(row);
+        connect(row, &QAbstractButton::clicked, this, [this, row] {
+            const RedactionSearchResult hit = row->result();  // the row may be rebuilt by what follows
+            model_.setSelectedPageIndex(hit.pageIndex);
+            model_.addSearchResult(hit);
+        });
+    }
+}
+
+void InspectorPanel::syncPending() {
+    const auto& regions = model_.redactions();
+    emptyHint_->setVisible(regions.empty());
+
+    // Regions are mostly appended or dropped at the end ("Redact All" adds hundreds, undo
+    // drops the last): keep the rows of the unchanged prefix and rebuild only the rest.
+    std::size_t kept = 0;
+    while (kept < pendingRows_.size() && kept < regions.size() && pendingRows_[kept]->region().id == regions[kept].id) {
+        ++kept;
+    }
+    for (std::size_t i = kept; i < pendingRows_.size(); ++i) {
+        // Deferred: the row may be the one whose button is reporting this very change.
+        pendingRows_[i]->hide();
+        pendingRowsLayout_->removeWidget(pendingRows_[i]);
+        pendingRows_[i]->deleteLater();
+    }
+    pendingRows_.resize(kept);
+    for (std::size_t i = kept; i < regions.size(); ++i) {
+        auto* row = new PendingRow(regions[i], widget());
+        pendingRowsLayout_->addWidget(row);
+        pendingRows_.push_back(row);
+        connect(row, &PendingRow::removeRequested, this, [this](const RedactionRegion& region) {
+            const RedactionRegion target = region;  // the row goes away while the model removes it
+            model_.remove(target);
+        });
+    }
+}
+
+void InspectorPanel::syncLabelToggle() {
+    if (labelToggle_->isChecked() != model_.labelRedactions()) {
+        labelToggle_->setChecked(model_.labelRedactions());
+    }
+}
+
+void InspectorPanel::syncVerification() {
+    const auto& result = model_.verification();
+    verificationPanel_->setVisible(result.has_value());
+    if (!result) {
+        return;
+    }
+    const bool passed = result->passed();
+    const theme::ColorFn color = passed ? theme::ColorFn(theme::systemGreen) : theme::ColorFn(theme::systemOrange);
+    verdictSymbol_->setSymbol(passed ? QStringLiteral("checkmark.shield.fill") : QStringLiteral("exclamationmark.triangle.fill"),
+                              color);
+    verdictTitle_->setText(passed ? QStringLiteral("Verification Passed") : QStringLiteral("Needs Review"));
+    verdictTitle_->setColor(color);
+    checkedPages_->setText(QString::number(result->checkedPages()) + QStringLiteral(" pages checked."));
+    QStringList terms;
+    for (const auto& term : result->suspiciousMatches()) terms << qs(term);
+    suspicious_->setVisible(!terms.isEmpty());
+    suspicious_->setText(QStringLiteral("Possible sensitive text still detected: ") + terms.join(QStringLiteral(", ")));
+    reveal_->setVisible(model_.outputURL().has_value());
+}
+
+}  // namespace norvane

@@ -1,0 +1,106 @@
+#pragma once
+// The right-hand pane of the editing layout: search, its results, the pending regions, the
+// label option, the verification verdict and "Close Document". Everything it shows is read
+// from the model; every control calls the model or writes one of its fields.
+
+#include "model/redaction_view_model.h"
+
+#include <QAbstractButton>
+#include <QHash>
+#include <QScrollArea>
+
+#include <vector>
+
+class QCheckBox;
+class QLabel;
+class QLineEdit;
+class QPushButton;
+class QVBoxLayout;
+
+namespace norvane {
+
+namespace theme {
+class ThemedLabel;
+class SymbolView;
+}
+
+// One search hit: pressing it shows its page and adds it as a pending region.
+class SearchResultRow : public QAbstractButton {
+    Q_OBJECT
+public:
+    SearchResultRow(const RedactionSearchResult& result, QWidget* parent);
+    const RedactionSearchResult& result() const { return result_; }
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    RedactionSearchResult result_;
+};
+
+// One pending region with its remove button.
+class PendingRow : public QWidget {
+    Q_OBJECT
+public:
+    PendingRow(const RedactionRegion& region, QWidget* parent);
+    const RedactionRegion& region() const { return region_; }
+    QAbstractButton* removeButton() const { return remove_; }
+
+signals:
+    void removeRequested(const norvane::RedactionRegion& region);
+
+private:
+    RedactionRegion region_;
+    QAbstractButton* remove_;
+};
+
+class InspectorPanel : public QScrollArea {
+    Q_OBJECT
+public:
+    explicit InspectorPanel(RedactionViewModel& model, QWidget* parent = nullptr);
+
+    QLineEdit* searchField() const { return searchField_; }
+    QPushButton* findTextButton() const { return findText_; }
+    QPushButton* ocrSearchButton() const { return ocrSearch_; }
+    QPushButton* redactAllButton() const { return redactAll_; }
+    QCheckBox* labelToggle() const { return labelToggle_; }
+    QPushButton* revealButton() const { return reveal_; }
+    QPushButton* closeDocumentButton() const { return closeDocument_; }
+    QWidget* resultsSection() const { return resultsSection_; }
+    QWidget* verificationPanel() const { return verificationPanel_; }
+    QLabel* matchCountLabel() const;
+    QLabel* emptyPendingHint() const;
+    std::vector<SearchResultRow*> resultRows() const;
+    std::vector<PendingRow*> pendingRows() const;
+
+private:
+    void syncSearchText();
+    void syncBusy();
+    void syncResults();
+    void syncPending();
+    void syncLabelToggle();
+    void syncVerification();
+
+    RedactionViewModel& model_;
+    QLineEdit* searchField_ = nullptr;
+    QPushButton* findText_ = nullptr;
+    QPushButton* ocrSearch_ = nullptr;
+    QWidget* resultsSection_ = nullptr;
+    theme::ThemedLabel* matchCount_ = nullptr;
+    QPushButton* redactAll_ = nullptr;
+    QVBoxLayout* resultRowsLayout_ = nullptr;
+    std::vector<SearchResultRow*> resultRows_;
+    theme::ThemedLabel* emptyHint_ = nullptr;
+    QVBoxLayout* pendingRowsLayout_ = nullptr;
+    std::vector<PendingRow*> pendingRows_;
+    QCheckBox* labelToggle_ = nullptr;
+    QWidget* verificationPanel_ = nullptr;
+    theme::SymbolView* verdictSymbol_ = nullptr;
+    theme::ThemedLabel* verdictTitle_ = nullptr;
+    theme::ThemedLabel* checkedPages_ = nullptr;
+    theme::ThemedLabel* suspicious_ = nullptr;
+    QPushButton* reveal_ = nullptr;
+    QPushButton* closeDocument_ = nullptr;
+};
+
+}  // namespace norvane

@@ -1,0 +1,53 @@
+#pragma once
+// The column of page thumbnails left of the canvas: one row per page with its thumbnail,
+// "Page N" and a badge counting that page's pending regions. Rows are laid out from the
+// page sizes alone; a thumbnail is rendered only once its row scrolls into view.
+
+#include "canvas/page_render_queue.h"
+#include "model/redaction_view_model.h"
+
+#include <QAbstractScrollArea>
+#include <QTimer>
+
+#include <optional>
+#include <vector>
+
+namespace norvane {
+
+class PageSidebar : public QAbstractScrollArea {
+    Q_OBJECT
+
+public:
+    explicit PageSidebar(RedactionViewModel& model, QWidget* parent = nullptr);
+
+    // Row of a page in viewport coordinates; empty for a page that does not exist.
+    QRect rowRect(qint64 pageIndex) const;
+    std::optional<qint64> rowAt(const QPoint& viewportPoint) const;
+    // Number of pending regions on a page, of any source (the badge; none shown at 0).
+    qint64 badgeCount(qint64 pageIndex) const;
+    bool isHighlighted(qint64 pageIndex) const { return model_.selectedPageIndex() == pageIndex; }
+
+    PageRenderQueue& renderQueue() { return renderQueue_; }
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void scrollContentsBy(int dx, int dy) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+
+private:
+    void relayout();
+    void requestVisibleThumbnails();
+    QSizeF thumbnailSize(qint64 pageIndex) const;
+
+    RedactionViewModel& model_;
+    SharedPdfDocument document_;
+    std::vector<QRect> rows_;  // content coordinates
+    int contentHeight_ = 0;
+    std::optional<qint64> pressedRow_;
+    PageRenderQueue renderQueue_;
+    QTimer wantTimer_;
+};
+
+}  // namespace norvane
