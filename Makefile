@@ -30,3 +30,23 @@ sanitize:
 
 clean:
 	rm -rf build
+
+# Pictures of every screen (light and dark) for the docs, rendered offscreen.
+.PHONY: screenshots
+screenshots: build
+	QT_QPA_PLATFORM=offscreen $(BUILD_DIR)/app/norvane-screenshots docs/screenshots
+
+# OCR search and verification per page against the tesseract command (bench/ocr.sh).
+.PHONY: bench-ocr
+bench-ocr: build
+	bench/ocr.sh $(BUILD_DIR)
+
+# Secure export against Ghostscript's pdfimage24 device, same run (not part of `make test`).
+.PHONY: bench-export
+bench-export: build
+	bench/export.sh $(BUILD_DIR)
+
+# Page canvas: first page of a 500-page document, scrolling, thumbnails (bench/canvas.sh).
+.PHONY: bench-canvas
+bench-canvas: build
+	bench/canvas.sh $(BUILD_DIR)
