@@ -294,6 +294,12 @@ TEST_F(WorkspaceTest, OpeningAnotherPdfReplacesTheDocumentAndItsRegionsWithoutAW
     EXPECT_EQ(openName(), "b.pdf");
     EXPECT_TRUE(model().redactions().empty());
     EXPECT_EQ(alert(), nullptr);
+
+    // The new document must take marks too, not only the one first shown.
+    settle();
+    dragOnCanvas();
+    ASSERT_EQ(model().redactions().size(), 1u);
+    EXPECT_EQ(model().redactions()[0].pageIndex, 0);
 }
 
 TEST_F(WorkspaceTest, TheGuideStripBelongsToAnOpenDocumentAndTheQueueBarToBothFaces) {
