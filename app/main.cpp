@@ -12,9 +12,6 @@
 #include <cstdlib>
 
 int main(int argc, char** argv) {
-    // Tesseract's OpenMP threads slow OCR down on small machines; must precede any OCR use.
-    setenv("OMP_THREAD_LIMIT", "1", 0);
-
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Norvane"));
     QApplication::setApplicationDisplayName(QStringLiteral("Norvane"));

@@ -237,7 +237,6 @@ bool shoot(const Scene& scene, Context& context, const QString& outputDir, const
 }  // namespace
 
 int main(int argc, char** argv) {
-    setenv("OMP_THREAD_LIMIT", "1", 0);
     setenv("QT_QPA_PLATFORM", "offscreen", 0);
     // Anything that reaches for the per-user data directory lands in a throwaway one.
     QTemporaryDir dataHome;

@@ -1,5 +1,8 @@
 #include "cli/cli_support.h"
+#include "history/recent_redaction_store.h"
 #include "model/verification_terms.h"
+
+#include <QString>
 
 #include <variant>
 
@@ -20,13 +23,12 @@ struct ExportOptions {
     std::vector<Action> actions;
     bool label = false;
     bool verify = true;
-    // --record-history goes here once the history store is in place: parse it below and
-    // record the export where runExport marks the spot.
+    bool recordHistory = false;
 };
 
 constexpr const char* kExportUsage =
     "usage: norvane-redact export IN.pdf -o OUT.pdf [--find TEXT]... [--ocr TEXT]...\n"
-    "                             [--region PAGE:X,Y,W,H]... [--label] [--no-verify]\n";
+    "                             [--region PAGE:X,Y,W,H]... [--label] [--no-verify] [--record-history]\n";
 
 // Nothing (after printing why) on a usage error.
 std::optional<ExportOptions> parseOptions(const std::vector<std::string>& args, std::ostream& err) {
@@ -61,12 +63,18 @@ std::optional<ExportOptions> parseOptions(const std::vector<std::string>& args, 
             options.label = true;
         } else if (arg == "--no-verify") {
             options.verify = false;
+        } else if (arg == "--record-history") {
+            options.recordHistory = true;
         } else if (arg.size() > 1 && arg.starts_with("-")) {
             err << "norvane-redact: unknown option '" << arg << "'\n" << kExportUsage;
             return std::nullopt;
         } else {
             positional.push_back(arg);
         }
+    }
+    if (options.recordHistory && !options.verify) {
+        err << "norvane-redact: --record-history records verified exports; drop --no-verify\n" << kExportUsage;
+        return std::nullopt;
     }
     if (positional.size() != 1 || !haveOutput || options.output.empty()) {
         err << kExportUsage;
@@ -156,11 +164,17 @@ int runExport(const std::vector<std::string>& args, const Console& console) {
         }
     }
 
-    // --record-history: record the export here (source name, output, page count, region
-    // count, verification passed).
-
     std::error_code ignored;
-    const Json result{{"output", std::filesystem::absolute(options->output, ignored).lexically_normal().string()},
+    const std::string outputPath = std::filesystem::absolute(options->output, ignored).lexically_normal().string();
+    if (options->recordHistory && verification) {
+        // The same history the app shows; like the app, only exports whose check completed.
+        RecentRedactionStore::shared().add(QString::fromStdString(options->input.filename().string()),
+                                           QString::fromStdString(outputPath),
+                                           document->pageCount(), static_cast<qint64>(regions.size()),
+                                           verification->passed());
+    }
+
+    const Json result{{"output", outputPath},
                       {"pageCount", document->pageCount()},
                       {"redactionCount", static_cast<std::int64_t>(regions.size())},
                       {"verification", verification ? toJson(*verification) : Json(nullptr)}};

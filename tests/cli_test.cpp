@@ -1,4 +1,8 @@
+#include "history/recent_redaction_store.h"
 #include "tests/support/pdf_factory.h"
+
+#include <QByteArray>
+#include <QFile>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -17,9 +21,10 @@ struct RunResult {
     std::string err;
 };
 
-RunResult runCli(const std::string& arguments, const testing::TempDir& dir) {
+RunResult runCli(const std::string& arguments, const testing::TempDir& dir, const std::string& environment = "") {
     const auto errPath = dir.file("stderr.txt").string();
-    const std::string command = std::string(NORVANE_REDACT_EXE) + " " + arguments + " 2>'" + errPath + "'";
+    const std::string command =
+        environment + " " + std::string(NORVANE_REDACT_EXE) + " " + arguments + " 2>'" + errPath + "'";
     RunResult result;
     FILE* pipe = popen(command.c_str(), "r");
     std::array<char, 4096> buffer{};
@@ -103,6 +108,66 @@ TEST(CliInfo, UsageErrorsExitTwo) {
     EXPECT_EQ(runCli("info", dir).exitCode, 2);
     EXPECT_EQ(runCli("frobnicate x.pdf", dir).exitCode, 2);
     EXPECT_EQ(runCli("info " + quoted(dir.file("missing.pdf")), dir).exitCode, 1);
+}
+
+QByteArray readAll(const std::filesystem::path& path) {
+    QFile file(QString::fromStdString(path.string()));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+TEST(CliHistory, RecordHistoryWritesTheAppsHistoryFileNewestFirst) {
+    testing::TempDir dir;
+    const auto input = dir.file("Zeugnis Müller.pdf");
+    testing::writeFile(input, testing::buildPdf(testing::textPages({"Employee John Smith", "second page"})));
+    const std::string env = "XDG_DATA_HOME='" + dir.file("data").string() + "'";
+    const auto history = dir.file("data") / "Norvane" / "Veilmark" / "recent-redactions.json";
+
+    const auto first = runCli("export " + quoted(input) + " -o " + quoted(dir.file("a.pdf")) +
+                                  " --find Smith --record-history",
+                              dir, env);
+    ASSERT_EQ(first.exitCode, 0) << first.err;
+    const auto second = runCli("export " + quoted(input) + " -o " + quoted(dir.file("b.pdf")) +
+                                   " --region 0:0,0,10,10 --find Smith --record-history",
+                               dir, env);
+    ASSERT_EQ(second.exitCode, 0) << second.err;
+
+    const QByteArray bytes = readAll(history);
+    const auto records = RecentRedactionStore::decode(bytes);
+    ASSERT_TRUE(records);
+    ASSERT_EQ(records->size(), 2u);
+    EXPECT_EQ((*records)[0].outputPath.toStdString(), dir.file("b.pdf").string());
+    EXPECT_EQ((*records)[0].redactionCount, 2);
+    EXPECT_EQ((*records)[1].outputPath.toStdString(), dir.file("a.pdf").string());
+    EXPECT_EQ((*records)[1].sourceName, QString::fromUtf8("Zeugnis Müller.pdf"));
+    EXPECT_EQ((*records)[1].pageCount, 2);
+    EXPECT_TRUE((*records)[1].verificationPassed);
+    EXPECT_EQ(RecentRedactionStore::encode(*records), bytes) << "written in the store's own layout";
+    EXPECT_TRUE(bytes.contains("\\/")) << "slashes escaped as the app writes them";
+
+    // A damaged file is replaced whole at the next export.
+    testing::writeFile(history, {'[', '{', '"', 'i'});
+    const auto third = runCli("export " + quoted(input) + " -o " + quoted(dir.file("c.pdf")) +
+                                  " --find Smith --record-history",
+                              dir, env);
+    ASSERT_EQ(third.exitCode, 0) << third.err;
+    const auto replaced = RecentRedactionStore::decode(readAll(history));
+    ASSERT_TRUE(replaced);
+    ASSERT_EQ(replaced->size(), 1u);
+    EXPECT_EQ((*replaced)[0].outputPath.toStdString(), dir.file("c.pdf").string());
+}
+
+TEST(CliHistory, WithoutTheFlagOrWithoutVerificationNothingIsRecorded) {
+    testing::TempDir dir;
+    const auto input = dir.file("in.pdf");
+    testing::writeFile(input, testing::buildPdf(testing::textPages({"John Smith"})));
+    const std::string env = "XDG_DATA_HOME='" + dir.file("data").string() + "'";
+    EXPECT_EQ(runCli("export " + quoted(input) + " -o " + quoted(dir.file("a.pdf")) + " --find Smith", dir, env).exitCode, 0);
+    EXPECT_EQ(runCli("export " + quoted(input) + " -o " + quoted(dir.file("b.pdf")) +
+                         " --find Smith --no-verify --record-history",
+                     dir, env)
+                  .exitCode,
+              2);
+    EXPECT_FALSE(std::filesystem::exists(dir.file("data")));
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // One main for every test binary: a headless QApplication (widget tests need one, and
-// queued calls need an event loop), single-threaded Tesseract, and a private data folder
-// so no test can touch the real export history.
+// queued calls need an event loop) and a private data folder so no test can touch the
+// real export history.
 
 #include <QApplication>
 #include <QTemporaryDir>
@@ -11,7 +11,6 @@
 #include <cstdlib>
 
 int main(int argc, char** argv) {
-    setenv("OMP_THREAD_LIMIT", "1", 0);
     setenv("QT_QPA_PLATFORM", "offscreen", 0);
     QTemporaryDir dataHome;
     if (!dataHome.isValid()) {
