@@ -105,4 +105,14 @@ SharedPdfDocument openOrReport(const std::filesystem::path& path, std::ostream& 
     }
 }
 
+void printError(std::ostream& err, const std::exception& error, const RedactionError& fallback) {
+    if (const auto* redaction = dynamic_cast<const RedactionError*>(&error)) {
+        err << redaction->errorDescription() << '\n';
+    } else if (dynamic_cast<const OcrError*>(&error)) {
+        err << error.what() << '\n';
+    } else {
+        err << fallback.errorDescription() << '\n';
+    }
+}
+
 }  // namespace norvane::cli

@@ -46,4 +46,8 @@ std::optional<RegionArgument> parseRegion(std::string_view text);
 // Opens a document for redaction; on refusal prints the fixed message and returns nothing.
 SharedPdfDocument openOrReport(const std::filesystem::path& path, std::ostream& err);
 
+// The fixed message of a RedactionError, the recogniser's own words for an OcrError, and
+// `fallback` for anything else.
+void printError(std::ostream& err, const std::exception& error, const RedactionError& fallback);
+
 }  // namespace norvane::cli

@@ -84,16 +84,6 @@ std::optional<ExportOptions> parseOptions(const std::vector<std::string>& args, 
     return options;
 }
 
-void printError(std::ostream& err, const std::exception& error, const RedactionError& fallback) {
-    if (const auto* redaction = dynamic_cast<const RedactionError*>(&error)) {
-        err << redaction->errorDescription() << '\n';
-    } else if (dynamic_cast<const OcrError*>(&error)) {
-        err << error.what() << '\n';
-    } else {
-        err << fallback.errorDescription() << '\n';
-    }
-}
-
 }  // namespace
 
 int runExport(const std::vector<std::string>& args, const Console& console) {

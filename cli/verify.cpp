@@ -26,14 +26,8 @@ int runVerify(const std::vector<std::string>& args, const Console& console) {
     ExportVerification verification;
     try {
         verification = RedactionEngine::verifyOutput(positional[0], terms, progressPrinter(console, "Verifying page "));
-    } catch (const RedactionError& error) {
-        console.err << error.errorDescription() << '\n';
-        return kExitFailure;
-    } catch (const OcrError& error) {
-        console.err << error.what() << '\n';
-        return kExitFailure;
-    } catch (const std::exception&) {
-        console.err << RedactionError::outputVerificationFailed().errorDescription() << '\n';
+    } catch (const std::exception& error) {
+        printError(console.err, error, RedactionError::outputVerificationFailed());
         return kExitFailure;
     }
     console.out << toJson(verification).dump(2) << '\n';

@@ -1,6 +1,7 @@
 #include "tests/support/pdf_factory.h"
 
 #include "engine/mupdf_session.h"
+#include "tests/support/mupdf_write.h"
 
 #include <algorithm>
 #include <cmath>
@@ -434,25 +435,7 @@ std::vector<unsigned char> buildPdf(const DocumentSpec& spec) {
             std::snprintf(options.opwd_utf8, sizeof options.opwd_utf8, "%s", spec.ownerPassword.value_or("").c_str());
             std::snprintf(options.upwd_utf8, sizeof options.upwd_utf8, "%s", spec.userPassword.value_or("").c_str());
         }
-        fz_buffer* buffer = nullptr;
-        mu::muCall(ctx, [&] {
-            buffer = fz_new_buffer(ctx, 4096);
-            fz_output* out = nullptr;
-            fz_try(ctx) {
-                out = fz_new_output_with_buffer(ctx, buffer);
-                pdf_write_document(ctx, doc, out, &options);
-                fz_close_output(ctx, out);
-            }
-            fz_always(ctx) { fz_drop_output(ctx, out); }
-            fz_catch(ctx) {
-                fz_drop_buffer(ctx, buffer);
-                fz_rethrow(ctx);
-            }
-        });
-        unsigned char* data = nullptr;
-        const std::size_t length = fz_buffer_storage(ctx, buffer, &data);
-        result.assign(data, data + length);
-        fz_drop_buffer(ctx, buffer);
+        result = saveToBytes(ctx, doc, options);
     } catch (...) {
         pdf_drop_document(ctx, doc);
         throw;

@@ -1,6 +1,7 @@
 #include "tests/support/scan_factory.h"
 
 #include "engine/mupdf_session.h"
+#include "tests/support/mupdf_write.h"
 
 #include <algorithm>
 #include <cmath>
@@ -148,25 +149,7 @@ std::vector<unsigned char> buildScannedPdf(const std::vector<ScanPage>& pages) {
         pdf_write_options options = pdf_default_write_options;
         options.do_compress = 1;
         options.do_compress_images = 1;
-        fz_buffer* buffer = nullptr;
-        mu::muCall(ctx, [&] {
-            buffer = fz_new_buffer(ctx, 65536);
-            fz_output* out = nullptr;
-            fz_try(ctx) {
-                out = fz_new_output_with_buffer(ctx, buffer);
-                pdf_write_document(ctx, doc, out, &options);
-                fz_close_output(ctx, out);
-            }
-            fz_always(ctx) { fz_drop_output(ctx, out); }
-            fz_catch(ctx) {
-                fz_drop_buffer(ctx, buffer);
-                fz_rethrow(ctx);
-            }
-        });
-        unsigned char* data = nullptr;
-        const std::size_t length = fz_buffer_storage(ctx, buffer, &data);
-        result.assign(data, data + length);
-        fz_drop_buffer(ctx, buffer);
+        result = saveToBytes(ctx, doc, options);
     } catch (...) {
         pdf_drop_document(ctx, doc);
         throw;
