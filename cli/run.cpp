@@ -9,7 +9,7 @@ constexpr const char* kUsage =
     "usage: norvane-redact info   IN.pdf\n"
     "       norvane-redact find   IN.pdf TEXT [--ocr]\n"
     "       norvane-redact export IN.pdf -o OUT.pdf [--find TEXT]... [--ocr TEXT]...\n"
-    "                             [--region PAGE:X,Y,W,H]... [--label] [--no-verify]\n"
+    "                             [--region PAGE:X,Y,W,H]... [--label] [--no-verify] [--record-history]\n"
     "       norvane-redact verify OUT.pdf [--term TEXT]...\n"
     "Pages are zero-based; rectangles are in PDF points of the page's media box, y up.\n";
 
