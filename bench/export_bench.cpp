@@ -87,7 +87,7 @@ bool lossless(const SharedPdfDocument& document, const fs::path& output, const s
                 boxes.push_back(r);
             }
         }
-        const auto rendered = renderImage(session, static_cast<std::int64_t>(i), 180, boxes, false);
+        const auto rendered = renderImage(session, static_cast<std::int64_t>(i), 180, boxes, false, RenderOrientation::mediaBox, true);
         const auto& stored = pdf.pages[i];
         if (!rendered || rendered->width != stored.width || rendered->height != stored.height) {
             return false;

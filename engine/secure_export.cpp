@@ -96,7 +96,7 @@ EncodedPage encode(PageImage image, Deflater& deflater) {
 // Renders and encodes one page; nothing when it cannot be rendered.
 std::optional<EncodedPage> producePage(const mu::Session& session, std::int64_t index,
                                        const std::vector<RedactionRegion>& boxes, bool labels, Deflater& deflater) {
-    std::optional<PageImage> image = renderImage(session, index, kExportDpi, boxes, labels);
+    std::optional<PageImage> image = renderImage(session, index, kExportDpi, boxes, labels, RenderOrientation::mediaBox, true);
     if (!image || image->components != 3) {
         return std::nullopt;
     }

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
+#include <set>
 #include <limits>
 
 namespace norvane {
@@ -454,6 +456,79 @@ TEST(PageRaster, QuarterTurnedPageJudgesLabelSizeAsShown) {
     EXPECT_EQ(countIn(*image, {0, 0, image->width, image->height}, [](const std::uint8_t* p) { return p[0] > 0 && p[0] < 255; }) +
                   countIn(*image, {0, 0, image->width, image->height}, isWhite),
               image->width * image->height - 200 * 40);
+}
+
+
+// ---- compact edges (the export's rendering) ----
+
+std::set<int> greyLevels(const PageImage& image) {
+    std::set<int> levels;
+    for (std::size_t i = 0; i < image.samples.size(); i += 3) {
+        levels.insert(image.samples[i]);
+    }
+    return levels;
+}
+
+PageSpec textPage(double bottomLineY) {
+    PageSpec page;
+    page.texts = {{"Confidential: John Smith, 4711-A", 72, 720, 12}, {"Severance paid in instalments", 72, 700, 10},
+                  {"Bottom line of the page", 72, bottomLineY, 11}};
+    return page;
+}
+
+TEST(CompactEdges, TextPagesGetTenEdgeLevelsAndTheSameInk) {
+    // 792 pt at 100 dpi is 1100 rows: not a whole number of bands, and the last line sits in
+    // the final partial band.
+    const auto document = documentOf({textPage(2)});
+    mu::Session session(document);
+    const auto exact = renderImage(session, 0, 100, {}, false);
+    const auto compact = renderImage(session, 0, 100, {}, false, RenderOrientation::mediaBox, true);
+    ASSERT_TRUE(exact && compact);
+    ASSERT_EQ(compact->width, exact->width);
+    ASSERT_EQ(compact->height, exact->height);
+    EXPECT_GT(greyLevels(*exact).size(), 10u);
+    EXPECT_LE(greyLevels(*compact).size(), 10u);
+    EXPECT_TRUE(greyLevels(*compact).count(0) && greyLevels(*compact).count(255));
+    // Ink lands in the same places: compare dark-pixel counts per horizontal strip of 50 rows.
+    for (int y = 0; y < exact->height; y += 50) {
+        const PixelRect strip{0, y, exact->width, y + 50};
+        const int a = countIn(*exact, strip, isDark);
+        const int b = countIn(*compact, strip, isDark);
+        EXPECT_NEAR(a, b, 0.25 * std::max(a, b) + 20) << "rows from " << y;
+        EXPECT_EQ(a == 0, b == 0) << "rows from " << y;
+    }
+}
+
+TEST(CompactEdges, PagesWithImagesKeepTheDirectRendering) {
+    PageSpec page = textPage(100);
+    page.images.push_back(testing::ImageSpec{{100, 300, 300, 200}, 64, 64, false, 7});
+    const auto document = documentOf({page});
+    mu::Session session(document);
+    const auto exact = renderImage(session, 0, 72, {}, false);
+    const auto compact = renderImage(session, 0, 72, {}, false, RenderOrientation::mediaBox, true);
+    ASSERT_TRUE(exact && compact);
+    EXPECT_EQ(exact->samples, compact->samples);
+}
+
+TEST(CompactEdges, BoxesAndLabelsAreUnchanged) {
+    const auto document = documentOf({textPage(100)});
+    mu::Session session(document);
+    const std::vector<RedactionRegion> boxes{box({60, 690, 300, 50}), box({60, 95, 200, 30})};
+    const auto exact = renderImage(session, 0, 180, boxes, true);
+    const auto compact = renderImage(session, 0, 180, boxes, true, RenderOrientation::mediaBox, true);
+    ASSERT_TRUE(exact && compact);
+    for (const auto& region : boxes) {
+        const double s = 180.0 / 72.0;
+        const PixelRect area{static_cast<int>(region.rect.x * s), static_cast<int>((792 - region.rect.maxY()) * s),
+                             static_cast<int>(region.rect.maxX() * s), static_cast<int>((792 - region.rect.y) * s)};
+        // Identical inside each box: the same black and the same white label.
+        for (int y = area.y0 + 1; y < area.y1 - 1; ++y) {
+            for (int x = area.x0 + 1; x < area.x1 - 1; ++x) {
+                ASSERT_EQ(std::memcmp(pixel(*exact, x, y), pixel(*compact, x, y), 3), 0) << x << "," << y;
+            }
+        }
+        EXPECT_GT(countIn(*compact, area, isBlack), (area.x1 - area.x0) * (area.y1 - area.y0) / 2);
+    }
 }
 
 }  // namespace

@@ -163,7 +163,7 @@ TEST_P(Lossless, StoredPixelsEqualTheRenderedPage) {
     EXPECT_EQ(stored.components, colour ? 3 : 1);
 
     mu::Session session(document);
-    const auto rendered = renderImage(session, 0, 180, boxes, true);
+    const auto rendered = renderImage(session, 0, 180, boxes, true, RenderOrientation::mediaBox, true);
     ASSERT_TRUE(rendered);
     ASSERT_EQ(stored.width, rendered->width);
     ASSERT_EQ(stored.height, rendered->height);
