@@ -13,16 +13,11 @@ namespace norvane {
 namespace {
 
 using testing::buildPdf;
+using testing::documentOf;
 using testing::DocumentSpec;
 using testing::PageSpec;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-
-std::shared_ptr<const PdfDocument> documentOf(const std::vector<PageSpec>& pages) {
-    DocumentSpec spec;
-    spec.pages = pages;
-    return PdfDocument::fromBytes(buildPdf(spec));
-}
 
 PageSpec blankPage(PageRect media = {0, 0, 612, 792}, int rotate = 0) {
     PageSpec page;

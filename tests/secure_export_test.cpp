@@ -18,16 +18,11 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 using testing::buildPdf;
+using testing::documentOf;
 using testing::DocumentSpec;
 using testing::inspectPdf;
 using testing::PageSpec;
 using testing::TempDir;
-
-SharedPdfDocument documentOf(const std::vector<PageSpec>& pages) {
-    DocumentSpec spec;
-    spec.pages = pages;
-    return PdfDocument::fromBytes(buildPdf(spec));
-}
 
 PageSpec page(PageRect media = {0, 0, 612, 792}, int rotate = 0) {
     PageSpec p;

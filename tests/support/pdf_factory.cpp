@@ -297,6 +297,12 @@ std::string fontKey(const std::map<std::string, std::string>& keys, const std::s
 
 }  // namespace
 
+SharedPdfDocument documentOf(const std::vector<PageSpec>& pages) {
+    DocumentSpec spec;
+    spec.pages = pages;
+    return PdfDocument::fromBytes(buildPdf(spec));
+}
+
 DocumentSpec textPages(const std::vector<std::string>& lines) {
     DocumentSpec spec;
     for (const auto& line : lines) {

@@ -2,6 +2,7 @@
 // Builds the PDFs the tests need, in code: known text at known positions, odd page boxes,
 // rotation, encryption, and the broken files hostile input looks like.
 
+#include "engine/pdf_document.h"
 #include "model/redaction_records.h"
 
 #include <filesystem>
@@ -73,6 +74,9 @@ struct DocumentSpec {
 };
 
 std::vector<unsigned char> buildPdf(const DocumentSpec& spec);
+
+// The opened document of buildPdf() over these pages.
+SharedPdfDocument documentOf(const std::vector<PageSpec>& pages);
 
 // Appends an incremental update to `bytes` that replaces the content stream of page
 // `pageIndex` with `content` (raw operators; the page's font names stay available). The old
