@@ -11,6 +11,7 @@
 #include <mupdf/fitz.h>
 #include <mupdf/pdf.h>
 
+#include <exception>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -30,12 +31,28 @@ public:
 
 [[noreturn]] void throwCaught(fz_context* ctx);
 
+// A C++ exception must never leave an fz_try block: it would skip fz_catch and leave a
+// slot of MuPDF's error stack taken for good (256 of them per context). So the body's own
+// exceptions are parked and rethrown only once MuPDF's block has closed, and nested
+// muCalls are harmless.
 template <class F>
 void muCall(fz_context* ctx, F&& body) {
+    std::exception_ptr escaped;
+    bool failed = false;
     fz_try(ctx) {
-        body();
+        try {
+            body();
+        } catch (...) {
+            escaped = std::current_exception();
+        }
     }
     fz_catch(ctx) {
+        failed = true;
+    }
+    if (escaped) {
+        std::rethrow_exception(escaped);
+    }
+    if (failed) {
         throwCaught(ctx);
     }
 }

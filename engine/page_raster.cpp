@@ -355,6 +355,7 @@ std::optional<PageImage> renderImage(const mu::Session& session, std::int64_t pa
         unsigned char* samples = image.samples.data();
         const int w = image.width;
         const int h = image.height;
+        fz_matrix ctm = fz_identity;
         mu::muCall(ctx, [&] {
             pdf_page* page = pdf_load_page(ctx, session.pdf(), index);
             res.page = &page->super;
@@ -363,8 +364,10 @@ std::optional<PageImage> renderImage(const mu::Session& session, std::int64_t pa
             pdf_page_transform(ctx, page, &unused, &pageCtm);
             // MuPDF runs pages in its own (cropped, rotated, y-down) space; undo that first so the
             // whole media box lands on the bitmap, not just the crop box.
-            const fz_matrix ctm = fz_concat(fz_invert_matrix(pageCtm), pageToPixel);
-            drawPage(ctx, res.page, ctm, samples, w, h, compactEdges);
+            ctm = fz_concat(fz_invert_matrix(pageCtm), pageToPixel);
+        });
+        drawPage(ctx, res.page, ctm, samples, w, h, compactEdges);
+        mu::muCall(ctx, [&] {
             res.pixmap = fz_new_pixmap_with_data(ctx, fz_device_rgb(ctx), w, h, nullptr, 0, w * 3, samples);
             res.device = fz_new_draw_device(ctx, fz_identity, res.pixmap);
         });

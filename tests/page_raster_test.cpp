@@ -175,6 +175,19 @@ TEST(PageRaster, EmptyPageIsOpaqueWhite) {
     EXPECT_EQ(countIn(*image, {0, 0, image->width, image->height}, isWhite), image->width * image->height);
 }
 
+// Each failed render must hand back its slot of MuPDF's error stack (256 per context), or a
+// long document with bad pages would make every later page of the session fail too.
+TEST(PageRaster, ManyFailedRendersLeaveTheSessionUsable) {
+    const auto bytes = testing::readFile(NORVANE_SOURCE_DIR "/tests/fuzz-crashes/image-too-large-to-decode.pdf");
+    mu::Session session(PdfDocument::fromBytes(bytes));
+    for (int attempt = 0; attempt < 300; ++attempt) {
+        ASSERT_FALSE(renderImage(session, 0, 36, {}, false, RenderOrientation::displayed, attempt % 2 == 0)) << attempt;
+    }
+    const auto good = renderImage(session, 1, 36, {}, false);
+    ASSERT_TRUE(good);
+    EXPECT_GT(countIn(*good, {0, 0, good->width, good->height}, isDark), 0);
+}
+
 // ---- where boxes land -------------------------------------------------------------------
 
 struct BoxCase {
