@@ -1,9 +1,10 @@
 #include "engine/mupdf_session.h"
-#include "engine/ocr_service.h"
-#include "engine/page_raster.h"
+#include "engine/page_reading.h"
 #include "engine/redaction_engine.h"
 #include "engine/search_keys.h"
 
+#include <algorithm>
+#include <cmath>
 #include <optional>
 
 namespace norvane {
@@ -12,6 +13,87 @@ namespace {
 constexpr double kOcrSearchDpi = 220;
 // Lines lower than this fraction of the page image are noise, not text worth a box.
 constexpr float kMinimumTextHeight = 0.008f;
+
+// The widened page-space box; nothing for a box of no area, which would cover nothing
+// (safetyExpanded leaves those as they are).
+std::optional<PageRect> coveringRect(const PageImage& image, const NormalizedBox& box) {
+    const PageRect rect = imageBoxToPage(image, box);
+    if (!(rect.width > 0) || !(rect.height > 0) || !std::isfinite(rect.x) || !std::isfinite(rect.y) ||
+        !std::isfinite(rect.width) || !std::isfinite(rect.height)) {
+        return std::nullopt;
+    }
+    return safetyExpanded(rect);
+}
+
+// The boxes for one recognised line. The key decides whether the line matches; the literal
+// query, where recognition spelled it the same way, narrows each box to those characters.
+// When the key holds the query more often than the literal search can place it (another
+// spelling, a hyphen), or the line was read turned, the whole line goes: a tight box on one
+// spelling would leave the other readable.
+std::vector<PageRect> lineMatches(const PageImage& image, const OcrLine& line, const std::string& term,
+                                  const std::string& queryKey) {
+    const std::size_t keyCount = countOccurrences(normalizedSearchKey(line.text), queryKey);
+    if (keyCount == 0) {
+        return {};
+    }
+    std::vector<ByteRange> ranges;
+    if (line.upright) {
+        try {
+            ranges = findAllIgnoringCaseAndAccents(line.text, term);
+        } catch (const MatcherUnavailable&) {
+            ranges.clear();  // nothing placed, so the whole line is covered
+        }
+    }
+    std::vector<PageRect> rects;
+    if (ranges.size() >= keyCount) {
+        for (const ByteRange& range : ranges) {
+            const auto rangeBox = line.boxForRange(range.first, range.second);
+            const auto rect = rangeBox ? coveringRect(image, *rangeBox) : std::nullopt;
+            if (!rect) {
+                rects.clear();
+                break;
+            }
+            rects.push_back(*rect);
+        }
+    }
+    if (rects.empty()) {
+        const auto whole = coveringRect(image, line.box);
+        if (!whole) {
+            throw OcrError("Text recognition reported a line without a usable position.");
+        }
+        rects.push_back(*whole);
+    }
+    return rects;
+}
+
+bool containsCentreOf(const PageRect& outer, const PageRect& inner) {
+    const double x = inner.x + inner.width / 2;
+    const double y = inner.y + inner.height / 2;
+    return x >= outer.minX() && x <= outer.maxX() && y >= outer.minY() && y <= outer.maxY();
+}
+
+// Hits of one page from all its readings: every hit on a line read upright, and a hit on a
+// line read turned unless another reading placed a tighter box inside it.
+std::vector<PageRect> pageMatches(const std::vector<PageReading>& readings, const std::string& term,
+                                  const std::string& queryKey) {
+    std::vector<PageRect> upright;
+    std::vector<PageRect> turned;
+    for (const PageReading& reading : readings) {
+        for (const OcrLine& line : reading.lines) {
+            std::vector<PageRect> rects = lineMatches(reading.geometry, line, term, queryKey);
+            auto& into = line.upright ? upright : turned;
+            into.insert(into.end(), rects.begin(), rects.end());
+        }
+    }
+    for (const PageRect& rect : turned) {
+        const bool placedElsewhere =
+            std::any_of(upright.begin(), upright.end(), [&](const PageRect& tight) { return containsCentreOf(rect, tight); });
+        if (!placedElsewhere) {
+            upright.push_back(rect);
+        }
+    }
+    return upright;
+}
 
 }  // namespace
 
@@ -35,43 +117,19 @@ std::vector<RedactionSearchResult> RedactionEngine::ocrMatches(const SharedPdfDo
         throw OcrError("The document could not be read for text recognition.");
     }
 
-    std::optional<OcrService> ocr;  // loaded on the first page that renders
+    std::optional<OcrService> ocr;  // started on the first page that renders
     std::vector<RedactionSearchResult> results;
     for (std::int64_t pageIndex = 0; pageIndex < pageCount; ++pageIndex) {
         if (stop.stop_requested()) {
             throw CancellationError();
         }
-        std::optional<PageImage> image =
-            renderImage(*session, pageIndex, kOcrSearchDpi, {}, false, RenderOrientation::displayed);
-        if (!image) {
+        const auto readings = readPage(*session, pageIndex, kOcrSearchDpi, kMinimumTextHeight, ocr, stop);
+        if (!readings) {
             continue;
         }
-        if (!ocr) {
-            ocr.emplace();
+        for (const PageRect& rect : pageMatches(*readings, term, queryKey)) {
+            results.push_back(RedactionSearchResult{Uuid::random(), pageIndex, rect, term, RedactionSource::ocr});
         }
-        const std::vector<OcrLine> lines = ocr->recognize(*image, kOcrSearchDpi, kMinimumTextHeight, stop);
-        for (const OcrLine& line : lines) {
-            if (normalizedSearchKey(line.text).find(queryKey) == std::string::npos) {
-                continue;
-            }
-            // The key decided that the line matches; the literal query, where recognition
-            // spelled it the same way, narrows the box to those characters. Otherwise the
-            // whole line goes.
-            NormalizedBox box = line.box;
-            if (const auto range = findIgnoringCaseAndAccents(line.text, term)) {
-                if (const auto rangeBox = line.boxForRange(range->first, range->second)) {
-                    box = *rangeBox;
-                }
-            }
-            RedactionSearchResult result;
-            result.id = Uuid::random();
-            result.pageIndex = pageIndex;
-            result.rect = safetyExpanded(imageBoxToPage(*image, box));
-            result.text = term;
-            result.source = RedactionSource::ocr;
-            results.push_back(std::move(result));
-        }
-        image.reset();
         if (progress) {
             progress(pageIndex + 1, pageCount);
         }

@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <mutex>
 #include <system_error>
 
@@ -113,6 +114,10 @@ std::optional<NormalizedBox> OcrLine::boxForRange(std::size_t begin, std::size_t
 }
 
 std::filesystem::path tessdataDirectory() {
+    // The recogniser's own convention: where it is set, it names the one place to look.
+    if (const char* prefix = std::getenv("TESSDATA_PREFIX"); prefix && *prefix) {
+        return hasModel(prefix, "eng") ? std::filesystem::path(prefix) : std::filesystem::path();
+    }
     static const std::array<const char*, 4> kCandidates = {
         "/usr/share/tesseract-ocr/5/tessdata",
         "/usr/share/tesseract-ocr/4.00/tessdata",
@@ -207,7 +212,16 @@ std::vector<OcrLine> OcrService::recognize(const PageImage& image, double dpi, f
                 it->BoundingBox(tesseract::RIL_TEXTLINE, &left, &top, &right, &bottom);
                 keepLine = static_cast<float>(bottom - top) >= minimumHeight;
                 if (keepLine) {
-                    lines.push_back(OcrLine{{}, normalized(left, top, right, bottom, image.width, image.height), {}});
+                    tesseract::Orientation orientation = tesseract::ORIENTATION_PAGE_UP;
+                    tesseract::WritingDirection direction = tesseract::WRITING_DIRECTION_LEFT_TO_RIGHT;
+                    tesseract::TextlineOrder order = tesseract::TEXTLINE_ORDER_TOP_TO_BOTTOM;
+                    float deskew = 0;
+                    it->Orientation(&orientation, &direction, &order, &deskew);
+                    OcrLine line;
+                    line.box = normalized(left, top, right, bottom, image.width, image.height);
+                    line.upright = orientation == tesseract::ORIENTATION_PAGE_UP &&
+                                   direction != tesseract::WRITING_DIRECTION_TOP_TO_BOTTOM;
+                    lines.push_back(std::move(line));
                 }
             } else if (keepLine && it->IsAtBeginningOf(tesseract::RIL_WORD) && !lines.back().text.empty()) {
                 lines.back().text += ' ';

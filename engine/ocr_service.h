@@ -38,6 +38,9 @@ struct OcrLine {
 
     std::string text;  // UTF-8, words joined by single spaces, no line break
     NormalizedBox box;
+    // False for a line the recogniser read turned (sideways text in a vertical block): its
+    // character boxes are not to be trusted, only the line's own box.
+    bool upright = true;
     std::vector<Symbol> symbols;
 
     // Union of the boxes of the symbols that overlap the byte range [begin, end); nothing

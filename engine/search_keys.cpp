@@ -159,33 +159,60 @@ std::string trimmed(std::string_view text) {
     return std::string(text.substr(begin, end - begin));
 }
 
-std::optional<std::pair<std::size_t, std::size_t>> findIgnoringCaseAndAccents(std::string_view haystack,
-                                                                              std::string_view needle) {
-    if (needle.empty() || haystack.empty() || haystack.size() > INT32_MAX / 2 || needle.size() > INT32_MAX / 2) {
-        return std::nullopt;
+std::vector<ByteRange> findAllIgnoringCaseAndAccents(std::string_view haystack, std::string_view needle) {
+    std::vector<ByteRange> ranges;
+    if (needle.empty() || haystack.empty()) {
+        return ranges;
+    }
+    if (haystack.size() > INT32_MAX / 2 || needle.size() > INT32_MAX / 2) {
+        throw MatcherUnavailable("text too long to search");
     }
     const Utf16WithOffsets text = toUtf16WithOffsets(haystack);
     const Utf16WithOffsets pattern = toUtf16WithOffsets(needle);
 
     icu::RuleBasedCollator* collator = primaryRootCollator();
     if (!collator) {
-        return std::nullopt;
+        throw MatcherUnavailable("no collator");
     }
     UErrorCode status = U_ZERO_ERROR;
     icu::StringSearch search(pattern.string, text.string, collator, nullptr, status);
     if (U_FAILURE(status)) {
-        return std::nullopt;
+        throw MatcherUnavailable("string search could not be built");
     }
-    const std::int32_t start = search.first(status);
-    if (U_FAILURE(status) || start == USEARCH_DONE) {
-        return std::nullopt;
-    }
-    const std::int32_t end = start + search.getMatchedLength();
     const auto& offsets = text.byteOffsets;
-    if (start < 0 || static_cast<std::size_t>(end) >= offsets.size()) {
+    for (std::int32_t start = search.first(status); start != USEARCH_DONE; start = search.next(status)) {
+        if (U_FAILURE(status)) {
+            throw MatcherUnavailable("string search failed");
+        }
+        const std::int32_t end = start + search.getMatchedLength();
+        if (start < 0 || end <= start || static_cast<std::size_t>(end) >= offsets.size()) {
+            throw MatcherUnavailable("string search gave a range outside the text");
+        }
+        ranges.emplace_back(offsets[static_cast<std::size_t>(start)], offsets[static_cast<std::size_t>(end)]);
+    }
+    if (U_FAILURE(status)) {
+        throw MatcherUnavailable("string search failed");
+    }
+    return ranges;
+}
+
+std::optional<ByteRange> findIgnoringCaseAndAccents(std::string_view haystack, std::string_view needle) {
+    const std::vector<ByteRange> ranges = findAllIgnoringCaseAndAccents(haystack, needle);
+    if (ranges.empty()) {
         return std::nullopt;
     }
-    return std::make_pair(offsets[static_cast<std::size_t>(start)], offsets[static_cast<std::size_t>(end)]);
+    return ranges.front();
+}
+
+std::size_t countOccurrences(std::string_view haystack, std::string_view needle) {
+    if (needle.empty()) {
+        return 0;
+    }
+    std::size_t count = 0;
+    for (std::size_t at = haystack.find(needle); at != std::string_view::npos; at = haystack.find(needle, at + needle.size())) {
+        ++count;
+    }
+    return count;
 }
 
 }  // namespace norvane

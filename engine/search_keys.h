@@ -5,9 +5,11 @@
 #include "model/redaction_records.h"
 
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace norvane {
 
@@ -20,9 +22,23 @@ PageRect safetyExpanded(const PageRect& rect);
 // Trims Unicode white space and line breaks from both ends.
 std::string trimmed(std::string_view text);
 
-// First occurrence of `needle` in `haystack` ignoring case and accents (no locale), as a
-// [begin, end) range of byte offsets into `haystack`. Nothing for an empty needle.
-std::optional<std::pair<std::size_t, std::size_t>> findIgnoringCaseAndAccents(std::string_view haystack,
-                                                                              std::string_view needle);
+using ByteRange = std::pair<std::size_t, std::size_t>;  // [begin, end) byte offsets
+
+// The search could not be set up or run, so "not found" would be a guess.
+class MatcherUnavailable : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Every non-overlapping occurrence of `needle` in `haystack` ignoring case and accents (no
+// locale), in order, as byte ranges into `haystack`. Nothing for an empty needle. Throws
+// MatcherUnavailable when the search cannot be built or run.
+std::vector<ByteRange> findAllIgnoringCaseAndAccents(std::string_view haystack, std::string_view needle);
+
+// The first of those occurrences.
+std::optional<ByteRange> findIgnoringCaseAndAccents(std::string_view haystack, std::string_view needle);
+
+// Non-overlapping occurrences of `needle` in `haystack`, compared byte for byte.
+std::size_t countOccurrences(std::string_view haystack, std::string_view needle);
 
 }  // namespace norvane

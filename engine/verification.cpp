@@ -1,6 +1,5 @@
 #include "engine/mupdf_session.h"
-#include "engine/ocr_service.h"
-#include "engine/page_raster.h"
+#include "engine/page_reading.h"
 #include "engine/redaction_engine.h"
 #include "engine/search_keys.h"
 
@@ -12,45 +11,59 @@ namespace {
 
 constexpr double kVerificationDpi = 150;
 
-// The page's text layer as plain text; nothing when the page cannot be loaded.
-std::optional<std::string> pageText(const mu::Session& session, std::int64_t pageIndex) {
+// The page's text layer as plain text. A page that cannot be loaded or whose text cannot be
+// read throws: nobody can say it is clean.
+std::string pageText(const mu::Session& session, std::int64_t pageIndex) {
     fz_context* ctx = session.ctx();
     fz_document* doc = session.doc();
     const int index = static_cast<int>(pageIndex);
     fz_page* page = nullptr;
+    fz_stext_page* text = nullptr;
+    fz_buffer* buffer = nullptr;
+    std::string result;
     try {
         mu::muCall(ctx, [&] { page = fz_load_page(ctx, doc, index); });
-    } catch (const mu::MuPdfError&) {
-        return std::nullopt;
-    }
-    fz_buffer* buffer = nullptr;
-    try {
-        mu::muCall(ctx, [&] {
-            fz_stext_page* text = fz_new_stext_page_from_page(ctx, page, nullptr);
-            fz_try(ctx) { buffer = fz_new_buffer_from_stext_page(ctx, text); }
-            fz_always(ctx) { fz_drop_stext_page(ctx, text); }
-            fz_catch(ctx) { fz_rethrow(ctx); }
-        });
-    } catch (const mu::MuPdfError&) {
-        buffer = nullptr;  // a page whose text cannot be extracted has none to leak
-    }
-    std::string result;
-    if (buffer) {
+        mu::muCall(ctx, [&] { text = fz_new_stext_page_from_page(ctx, page, nullptr); });
+        mu::muCall(ctx, [&] { buffer = fz_new_buffer_from_stext_page(ctx, text); });
         unsigned char* data = nullptr;
         const std::size_t length = fz_buffer_storage(ctx, buffer, &data);
         result.assign(reinterpret_cast<const char*>(data), length);
+    } catch (const std::exception&) {
         fz_drop_buffer(ctx, buffer);
+        fz_drop_stext_page(ctx, text);
+        fz_drop_page(ctx, page);
+        throw RedactionError::outputVerificationFailed();
     }
+    fz_drop_buffer(ctx, buffer);
+    fz_drop_stext_page(ctx, text);
     fz_drop_page(ctx, page);
     return result;
 }
 
 void collectFound(const std::string& text, const std::vector<std::string>& terms, std::set<std::string>& found) {
     for (const auto& term : terms) {
-        if (!found.contains(term) && findIgnoringCaseAndAccents(text, term)) {
-            found.insert(term);
+        try {
+            if (!found.contains(term) && findIgnoringCaseAndAccents(text, term)) {
+                found.insert(term);
+            }
+        } catch (const MatcherUnavailable&) {
+            throw RedactionError::outputVerificationFailed();
         }
     }
+}
+
+// Every reading's lines, one per line; readings apart so no term spans two of them.
+std::string recognisedText(const std::vector<PageReading>& readings) {
+    std::string recognised;
+    for (const PageReading& reading : readings) {
+        for (const OcrLine& line : reading.lines) {
+            if (!recognised.empty()) {
+                recognised += '\n';
+            }
+            recognised += line.text;
+        }
+    }
+    return recognised;
 }
 
 }  // namespace
@@ -87,27 +100,21 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
         if (stop.stop_requested()) {
             throw CancellationError();
         }
-        const std::optional<std::string> text = pageText(*session, pageIndex);
-        if (!text) {
-            continue;
-        }
-        collectFound(*text, terms, found);
+        collectFound(pageText(*session, pageIndex), terms, found);
         if (!terms.empty()) {
-            if (std::optional<PageImage> image =
-                    renderImage(*session, pageIndex, kVerificationDpi, {}, false, RenderOrientation::displayed)) {
+            std::optional<std::vector<PageReading>> readings;
+            try {
+                readings = readPage(*session, pageIndex, kVerificationDpi, 0.0f, ocr, stop);
+            } catch (const OcrError&) {
                 if (!ocr) {
-                    ocr.emplace();
+                    throw RedactionError::outputVerificationFailed();  // the recogniser did not start
                 }
-                std::string recognised;
-                for (const OcrLine& line : ocr->recognize(*image, kVerificationDpi, 0.0f, stop)) {
-                    if (!recognised.empty()) {
-                        recognised += '\n';
-                    }
-                    recognised += line.text;
-                }
-                image.reset();
-                collectFound(recognised, terms, found);
+                throw;
             }
+            if (!readings) {
+                throw RedactionError::outputVerificationFailed();
+            }
+            collectFound(recognisedText(*readings), terms, found);
         }
         if (progress) {
             progress(pageIndex + 1, pageCount);

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <stop_token>
 #include <utility>
 
@@ -150,46 +151,102 @@ const std::vector<ScanPage>& recallScan() {
 struct RecallCase {
     const char* query;
     std::size_t run;   // index of the run in the scan
-    const char* word;  // what the box must cover, as written in that run
+    const char* word;  // what each box must cover, as written in that run, once per occurrence
 };
 
 void PrintTo(const RecallCase& c, std::ostream* out) { *out << c.word; }
 
 class OcrRecall : public ::testing::TestWithParam<RecallCase> {};
 
-TEST_P(OcrRecall, FindsTheWordOnceWithABoxOverItsGlyphsOnly) {
+TEST_P(OcrRecall, OneTightBoxPerOccurrence) {
     static const SharedPdfDocument document = scannedDocument(recallScan());
     const RecallCase& c = GetParam();
+    const TextRun& run = recallScan()[0].source.texts[c.run];
+    std::vector<PageRect> words;
+    for (std::size_t at = run.text.find(c.word); at != std::string::npos; at = run.text.find(c.word, at + 1)) {
+        words.push_back(glyphBox(run, at, at + std::strlen(c.word)));
+    }
     Progress progress;
     const auto results = search(document, c.query, &progress);
 
-    ASSERT_EQ(results.size(), 1u) << c.query;
-    const RedactionSearchResult& hit = results[0];
-    EXPECT_EQ(hit.pageIndex, 0);
-    EXPECT_EQ(hit.source, RedactionSource::ocr);
-    EXPECT_EQ(hit.text, trimmed(c.query));
+    ASSERT_EQ(results.size(), words.size()) << c.query;
     EXPECT_EQ(progress, (Progress{{1, 1}}));
-
-    const TextRun& run = recallScan()[0].source.texts[c.run];
-    const PageRect word = glyphBox(run, c.word);
-    EXPECT_TRUE(contains(hit.rect, word)) << str(hit.rect) << " does not cover " << str(word);
-    // Tight placement: no more than the margins and a few points of recognition slack.
     const PageRect line = glyphBox(run, 0, run.text.size());
-    if (word.width < line.width - 20) {
-        EXPECT_LT(hit.rect.width, word.width + 2 * std::max(0.55 * word.height, 6.0) + 8) << str(hit.rect);
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        const RedactionSearchResult& hit = results[i];
+        const PageRect& word = words[i];
+        EXPECT_EQ(hit.pageIndex, 0);
+        EXPECT_EQ(hit.source, RedactionSource::ocr);
+        EXPECT_EQ(hit.text, trimmed(c.query));
+        EXPECT_TRUE(contains(hit.rect, word)) << str(hit.rect) << " does not cover " << str(word);
+        // Tight placement: no more than the margins and a few points of recognition slack.
+        if (word.width < line.width - 20) {
+            EXPECT_LT(hit.rect.width, word.width + 2 * std::max(0.55 * word.height, 6.0) + 8) << str(hit.rect);
+        }
+        EXPECT_LT(hit.rect.height, word.height + 2 * std::max(0.18 * word.height, 3.0) + 6) << str(hit.rect);
     }
-    EXPECT_LT(hit.rect.height, word.height + 2 * std::max(0.18 * word.height, 3.0) + 6) << str(hit.rect);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Words, OcrRecall,
     ::testing::Values(RecallCase{"Harrington", 0, "Harrington"}, RecallCase{"  john HARRINGTON \n", 0, "John Harrington"},
-                      // Twice on the line: one result, placed on the first.
+                      // Twice on the line: a box on each.
                       RecallCase{"smith", 1, "Smith"},
                       // Accents fold both ways.
                       RecallCase{"cafe", 1, "Caf\xc3\xa9"},
                       // 10 pt and 14 pt lines, digits and punctuation.
                       RecallCase{"88-213", 2, "88-213"}));
+
+// A second spelling that only the key finds must not stay readable beside a tight box on the
+// first: the whole line goes.
+TEST(OcrSearch, ALineWithAnotherSpellingIsCoveredWhole) {
+    ScanPage page;
+    page.source.texts = {TextRun{"Signed JOHN-SMITH for John Smith today", 72, 720, 12}};
+    const auto results = search(scannedDocument({page}), "John Smith");
+
+    ASSERT_EQ(results.size(), 1u);
+    const TextRun& run = page.source.texts[0];
+    EXPECT_TRUE(contains(results[0].rect, glyphBox(run, "JOHN-SMITH"))) << str(results[0].rect);
+    EXPECT_TRUE(contains(results[0].rect, glyphBox(run, "John Smith"))) << str(results[0].rect);
+}
+
+struct TurnedCase {
+    int rotate;
+    PageRect mediaBox;
+};
+
+void PrintTo(const TurnedCase& c, std::ostream* out) {
+    *out << "rotate " << c.rotate << " box " << c.mediaBox.x << "," << c.mediaBox.y;
+}
+
+class TurnedTextPage : public ::testing::TestWithParam<TurnedCase> {};
+
+// A page turned after it was made (its text upright as stored, shown sideways or upside
+// down) gets the same boxes from recognition as from its text layer.
+TEST_P(TurnedTextPage, RecognitionBoxesTheWordsTheTextLayerBoxes) {
+    PageSpec page;
+    page.rotate = GetParam().rotate;
+    page.mediaBox = GetParam().mediaBox;
+    const PageRect& box = page.mediaBox;
+    page.texts = {TextRun{"Agreement signed by Thomas Leonard on behalf of", box.x + 40, box.y + box.height - 80, 14}};
+    const auto document = documentOf({page});
+
+    const auto fromText = RedactionEngine::nativeTextMatches(document, "Thomas Leonard");
+    const auto fromOcr = search(document, "Thomas Leonard");
+    ASSERT_EQ(fromText.size(), 1u);
+    ASSERT_EQ(fromOcr.size(), 1u);
+    const PageRect words = glyphBox(page.texts[0], "Thomas Leonard");
+    const PageRect& hit = fromOcr[0].rect;
+    EXPECT_TRUE(contains(hit, words)) << str(hit) << " does not cover " << str(words);
+    const PageRect& expected = fromText[0].rect;
+    EXPECT_LT(std::abs(hit.x - expected.x) + std::abs(hit.maxX() - expected.maxX()), 16) << str(hit) << " vs " << str(expected);
+    EXPECT_LT(std::abs(hit.y - expected.y) + std::abs(hit.maxY() - expected.maxY()), 16) << str(hit) << " vs " << str(expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rotations, TurnedTextPage,
+                         ::testing::Values(TurnedCase{0, {0, 0, 612, 792}}, TurnedCase{90, {0, 0, 612, 792}},
+                                           TurnedCase{180, {0, 0, 612, 792}}, TurnedCase{270, {0, 0, 612, 792}},
+                                           TurnedCase{90, {-200, 300, 612, 792}}, TurnedCase{270, {150, -60, 612, 792}}));
 
 TEST(OcrSearch, ALineWhereTheLiteralQueryFailsIsCoveredWhole) {
     ScanPage page;

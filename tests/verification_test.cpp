@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <stop_token>
 #include <utility>
 
@@ -128,6 +129,39 @@ TEST(Verification, ReadsScansInTheirDisplayedOrientation) {
     EXPECT_THAT(result.suspiciousMatches(), ElementsAre("Oyelaran"));
 }
 
+class TurnedCopy : public ::testing::TestWithParam<int> {};
+
+// A copy of a page turned after it was made shows its text sideways or upside down; a name
+// left uncovered there must still be found.
+TEST_P(TurnedCopy, UncoveredTermIsFound) {
+    PageSpec page;
+    page.rotate = GetParam();
+    page.texts = {TextRun{"Beneficiary: Margaret Oyelaran", 72, 700, 14}};
+    TempDir dir;
+    RedactionEngine::exportSecurePDF(documentOf({page}), {region(0, {400, 100, 50, 50})}, dir.file("copy.pdf"), false, {});
+    EXPECT_THAT(verify(dir.file("copy.pdf"), {"Oyelaran"}).suspiciousMatches(), ElementsAre("Oyelaran"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Verification, TurnedCopy, ::testing::Values(90, 180, 270));
+
+TEST(Verification, ARecogniserThatCannotStartFailsVerification) {
+    TempDir dir;
+    writeFile(dir.file("plain.pdf"), buildPdf(textPages({"Nothing sensitive"})));
+    TempDir noModels;
+    const char* before = std::getenv("TESSDATA_PREFIX");
+    const std::string saved = before ? before : "";
+    ::setenv("TESSDATA_PREFIX", noModels.path().c_str(), 1);
+    const auto restore = [&] { before ? ::setenv("TESSDATA_PREFIX", saved.c_str(), 1) : ::unsetenv("TESSDATA_PREFIX"); };
+    try {
+        verify(dir.file("plain.pdf"), {"Harrington"});
+        ADD_FAILURE() << "verification passed without reading the pixels";
+    } catch (const RedactionError& error) {
+        EXPECT_EQ(error.kind(), RedactionError::Kind::outputVerificationFailed);
+    }
+    EXPECT_TRUE(verify(dir.file("plain.pdf"), {}).passed()) << "no terms, nothing to recognise";
+    restore();
+}
+
 TEST(Verification, CancellingBetweenPagesThrows) {
     TempDir dir;
     writeFile(dir.file("three.pdf"), buildPdf(textPages({"one", "two", "three"})));
@@ -177,11 +211,21 @@ std::vector<unsigned char> passwordProtected() {
     return buildPdf(spec);
 }
 
+std::vector<unsigned char> pageOfNoArea() {
+    DocumentSpec spec = textPages({"Harrington", "Harrington"});
+    spec.pages[1].mediaBox = {0, 0, 0, 792};
+    return buildPdf(spec);
+}
+
 INSTANTIATE_TEST_SUITE_P(Files, UnreadableOutput,
                          ::testing::Values(UnreadableCase{"Missing", {}, false}, UnreadableCase{"Empty", {}},
                                            UnreadableCase{"PlainText", bytesOf("Harrington, not a PDF\n")},
                                            UnreadableCase{"HeaderOnly", bytesOf("%PDF-1.7\n%%EOF\n")},
-                                           UnreadableCase{"NeedsPassword", passwordProtected()}),
+                                           UnreadableCase{"NeedsPassword", passwordProtected()},
+                                           UnreadableCase{"PageOfNoArea", pageOfNoArea()},
+                                           UnreadableCase{"PageThatCannotBeDrawn",
+                                                          readFile(NORVANE_SOURCE_DIR
+                                                                   "/tests/fuzz-crashes/image-too-large-to-decode.pdf")}),
                          [](const auto& test) { return std::string(test.param.name); });
 
 }  // namespace

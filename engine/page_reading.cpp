@@ -1,0 +1,34 @@
+#include "engine/page_reading.h"
+
+namespace norvane {
+
+std::optional<std::vector<PageReading>> readPage(const mu::Session& session, std::int64_t pageIndex, double dpi,
+                                                 float minimumLineHeight, std::optional<OcrService>& ocr,
+                                                 std::stop_token stop) {
+    const PdfDocument& document = *session.document();
+    if (pageIndex < 0 || pageIndex >= document.pageCount()) {
+        return std::nullopt;
+    }
+    std::vector<RenderOrientation> orientations{RenderOrientation::displayed};
+    if (document.page(pageIndex).rotation != 0) {
+        orientations.push_back(RenderOrientation::mediaBox);
+    }
+    std::vector<PageReading> readings;
+    for (const RenderOrientation orientation : orientations) {
+        std::optional<PageImage> image = renderImage(session, pageIndex, dpi, {}, false, orientation);
+        if (!image) {
+            return std::nullopt;
+        }
+        if (!ocr) {
+            ocr.emplace();
+        }
+        PageReading reading;
+        reading.lines = ocr->recognize(*image, dpi, minimumLineHeight, stop);
+        std::vector<std::uint8_t>().swap(image->samples);
+        reading.geometry = std::move(*image);
+        readings.push_back(std::move(reading));
+    }
+    return readings;
+}
+
+}  // namespace norvane

@@ -1,0 +1,29 @@
+#pragma once
+// Reading a page's pixels with the recogniser, in every orientation its text may stand in.
+// Private to the engine; shared by the OCR search and verification.
+
+#include "engine/ocr_service.h"
+#include "engine/page_raster.h"
+
+#include <optional>
+#include <stop_token>
+#include <vector>
+
+namespace norvane {
+
+// One reading of a page in one orientation.
+struct PageReading {
+    PageImage geometry;  // size and pageToPixel of the image read; its samples are released
+    std::vector<OcrLine> lines;
+};
+
+// Reads the page as displayed and, when its /Rotate turns it, also as stored. A scanner that
+// records orientation stores the pixels turned, so the text is upright as displayed; a page
+// turned afterwards keeps its text upright as stored. The recogniser reads only upright text
+// reliably, so a turned page is read both ways. `ocr` is started on first use (throws
+// OcrError when it cannot start). Nothing when the page cannot be rendered.
+std::optional<std::vector<PageReading>> readPage(const mu::Session& session, std::int64_t pageIndex, double dpi,
+                                                 float minimumLineHeight, std::optional<OcrService>& ocr,
+                                                 std::stop_token stop);
+
+}  // namespace norvane
