@@ -41,17 +41,6 @@ PageProgress progressPrinter(const Console& console, std::string prefix) {
     };
 }
 
-bool wouldOverwriteInput(const std::filesystem::path& input, const std::filesystem::path& output) {
-    std::error_code error;
-    const auto standardInput = std::filesystem::absolute(input, error).lexically_normal();
-    const auto standardOutput = std::filesystem::absolute(output, error).lexically_normal();
-    if (standardInput == standardOutput) {
-        return true;
-    }
-    // Links and other spellings of the same file; an error here means one does not exist.
-    return std::filesystem::exists(output, error) && std::filesystem::equivalent(input, output, error);
-}
-
 namespace {
 
 bool parseNumber(std::string_view text, double& value) {

@@ -26,13 +26,6 @@ Json toJson(const PageRect& rect);
 // otherwise.
 PageProgress progressPrinter(const Console& console, std::string prefix);
 
-// True when writing `output` would replace `input`: equal once both are made absolute with
-// "." and ".." resolved, or (when both exist) the same file on disk.
-bool wouldOverwriteInput(const std::filesystem::path& input, const std::filesystem::path& output);
-
-inline constexpr std::string_view kOverwriteMessage =
-    "Norvane will not overwrite the original PDF. Choose a different output name.";
-
 struct RegionArgument {
     std::int64_t pageIndex = 0;
     PageRect rect;  // standardised

@@ -1,4 +1,5 @@
 #include "cli/cli_support.h"
+#include "engine/output_guard.h"
 #include "history/recent_redaction_store.h"
 #include "model/verification_terms.h"
 
@@ -91,8 +92,8 @@ int runExport(const std::vector<std::string>& args, const Console& console) {
     if (!options) {
         return kExitUsage;
     }
-    if (wouldOverwriteInput(options->input, options->output)) {
-        console.err << kOverwriteMessage << '\n';
+    if (wouldOverwriteSource(options->input, options->output)) {
+        console.err << kOverwriteRefusal << '\n';
         return kExitFailure;
     }
     const SharedPdfDocument document = openOrReport(options->input, console.err);
@@ -109,6 +110,10 @@ int runExport(const std::vector<std::string>& args, const Console& console) {
     }
 
     std::vector<RedactionRegion> regions;
+    // Every term asked for is verified, found or not: a spelling the search missed but the
+    // page still shows must end in "Needs Review", not in a pass.
+    std::vector<std::string> askedTerms;
+    std::size_t findNumber = 0;
     try {
         for (const auto& action : options->actions) {
             if (const auto* region = std::get_if<RegionArgument>(&action)) {
@@ -120,9 +125,16 @@ int runExport(const std::vector<std::string>& args, const Console& console) {
             const auto& find = std::get<FindAction>(action);
             const auto results = find.ocr ? RedactionEngine::ocrMatches(document, find.text, progressPrinter(console, "OCR "))
                                           : RedactionEngine::nativeTextMatches(document, find.text);
+            ++findNumber;
+            if (results.empty()) {
+                // By position, not by text: search terms are never echoed.
+                console.err << "norvane-redact: " << (find.ocr ? "--ocr" : "--find") << " term " << findNumber
+                            << " found no matches; the copy is still checked for it\n";
+            }
             for (const auto& result : results) {
                 appendSearchResult(regions, result);
             }
+            askedTerms.push_back(find.text);
         }
     } catch (const std::exception& error) {
         printError(console.err, error, RedactionError::exportFailed());
@@ -146,7 +158,7 @@ int runExport(const std::vector<std::string>& args, const Console& console) {
     if (options->verify) {
         try {
             console.err << "Verifying redacted output\u2026\n";
-            verification = RedactionEngine::verifyOutput(options->output, verificationTerms(regions),
+            verification = RedactionEngine::verifyOutput(options->output, verificationTerms(regions, askedTerms),
                                                          progressPrinter(console, "Verifying page "));
         } catch (const std::exception& error) {
             printError(console.err, error, RedactionError::outputVerificationFailed());

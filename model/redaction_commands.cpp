@@ -1,12 +1,12 @@
 // The document model's search commands and its secure export pipeline.
 
+#include "engine/output_guard.h"
 #include "history/recent_redaction_store.h"
 #include "model/engine_calls.h"
 #include "model/redaction_view_model.h"
 #include "model/task_runner.h"
 #include "model/verification_terms.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
@@ -45,11 +45,6 @@ double fractionDone(std::int64_t page, std::int64_t pageCount) {
 
 QString pageOfCount(const QString& prefix, std::int64_t page, std::int64_t pageCount) {
     return prefix + QString::number(page) + QStringLiteral(" of ") + QString::number(pageCount);
-}
-
-// Absolute, with "." and ".." resolved lexically; symbolic links are deliberately left alone.
-QString standardizedPath(const QString& path) {
-    return QDir::cleanPath(QDir::current().absoluteFilePath(path));
 }
 
 // "Report.final.pdf" → "Report.final-redacted.pdf": only the last extension goes.
@@ -164,8 +159,8 @@ void RedactionViewModel::exportSecureCopy() {
         return;
     }
     const QString outputPath = *chosen;
-    if (standardizedPath(outputPath) == standardizedPath(sourcePath)) {
-        setErrorMessage(QStringLiteral("Norvane will not overwrite the original PDF. Choose a different output name."));
+    if (wouldOverwriteSource(nativePath(sourcePath), nativePath(outputPath))) {
+        setErrorMessage(QString::fromUtf8(kOverwriteRefusal.data(), static_cast<qsizetype>(kOverwriteRefusal.size())));
         return;
     }
 

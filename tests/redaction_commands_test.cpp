@@ -470,10 +470,28 @@ INSTANTIATE_TEST_SUITE_P(
         GuardCase{"RelativeToWorkingFolder",
                   [](const fs::path& d) { return QDir::current().relativeFilePath(qPath(d / "contract.pdf")); }, true},
         GuardCase{"OtherCase", [](const fs::path& d) { return qPath(d / "Contract.pdf"); }, false},
-        // Links are deliberately not resolved: the export replaces the link, not the source.
         GuardCase{"SymbolicLink",
                   [](const fs::path& d) {
                       fs::create_symlink(d / "contract.pdf", d / "link.pdf");
+                      return qPath(d / "link.pdf");
+                  },
+                  true},
+        GuardCase{"SymlinkedFolder",
+                  [](const fs::path& d) {
+                      fs::create_directory_symlink(d, d / "alias");
+                      return qPath(d / "alias" / "contract.pdf");
+                  },
+                  true},
+        GuardCase{"HardLink",
+                  [](const fs::path& d) {
+                      fs::create_hard_link(d / "contract.pdf", d / "second-name.pdf");
+                      return qPath(d / "second-name.pdf");
+                  },
+                  true},
+        GuardCase{"LinkToAnotherFile",
+                  [](const fs::path& d) {
+                      testing::writeFile(d / "other.pdf", {'x'});
+                      fs::create_symlink(d / "other.pdf", d / "link.pdf");
                       return qPath(d / "link.pdf");
                   },
                   false}),
