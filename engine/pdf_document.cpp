@@ -44,15 +44,20 @@ struct PageFacts {
 
 PageFacts readPage(fz_context* ctx, pdf_document* pdf, int index) {
     PageFacts facts{fz_empty_rect, 0};
+    bool hasBox = false;
     mu::muCall(ctx, [&] {
         pdf_obj* page = pdf_lookup_page_obj(ctx, pdf, index);
-        facts.mediaBox = pdf_to_rect(ctx, pdf_dict_get_inheritable(ctx, page, PDF_NAME(MediaBox)));
+        pdf_obj* box = pdf_dict_get_inheritable(ctx, page, PDF_NAME(MediaBox));
+        hasBox = pdf_is_array(ctx, box);
+        facts.mediaBox = pdf_to_rect(ctx, box);
         facts.rotate = pdf_to_int(ctx, pdf_dict_get_inheritable(ctx, page, PDF_NAME(Rotate)));
     });
-    if (fz_is_empty_rect(facts.mediaBox)) {
-        // MuPDF draws such pages as US Letter; report what it will draw.
+    if (!hasBox) {
+        // MuPDF draws a page without a media box as US Letter; report what it will draw.
         facts.mediaBox = fz_make_rect(0, 0, 612, 792);
     }
+    // A box of no area is kept as it is: MuPDF would quietly draw Letter, which is not the
+    // page the file describes, so rendering it is refused later instead.
     return facts;
 }
 

@@ -58,7 +58,10 @@ INSTANTIATE_TEST_SUITE_P(
                       GeometryCase{"rot450", pageWith({0, 0, 612, 792}, 450), {0, 0, 612, 792}, 90},
                       GeometryCase{"offsetOrigin", pageWith({-100, 50, 400, 300}, 0), {-100, 50, 400, 300}, 0},
                       GeometryCase{"cropSmaller", pageWith({0, 0, 612, 792}, 0, PageRect{100, 100, 200, 200}),
-                                   {0, 0, 612, 792}, 0}),
+                                   {0, 0, 612, 792}, 0},
+                      // Kept as written, so the export refuses it instead of drawing Letter.
+                      GeometryCase{"noWidth", pageWith({20, 0, 0, 792}, 0), {20, 0, 0, 792}, 0},
+                      GeometryCase{"noHeight", pageWith({0, 30, 612, 0}, 90), {0, 30, 612, 0}, 90}),
     [](const auto& p) { return std::string(p.param.name); });
 
 struct RefusalCase {
