@@ -50,3 +50,16 @@ bench-export: build
 .PHONY: bench-canvas
 bench-canvas: build
 	bench/canvas.sh $(BUILD_DIR)
+
+# The engine fuzzer (clang, libFuzzer, ASan + UBSan) for FUZZ_SECONDS, from the factory's
+# seeds plus every input kept in tests/fuzz-crashes; new crash inputs land in build/fuzz-artifacts.
+FUZZ_SECONDS ?= 600
+.PHONY: fuzz
+fuzz: build
+	$(BUILD_DIR)/tests/norvane-fuzz-seeds build/fuzz-seeds
+	cmake --preset fuzz
+	cmake --build build/fuzz -j $(JOBS)
+	mkdir -p build/fuzz-corpus build/fuzz-artifacts
+	build/fuzz/fuzz/engine_fuzz -max_total_time=$(FUZZ_SECONDS) -timeout=30 -rss_limit_mb=12288 -max_len=65536 \
+		-dict=fuzz/pdf.dict -print_final_stats=1 -artifact_prefix=build/fuzz-artifacts/ \
+		build/fuzz-corpus build/fuzz-seeds tests/fuzz-crashes

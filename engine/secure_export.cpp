@@ -3,6 +3,7 @@
 // structure (text, fonts, annotations, forms, outlines, metadata, revisions) can travel.
 
 #include "engine/page_raster.h"
+#include "engine/secure_export.h"
 #include "engine/redaction_engine.h"
 
 #include <libdeflate.h>
@@ -95,8 +96,9 @@ EncodedPage encode(PageImage image, Deflater& deflater) {
 
 // Renders and encodes one page; nothing when it cannot be rendered.
 std::optional<EncodedPage> producePage(const mu::Session& session, std::int64_t index,
-                                       const std::vector<RedactionRegion>& boxes, bool labels, Deflater& deflater) {
-    std::optional<PageImage> image = renderImage(session, index, kExportDpi, boxes, labels, RenderOrientation::mediaBox, true);
+                                       const std::vector<RedactionRegion>& boxes, bool labels, double dpi,
+                                       Deflater& deflater) {
+    std::optional<PageImage> image = renderImage(session, index, dpi, boxes, labels, RenderOrientation::mediaBox, true);
     if (!image || image->components != 3) {
         return std::nullopt;
     }
@@ -107,14 +109,40 @@ std::optional<EncodedPage> producePage(const mu::Session& session, std::int64_t 
 
 class WriteFailed {};
 
+// Where the PDF's bytes go: a temporary file for a real export, memory for the fuzzer.
+class ByteSink {
+public:
+    virtual ~ByteSink() = default;
+    virtual void write(const void* data, std::size_t size) = 0;
+    void write(const std::string& text) { write(text.data(), text.size()); }
+    std::uint64_t offset() const { return offset_; }
+
+protected:
+    std::uint64_t offset_ = 0;
+};
+
+class MemorySink : public ByteSink {
+public:
+    explicit MemorySink(std::vector<std::uint8_t>& bytes) : bytes_(bytes) {}
+    void write(const void* data, std::size_t size) override {
+        const auto* p = static_cast<const std::uint8_t*>(data);
+        bytes_.insert(bytes_.end(), p, p + size);
+        offset_ += size;
+    }
+
+private:
+    std::vector<std::uint8_t>& bytes_;
+};
+
 // A hidden temporary file beside the target; removed unless committed by renaming it over
 // the target, so a failed or cancelled export leaves nothing behind.
-class TemporaryOutput {
+class TemporaryOutput : public ByteSink {
 public:
     explicit TemporaryOutput(const std::filesystem::path& target) : target_(target) {
         const std::filesystem::path folder = target.parent_path().empty() ? std::filesystem::path(".") : target.parent_path();
         for (int attempt = 0; attempt < 8 && !file_; ++attempt) {
-            path_ = folder / ("." + target.filename().string() + "." + Uuid::random().toString() + ".tmp");
+            // Not derived from the target's name, which may already be as long as a name can be.
+            path_ = folder / (".norvane-" + Uuid::random().toString() + ".tmp");
             file_ = std::fopen(path_.c_str(), "wbx");
         }
         if (!file_) {
@@ -134,14 +162,13 @@ public:
     TemporaryOutput(const TemporaryOutput&) = delete;
     TemporaryOutput& operator=(const TemporaryOutput&) = delete;
 
-    void write(const void* data, std::size_t size) {
+    using ByteSink::write;
+    void write(const void* data, std::size_t size) override {
         if (size && std::fwrite(data, 1, size, file_) != size) {
             throw WriteFailed();
         }
         offset_ += size;
     }
-    void write(const std::string& text) { write(text.data(), text.size()); }
-    std::uint64_t offset() const { return offset_; }
 
     void commit() {
         bool ok = std::fflush(file_) == 0 && !std::ferror(file_);
@@ -165,7 +192,6 @@ private:
     std::filesystem::path target_;
     std::filesystem::path path_;
     std::FILE* file_ = nullptr;
-    std::uint64_t offset_ = 0;
     bool committed_ = false;
 };
 
@@ -186,7 +212,7 @@ std::string pdfNumber(double value) {
 // Page i uses objects 4 + 3i (image), 5 + 3i (content), 6 + 3i (page).
 class ImagePdfWriter {
 public:
-    ImagePdfWriter(TemporaryOutput& out, std::int64_t pageCount) : out_(out), pageCount_(pageCount) {
+    ImagePdfWriter(ByteSink& out, std::int64_t pageCount) : out_(out), pageCount_(pageCount) {
         offsets_.assign(static_cast<std::size_t>(3 + 3 * pageCount) + 1, 0);
         out_.write("%PDF-1.7\n%\xE2\xE3\xCF\xD3\n");
         beginObject(1);
@@ -254,7 +280,7 @@ private:
         out_.write(std::to_string(number) + " 0 obj\n");
     }
 
-    TemporaryOutput& out_;
+    ByteSink& out_;
     std::int64_t pageCount_;
     std::vector<std::uint64_t> offsets_;
 };
@@ -275,7 +301,7 @@ struct Handoff {
 };
 
 void helperPages(Handoff& handoff, const SharedPdfDocument& document,
-                 const std::map<std::int64_t, std::vector<RedactionRegion>>& byPage, bool labels,
+                 const std::map<std::int64_t, std::vector<RedactionRegion>>& byPage, bool labels, double dpi,
                  const std::stop_token& stop) {
     std::unique_ptr<mu::Session> session;
     std::unique_ptr<Deflater> deflater;
@@ -300,7 +326,7 @@ void helperPages(Handoff& handoff, const SharedPdfDocument& document,
         const auto found = byPage.find(page);
         std::optional<EncodedPage> encoded;
         try {
-            encoded = producePage(*session, page, found == byPage.end() ? none : found->second, labels, *deflater);
+            encoded = producePage(*session, page, found == byPage.end() ? none : found->second, labels, dpi, *deflater);
         } catch (...) {
             encoded.reset();
         }
@@ -337,17 +363,10 @@ private:
     std::jthread thread_;
 };
 
-}  // namespace
-
-void RedactionEngine::exportSecurePDF(const SharedPdfDocument& document, const std::vector<RedactionRegion>& redactions,
-                                      const std::filesystem::path& outputPath, bool labelRedactions,
-                                      const PageProgress& progress, std::stop_token stop) {
-    if (!document || document->pageCount() < 1) {
-        throw RedactionError::noPages();
-    }
-    if (redactions.empty()) {
-        throw RedactionError::noRedactions();
-    }
+// Renders every page and streams the image-only PDF into `out`.
+void writeSecurePdf(const SharedPdfDocument& document, const std::vector<RedactionRegion>& redactions,
+                    bool labelRedactions, double dpi, ByteSink& out, const PageProgress& progress,
+                    const std::stop_token& stop) {
     std::map<std::int64_t, std::vector<RedactionRegion>> byPage;
     for (const RedactionRegion& region : redactions) {
         byPage[region.pageIndex].push_back(region);
@@ -355,68 +374,101 @@ void RedactionEngine::exportSecurePDF(const SharedPdfDocument& document, const s
     const std::int64_t pageCount = document->pageCount();
     static const std::vector<RedactionRegion> none;
 
+    ImagePdfWriter writer(out, pageCount);
+    std::unique_ptr<mu::Session> session;
+    std::unique_ptr<Deflater> deflater;
     try {
-        TemporaryOutput out(outputPath);
-        ImagePdfWriter writer(out, pageCount);
+        session = std::make_unique<mu::Session>(document);
+        deflater = std::make_unique<Deflater>();
+    } catch (const std::exception&) {
+        throw RedactionError::cannotRenderPage(0);
+    }
 
-        std::unique_ptr<mu::Session> session;
-        std::unique_ptr<Deflater> deflater;
-        try {
-            session = std::make_unique<mu::Session>(document);
-            deflater = std::make_unique<Deflater>();
-        } catch (const std::exception&) {
-            throw RedactionError::cannotRenderPage(0);
+    Handoff handoff;
+    std::optional<HelperThread> helper;
+    if (pageCount > 1) {
+        helper.emplace(handoff, std::jthread([&handoff, &document, &byPage, labelRedactions, dpi, stop] {
+                           helperPages(handoff, document, byPage, labelRedactions, dpi, stop);
+                       }));
+    }
+
+    for (std::int64_t i = 0; i < pageCount; ++i) {
+        if (stop.stop_requested()) {
+            throw CancellationError();
         }
-
-        Handoff handoff;
-        std::optional<HelperThread> helper;
-        if (pageCount > 1) {
-            helper.emplace(handoff, std::jthread([&handoff, &document, &byPage, labelRedactions, stop] {
-                               helperPages(handoff, document, byPage, labelRedactions, stop);
-                           }));
-        }
-
-        for (std::int64_t i = 0; i < pageCount; ++i) {
-            if (stop.stop_requested()) {
+        std::optional<EncodedPage> page;
+        if (i % 2 == 0) {
+            const auto found = byPage.find(i);
+            try {
+                page = producePage(*session, i, found == byPage.end() ? none : found->second, labelRedactions,
+                                   dpi, *deflater);
+            } catch (const std::bad_alloc&) {
+                page.reset();
+            }
+        } else {
+            std::unique_lock lock(handoff.mutex);
+            handoff.changed.wait(lock, [&] { return handoff.slotFull || handoff.helperDone; });
+            if (handoff.slotFull && handoff.slotPage == i) {
+                page = std::move(handoff.slot);
+                handoff.slot.reset();
+                handoff.slotFull = false;
+                handoff.changed.notify_all();
+            } else if (stop.stop_requested()) {
                 throw CancellationError();
             }
-            std::optional<EncodedPage> page;
-            if (i % 2 == 0) {
-                const auto found = byPage.find(i);
-                try {
-                    page = producePage(*session, i, found == byPage.end() ? none : found->second, labelRedactions,
-                                       *deflater);
-                } catch (const std::bad_alloc&) {
-                    page.reset();
-                }
-            } else {
-                std::unique_lock lock(handoff.mutex);
-                handoff.changed.wait(lock, [&] { return handoff.slotFull || handoff.helperDone; });
-                if (handoff.slotFull && handoff.slotPage == i) {
-                    page = std::move(handoff.slot);
-                    handoff.slot.reset();
-                    handoff.slotFull = false;
-                    handoff.changed.notify_all();
-                } else if (stop.stop_requested()) {
-                    throw CancellationError();
-                }
-            }
-            if (!page) {
-                throw RedactionError::cannotRenderPage(i);
-            }
-            writer.addPage(i, document->page(i), *page);
-            page.reset();
-            if (progress) {
-                progress(i + 1, pageCount);
-            }
         }
-        writer.finish();
+        if (!page) {
+            throw RedactionError::cannotRenderPage(i);
+        }
+        writer.addPage(i, document->page(i), *page);
+        page.reset();
+        if (progress) {
+            progress(i + 1, pageCount);
+        }
+    }
+    writer.finish();
+}
+
+void checkExportable(const SharedPdfDocument& document, const std::vector<RedactionRegion>& redactions) {
+    if (!document || document->pageCount() < 1) {
+        throw RedactionError::noPages();
+    }
+    if (redactions.empty()) {
+        throw RedactionError::noRedactions();
+    }
+}
+
+}  // namespace
+
+void RedactionEngine::exportSecurePDF(const SharedPdfDocument& document, const std::vector<RedactionRegion>& redactions,
+                                      const std::filesystem::path& outputPath, bool labelRedactions,
+                                      const PageProgress& progress, std::stop_token stop) {
+    checkExportable(document, redactions);
+    try {
+        TemporaryOutput out(outputPath);
+        writeSecurePdf(document, redactions, labelRedactions, kExportDpi, out, progress, stop);
         out.commit();
     } catch (const WriteFailed&) {
         throw RedactionError::exportFailed();
     } catch (const std::bad_alloc&) {
         throw RedactionError::exportFailed();
     }
+}
+
+std::vector<std::uint8_t> exportSecurePdfToMemory(const SharedPdfDocument& document,
+                                                  const std::vector<RedactionRegion>& redactions, bool labelRedactions,
+                                                  double dpi) {
+    checkExportable(document, redactions);
+    std::vector<std::uint8_t> bytes;
+    try {
+        MemorySink out(bytes);
+        writeSecurePdf(document, redactions, labelRedactions, dpi, out, {}, {});
+    } catch (const WriteFailed&) {
+        throw RedactionError::exportFailed();
+    } catch (const std::bad_alloc&) {
+        throw RedactionError::exportFailed();
+    }
+    return bytes;
 }
 
 }  // namespace norvane

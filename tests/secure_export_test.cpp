@@ -227,14 +227,35 @@ TEST(SecureExport, ProgressIsReportedOnTheCallingThread) {
     EXPECT_THAT(threads, ElementsAre(std::this_thread::get_id()));
 }
 
-TEST(SecureExport, ReplacesAnExistingFile) {
+struct OutputName {
+    const char* name;
+    std::string fileName;
+    bool existing;
+};
+
+void PrintTo(const OutputName& c, std::ostream* os) { *os << c.name; }
+
+class OutputNames : public ::testing::TestWithParam<OutputName> {};
+
+// Any name the file system takes works, and the temporary file beside it never makes the
+// name too long.
+TEST_P(OutputNames, ExportToExactlyThatFile) {
     TempDir dir;
-    const auto out = dir.file("out.pdf");
-    testing::writeFile(out, {'o', 'l', 'd'});
+    const auto out = dir.file(GetParam().fileName);
+    if (GetParam().existing) {
+        testing::writeFile(out, {'o', 'l', 'd'});
+    }
     RedactionEngine::exportSecurePDF(documentOf(textPages(2)), {region(0, {0, 0, 5, 5})}, out, false, {});
     EXPECT_EQ(PdfDocument::open(out)->pageCount(), 2);
-    EXPECT_THAT(filesIn(dir.path()), ElementsAre("out.pdf"));
+    EXPECT_THAT(filesIn(dir.path()), ElementsAre(GetParam().fileName));
 }
+
+INSTANTIATE_TEST_SUITE_P(SecureExport, OutputNames,
+                         ::testing::Values(OutputName{"replacesExisting", "out.pdf", true},
+                                           OutputName{"longestName", std::string(251, 'n') + ".pdf", false},
+                                           OutputName{"longestNameExisting", std::string(251, 'e') + ".pdf", true},
+                                           OutputName{"hiddenName", ".out.pdf", false}),
+                         [](const auto& p) { return std::string(p.param.name); });
 
 // ---- failures: the right error, no file, and the right progress ------------------------------
 
@@ -283,6 +304,13 @@ INSTANTIATE_TEST_SUITE_P(
         FailureCase{"noRegions", [] { return documentOf(textPages(2)); }, {}, RedactionError::Kind::noRedactions, 0, {}},
         FailureCase{"unrenderableThirdPage", hugeThirdPage, {region(0, {0, 0, 1, 1})},
                     RedactionError::Kind::cannotRenderPage, 2, {{1, 4}, {2, 4}}},
+        FailureCase{"emptyMediaBoxOnSecondPage",
+                    [] {
+                        std::vector<PageSpec> pages = textPages(3);
+                        pages[1].mediaBox = {0, 0, 0, 792};
+                        return documentOf(pages);
+                    },
+                    {region(0, {0, 0, 1, 1})}, RedactionError::Kind::cannotRenderPage, 1, {{1, 3}}},
         FailureCase{"unplaceableBoxOnSecondPage", [] { return documentOf(textPages(3)); },
                     {region(1, {std::numeric_limits<double>::quiet_NaN(), 0, 1, 1})},
                     RedactionError::Kind::cannotRenderPage, 1, {{1, 3}}}),

@@ -1,0 +1,18 @@
+#pragma once
+// The secure copy built in memory, at any resolution: for the fuzzer, which needs the whole
+// export path without the disk and at a resolution it can afford per input.
+
+#include "engine/pdf_document.h"
+#include "model/redaction_records.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace norvane {
+
+// As RedactionEngine::exportSecurePDF, into memory at `dpi`.
+std::vector<std::uint8_t> exportSecurePdfToMemory(const SharedPdfDocument& document,
+                                                  const std::vector<RedactionRegion>& redactions, bool labelRedactions,
+                                                  double dpi);
+
+}  // namespace norvane
