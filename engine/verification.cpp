@@ -11,33 +11,40 @@ namespace {
 
 constexpr double kVerificationDpi = 150;
 
+// What reading one page's text holds, released on every way out.
+struct TextExtraction {
+    fz_context* ctx;
+    fz_page* page = nullptr;
+    fz_stext_page* text = nullptr;
+    fz_buffer* buffer = nullptr;
+
+    explicit TextExtraction(fz_context* context) : ctx(context) {}
+    ~TextExtraction() {
+        fz_drop_buffer(ctx, buffer);
+        fz_drop_stext_page(ctx, text);
+        fz_drop_page(ctx, page);
+    }
+    TextExtraction(const TextExtraction&) = delete;
+    TextExtraction& operator=(const TextExtraction&) = delete;
+};
+
 // The page's text layer as plain text. A page that cannot be loaded or whose text cannot be
 // read throws: nobody can say it is clean.
 std::string pageText(const mu::Session& session, std::int64_t pageIndex) {
     fz_context* ctx = session.ctx();
     fz_document* doc = session.doc();
     const int index = static_cast<int>(pageIndex);
-    fz_page* page = nullptr;
-    fz_stext_page* text = nullptr;
-    fz_buffer* buffer = nullptr;
-    std::string result;
+    TextExtraction x(ctx);
     try {
-        mu::muCall(ctx, [&] { page = fz_load_page(ctx, doc, index); });
-        mu::muCall(ctx, [&] { text = fz_new_stext_page_from_page(ctx, page, nullptr); });
-        mu::muCall(ctx, [&] { buffer = fz_new_buffer_from_stext_page(ctx, text); });
-        unsigned char* data = nullptr;
-        const std::size_t length = fz_buffer_storage(ctx, buffer, &data);
-        result.assign(reinterpret_cast<const char*>(data), length);
-    } catch (const std::exception&) {
-        fz_drop_buffer(ctx, buffer);
-        fz_drop_stext_page(ctx, text);
-        fz_drop_page(ctx, page);
+        mu::muCall(ctx, [&] { x.page = fz_load_page(ctx, doc, index); });
+        mu::muCall(ctx, [&] { x.text = fz_new_stext_page_from_page(ctx, x.page, nullptr); });
+        mu::muCall(ctx, [&] { x.buffer = fz_new_buffer_from_stext_page(ctx, x.text); });
+    } catch (const mu::MuPdfError&) {
         throw RedactionError::outputVerificationFailed();
     }
-    fz_drop_buffer(ctx, buffer);
-    fz_drop_stext_page(ctx, text);
-    fz_drop_page(ctx, page);
-    return result;
+    unsigned char* data = nullptr;
+    const std::size_t length = fz_buffer_storage(ctx, x.buffer, &data);
+    return std::string(reinterpret_cast<const char*>(data), length);
 }
 
 void collectFound(const std::string& text, const std::vector<std::string>& terms, std::set<std::string>& found) {
