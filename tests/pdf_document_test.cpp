@@ -56,6 +56,9 @@ INSTANTIATE_TEST_SUITE_P(
                       GeometryCase{"rot270", pageWith({0, 0, 612, 792}, 270), {0, 0, 612, 792}, 270},
                       GeometryCase{"rotNeg90", pageWith({0, 0, 612, 792}, -90), {0, 0, 612, 792}, 270},
                       GeometryCase{"rot450", pageWith({0, 0, 612, 792}, 450), {0, 0, 612, 792}, 90},
+                      // Off the quarter turns: snapped to the nearest, as MuPDF draws them.
+                      GeometryCase{"rot135", pageWith({0, 0, 612, 792}, 135), {0, 0, 612, 792}, 180},
+                      GeometryCase{"rot320", pageWith({0, 0, 612, 792}, 320), {0, 0, 612, 792}, 0},
                       GeometryCase{"offsetOrigin", pageWith({-100, 50, 400, 300}, 0), {-100, 50, 400, 300}, 0},
                       GeometryCase{"cropSmaller", pageWith({0, 0, 612, 792}, 0, PageRect{100, 100, 200, 200}),
                                    {0, 0, 612, 792}, 0},

@@ -87,7 +87,9 @@ INSTANTIATE_TEST_SUITE_P(
         // Text outside the crop box is still exported, so it must still be found.
         GeometryCase{"outsideCropBox", {0, 0, 612, 792}, 0, PageRect{0, 0, 300, 300}, TextRun{"", 72, 720, 12}},
         GeometryCase{"cropBoxAndRotation", {0, 0, 612, 792}, 270, PageRect{50, 60, 400, 500}, TextRun{"", 72, 400, 12}},
-        GeometryCase{"times", {0, 0, 612, 792}, 0, std::nullopt, TextRun{"", 72, 720, 12, "Times-Roman"}}),
+        GeometryCase{"times", {0, 0, 612, 792}, 0, std::nullopt, TextRun{"", 72, 720, 12, "Times-Roman"}},
+        // Small print is where a secret hides.
+        GeometryCase{"smallPrint", {0, 0, 612, 792}, 0, std::nullopt, TextRun{"", 72, 60, 6}}),
     [](const auto& p) { return std::string(p.param.name); });
 
 struct Expected {
@@ -157,6 +159,9 @@ INSTANTIATE_TEST_SUITE_P(
         QueryCase{"acrossEmptyPage", {{"Dear John"}, {}, {"Smith"}}, "john smith",
                   {{0, "John\nSmith"}, {2, "John\nSmith"}}},
         QueryCase{"partialMatchRestarts", {{"Jo John Smith"}}, "John Smith", {{0, "John Smith"}}},
+        // A partial match that overlaps the real one: the search must fall back, not start over.
+        QueryCase{"selfOverlappingQuery", {{"Mississippi", "AAAB ABABAC"}}, "issip", {{0, "issip"}}},
+        QueryCase{"repeatedPrefix", {{"AAAB ABABAC"}}, "ababac", {{0, "ABABAC"}}},
         QueryCase{"noTextLayer", {{}}, "Smith", {}}),
     [](const auto& p) { return std::string(p.param.name); });
 

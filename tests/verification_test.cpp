@@ -95,7 +95,11 @@ TEST_P(TextLayerFindings, AreDistinctTrimmedAndInCodePointOrder) {
     spec.pages.resize(1);
     double y = 720;
     for (const auto& line : c.lines) {
-        spec.pages[0].texts.push_back(TextRun{line, 72, y, 12});
+        if (line.starts_with('\x01')) {
+            spec.pages[0].extraContent += "BT /F1 12 Tf 3 Tr 72 " + std::to_string(y) + " Td (" + line.substr(1) + ") Tj ET\n";
+        } else {
+            spec.pages[0].texts.push_back(TextRun{line, 72, y, 12});
+        }
         y -= 40;
     }
     TempDir dir;
@@ -116,7 +120,9 @@ INSTANTIATE_TEST_SUITE_P(
                      {"R\xc3\x89SUM\xc3\x89", "resume"}},
         FindingsCase{"LiteralNotKeyMatch", {"Invoice No. 4711-A"}, {"4711a", "4711-a"}, {"4711-a"}},
         FindingsCase{"SplitAcrossLinesIsMissed", {"Payment to John", "Whitaker by cheque"}, {"John Whitaker"}, {}},
-        FindingsCase{"AbsentTerm", {"Nothing to see"}, {"Harrington"}, {}}),
+        FindingsCase{"AbsentTerm", {"Nothing to see"}, {"Harrington"}, {}},
+        // Drawn invisibly: no recogniser sees it, the text layer still holds it.
+        FindingsCase{"InvisibleText", {"Visible heading", "\x01Quarterly memo"}, {"Quarterly"}, {"Quarterly"}}),
     [](const auto& test) { return std::string(test.param.name); });
 
 TEST(Verification, ReadsScansInTheirDisplayedOrientation) {
