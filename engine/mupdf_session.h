@@ -90,6 +90,25 @@ private:
     pdf_document* pdf_ = nullptr;
 };
 
+// What extracting one page's text holds, released on every way out (dropping never throws).
+struct PageTextResources {
+    fz_context* ctx;
+    fz_page* page = nullptr;
+    fz_stext_page* text = nullptr;
+    fz_device* device = nullptr;
+    fz_buffer* buffer = nullptr;
+
+    explicit PageTextResources(fz_context* context) : ctx(context) {}
+    ~PageTextResources() {
+        fz_drop_buffer(ctx, buffer);
+        fz_drop_device(ctx, device);
+        fz_drop_stext_page(ctx, text);
+        fz_drop_page(ctx, page);
+    }
+    PageTextResources(const PageTextResources&) = delete;
+    PageTextResources& operator=(const PageTextResources&) = delete;
+};
+
 // Bytes MuPDF currently holds through its allocator, across all contexts.
 std::size_t allocatedBytes();
 

@@ -10,6 +10,7 @@
 #include <unicode/utf8.h>
 
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -159,7 +160,10 @@ std::string trimmed(std::string_view text) {
     return std::string(text.substr(begin, end - begin));
 }
 
-std::vector<ByteRange> findAllIgnoringCaseAndAccents(std::string_view haystack, std::string_view needle) {
+namespace {
+
+// Up to `limit` occurrences; verification asks only whether there is one.
+std::vector<ByteRange> literalMatches(std::string_view haystack, std::string_view needle, std::size_t limit) {
     std::vector<ByteRange> ranges;
     if (needle.empty() || haystack.empty()) {
         return ranges;
@@ -189,6 +193,9 @@ std::vector<ByteRange> findAllIgnoringCaseAndAccents(std::string_view haystack, 
             throw MatcherUnavailable("string search gave a range outside the text");
         }
         ranges.emplace_back(offsets[static_cast<std::size_t>(start)], offsets[static_cast<std::size_t>(end)]);
+        if (ranges.size() == limit) {
+            break;
+        }
     }
     if (U_FAILURE(status)) {
         throw MatcherUnavailable("string search failed");
@@ -196,8 +203,14 @@ std::vector<ByteRange> findAllIgnoringCaseAndAccents(std::string_view haystack, 
     return ranges;
 }
 
+}  // namespace
+
+std::vector<ByteRange> findAllIgnoringCaseAndAccents(std::string_view haystack, std::string_view needle) {
+    return literalMatches(haystack, needle, std::numeric_limits<std::size_t>::max());
+}
+
 std::optional<ByteRange> findIgnoringCaseAndAccents(std::string_view haystack, std::string_view needle) {
-    const std::vector<ByteRange> ranges = findAllIgnoringCaseAndAccents(haystack, needle);
+    const std::vector<ByteRange> ranges = literalMatches(haystack, needle, 1);
     if (ranges.empty()) {
         return std::nullopt;
     }

@@ -220,23 +220,6 @@ private:
     bool lastWasGap_ = false;
 };
 
-// Owns what one page's extraction allocates; dropping never throws in MuPDF.
-struct PageText {
-    fz_context* ctx;
-    pdf_page* page = nullptr;
-    fz_stext_page* text = nullptr;
-    fz_device* device = nullptr;
-
-    explicit PageText(fz_context* context) : ctx(context) {}
-    ~PageText() {
-        fz_drop_device(ctx, device);
-        fz_drop_stext_page(ctx, text);
-        fz_drop_page(ctx, page ? &page->super : nullptr);
-    }
-    PageText(const PageText&) = delete;
-    PageText& operator=(const PageText&) = delete;
-};
-
 PageRect toPageSpace(const fz_quad& quad, const fz_matrix& toUser) {
     const fz_rect r = fz_rect_from_quad(fz_transform_quad(quad, toUser));
     return PageRect{r.x0, r.y0, static_cast<double>(r.x1) - r.x0, static_cast<double>(r.y1) - r.y0};
@@ -247,20 +230,21 @@ void feedPage(const mu::Session& session, int pageIndex, Matcher& matcher, std::
               std::vector<RedactionSearchResult>& results, const std::string& fallbackText) {
     fz_context* ctx = session.ctx();
     pdf_document* pdf = session.pdf();
-    PageText extraction(ctx);
+    mu::PageTextResources extraction(ctx);
     fz_matrix toUser = fz_identity;
     try {
         mu::muCall(ctx, [&] {
-            extraction.page = pdf_load_page(ctx, pdf, pageIndex);
+            pdf_page* page = pdf_load_page(ctx, pdf, pageIndex);
+            extraction.page = &page->super;
             fz_rect mediaBox;
             fz_matrix pageCtm;
-            pdf_page_transform(ctx, extraction.page, &mediaBox, &pageCtm);
+            pdf_page_transform(ctx, page, &mediaBox, &pageCtm);
             toUser = fz_invert_matrix(pageCtm);
             extraction.text = fz_new_stext_page(ctx, fz_transform_rect(mediaBox, pageCtm));
             fz_stext_options options{};
             options.flags = 0;  // ligatures split into letters, white space normalised
             extraction.device = fz_new_stext_device(ctx, extraction.text, &options);
-            fz_run_page(ctx, &extraction.page->super, extraction.device, fz_identity, nullptr);
+            fz_run_page(ctx, extraction.page, extraction.device, fz_identity, nullptr);
             fz_close_device(ctx, extraction.device);
         });
     } catch (const mu::MuPdfError&) {

@@ -11,30 +11,13 @@ namespace {
 
 constexpr double kVerificationDpi = 150;
 
-// What reading one page's text holds, released on every way out.
-struct TextExtraction {
-    fz_context* ctx;
-    fz_page* page = nullptr;
-    fz_stext_page* text = nullptr;
-    fz_buffer* buffer = nullptr;
-
-    explicit TextExtraction(fz_context* context) : ctx(context) {}
-    ~TextExtraction() {
-        fz_drop_buffer(ctx, buffer);
-        fz_drop_stext_page(ctx, text);
-        fz_drop_page(ctx, page);
-    }
-    TextExtraction(const TextExtraction&) = delete;
-    TextExtraction& operator=(const TextExtraction&) = delete;
-};
-
 // The page's text layer as plain text. A page that cannot be loaded or whose text cannot be
 // read throws: nobody can say it is clean.
 std::string pageText(const mu::Session& session, std::int64_t pageIndex) {
     fz_context* ctx = session.ctx();
     fz_document* doc = session.doc();
     const int index = static_cast<int>(pageIndex);
-    TextExtraction x(ctx);
+    mu::PageTextResources x(ctx);
     try {
         mu::muCall(ctx, [&] { x.page = fz_load_page(ctx, doc, index); });
         mu::muCall(ctx, [&] { x.text = fz_new_stext_page_from_page(ctx, x.page, nullptr); });
