@@ -1,9 +1,9 @@
 #include "app/about_panel.h"
 
-#include "app/theme.h"
-#include "app/theme_widgets.h"
+#include "ui/theme.h"
+#include "ui/typography.h"
+#include "ui/themed_widgets.h"
 
-#include <QDesktopServices>
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QIcon>
@@ -24,11 +24,6 @@ namespace norvane {
 namespace {
 
 constexpr int kColumnWidth = 285;
-
-UrlOpener& urlOpener() {
-    static UrlOpener opener = [](const QUrl& url) { QDesktopServices::openUrl(url); };
-    return opener;
-}
 
 QPointer<AboutPanel>& aboutPanelKeeper() {
     static QPointer<AboutPanel> panel;
@@ -106,16 +101,14 @@ QString websiteLinkTitle(const QString& address) {
     return shown + QStringLiteral("  \u2197");
 }
 
-void setUrlOpener(UrlOpener opener) { urlOpener() = std::move(opener); }
-
-void openNorvaneWebsite() {
-    if (const auto url = websiteUrl(websiteAddress())) urlOpener()(*url);
+void openNorvaneWebsite(DesktopServices& desktop) {
+    if (const auto url = websiteUrl(websiteAddress())) desktop.openUrl(*url);
 }
 
 AboutPanel* currentAboutPanel() { return aboutPanelKeeper().data(); }
 
-void showNorvaneAbout() {
-    auto* panel = new AboutPanel;
+void showNorvaneAbout(std::shared_ptr<DesktopServices> desktop) {
+    auto* panel = new AboutPanel(std::move(desktop));
     aboutPanelKeeper() = panel;
     if (const QScreen* screen = QGuiApplication::primaryScreen()) {
         panel->move(screen->availableGeometry().center() - panel->rect().center());
@@ -130,8 +123,9 @@ void showNorvaneAbout() {
     });
 }
 
-AboutPanel::AboutPanel(QWidget* parent)
-    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint) {
+AboutPanel::AboutPanel(std::shared_ptr<DesktopServices> desktop, QWidget* parent)
+    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
+      desktop_(std::move(desktop)) {
     using namespace theme;
     setWindowTitle(QString());
     setWindowModality(Qt::ApplicationModal);
@@ -192,7 +186,9 @@ AboutPanel::AboutPanel(QWidget* parent)
     linkButton_->setFocusPolicy(Qt::NoFocus);
     linkButton_->setStyleSheet(QStringLiteral("QPushButton { border: none; padding: 2px; color: %1; }")
                                    .arg(linkColor(palette()).name()));
-    connect(linkButton_, &QPushButton::clicked, this, [] { openNorvaneWebsite(); });
+    connect(linkButton_, &QPushButton::clicked, this, [this] {
+        if (desktop_) openNorvaneWebsite(*desktop_);
+    });
     stack->addWidget(linkButton_, 0, Qt::AlignHCenter);
 
     closeButton_ = new QPushButton(QStringLiteral("Close"));

@@ -1,11 +1,13 @@
 #pragma once
 // The About panel (run modally) and the command that opens the maker's web site.
 
+#include "model/desktop_services.h"
+
 #include <QDialog>
 #include <QString>
 #include <QUrl>
 
-#include <functional>
+#include <memory>
 #include <optional>
 
 class QPushButton;
@@ -20,16 +22,12 @@ std::optional<QUrl> websiteUrl(const QString& address);
 QString websiteLinkTitle(const QString& address);
 
 // Opens the maker's site in the default browser; silently nothing for an unusable address.
-void openNorvaneWebsite();
+void openNorvaneWebsite(DesktopServices& desktop);
 // Builds a fresh About panel and runs it modally once control returns to the event loop.
-void showNorvaneAbout();
+void showNorvaneAbout(std::shared_ptr<DesktopServices> desktop);
 // The panel currently shown by showNorvaneAbout(), or null.
 class AboutPanel;
 AboutPanel* currentAboutPanel();
-
-// Where website links go; tests replace it so nothing is opened for real.
-using UrlOpener = std::function<void(const QUrl&)>;
-void setUrlOpener(UrlOpener opener);
 
 class AboutPanel : public QDialog {
     Q_OBJECT
@@ -37,7 +35,8 @@ public:
     static constexpr int panelWidth = 340;
     static constexpr int panelHeight = 248;
 
-    explicit AboutPanel(QWidget* parent = nullptr);
+    // `desktop` opens the link; may be null, as in pictures of the panel.
+    explicit AboutPanel(std::shared_ptr<DesktopServices> desktop, QWidget* parent = nullptr);
 
     QPushButton* closeButton() const { return closeButton_; }
     QPushButton* linkButton() const { return linkButton_; }
@@ -51,6 +50,7 @@ protected:
 private:
     QPushButton* closeButton_ = nullptr;
     QPushButton* linkButton_ = nullptr;
+    std::shared_ptr<DesktopServices> desktop_;
 };
 
 }  // namespace norvane

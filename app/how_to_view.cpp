@@ -1,7 +1,8 @@
 #include "app/how_to_view.h"
 
-#include "app/theme.h"
-#include "app/theme_widgets.h"
+#include "ui/theme.h"
+#include "ui/typography.h"
+#include "ui/themed_widgets.h"
 
 #include <QHBoxLayout>
 #include <QLinearGradient>

@@ -3,6 +3,7 @@
 
 #include "app/app_delegate.h"
 #include "app/main_window.h"
+#include "ui/qt_desktop_services.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -29,10 +30,13 @@ int main(int argc, char** argv) {
     QStringList paths;
     for (const QString& argument : parser.positionalArguments()) paths.append(QFileInfo(argument).absoluteFilePath());
 
+    const auto services = std::make_shared<const norvane::Services>(norvane::Services{
+        std::make_shared<norvane::RecentRedactionStore>(norvane::RecentRedactionStore::defaultStoragePath()),
+        std::make_shared<norvane::QtDesktopServices>(), norvane::EngineCalls{}});
     const auto windowSystem = norvane::makeQtWindowSystem();
     norvane::RedactionAppDelegate delegate(*windowSystem);
 
-    norvane::MainWindow* window = norvane::MainWindow::openNewWindow();
+    norvane::MainWindow* window = norvane::MainWindow::openNewWindow(services);
     if (!paths.isEmpty()) {
         QTimer::singleShot(0, window, [window, paths] { window->openFiles(paths); });
     }

@@ -13,19 +13,19 @@
 
 namespace norvane {
 
-MainWindow::MainWindow(RecentRedactionStore* store, QWidget* parent) : QMainWindow(parent), store_(store) {
+MainWindow::MainWindow(SharedServices services, QWidget* parent) : QMainWindow(parent), services_(std::move(services)) {
     setWindowTitle(QStringLiteral("Norvane - Redaction Tool"));
     setMinimumSize(minimumWidth, minimumHeight);
     resize(defaultWidth, defaultHeight);
-    rootView_ = new RootView(store_);
+    rootView_ = new RootView(services_);
     setCentralWidget(rootView_);
     buildMenus();
     connect(rootView_, &RootView::detailChanged, this, &MainWindow::watchWorkspace);
     watchWorkspace();
 }
 
-MainWindow* MainWindow::openNewWindow(RecentRedactionStore* store) {
-    auto* window = new MainWindow(store);
+MainWindow* MainWindow::openNewWindow(SharedServices services) {
+    auto* window = new MainWindow(std::move(services));
     window->setAttribute(Qt::WA_DeleteOnClose);
     window->show();
     return window;
@@ -33,7 +33,7 @@ MainWindow* MainWindow::openNewWindow(RecentRedactionStore* store) {
 
 void MainWindow::buildMenus() {
     QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
-    newWindow_ = file->addAction(QStringLiteral("New Window"), this, [this] { openNewWindow(store_); });
+    newWindow_ = file->addAction(QStringLiteral("New Window"), this, [this] { openNewWindow(services_); });
     newWindow_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_N));
     open_ = file->addAction(QStringLiteral("Open PDFs\u2026"), this, &MainWindow::chooseFilesToOpen);
     open_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_O));
@@ -81,9 +81,9 @@ void MainWindow::buildMenus() {
     minimize_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_M));
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
-    website_ = help->addAction(QStringLiteral("Explore More Local Tools"), this, [] { openNorvaneWebsite(); });
+    website_ = help->addAction(QStringLiteral("Explore More Local Tools"), this, [this] { openNorvaneWebsite(*services_->desktop); });
     help->addSeparator();
-    about_ = help->addAction(QStringLiteral("About Norvane Redaction"), this, [] { showNorvaneAbout(); });
+    about_ = help->addAction(QStringLiteral("About Norvane Redaction"), this, [this] { showNorvaneAbout(services_->desktop); });
     about_->setMenuRole(QAction::AboutRole);
 
     for (QMenu* menu : {file, edit}) connect(menu, &QMenu::aboutToShow, this, &MainWindow::updateCommandStates);

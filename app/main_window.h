@@ -2,6 +2,8 @@
 // One main window: its own root view (so its own selection and workspace) and the menu bar,
 // whose workspace commands act on this window's workspace and are disabled when they cannot run.
 
+#include "model/services.h"
+
 #include <QMainWindow>
 #include <QStringList>
 
@@ -9,7 +11,6 @@ class QAction;
 
 namespace norvane {
 
-class RecentRedactionStore;
 class RootView;
 
 class MainWindow : public QMainWindow {
@@ -20,11 +21,10 @@ public:
     static constexpr int minimumWidth = 1120;
     static constexpr int minimumHeight = 740;
 
-    // `store` null means the process-wide history store.
-    explicit MainWindow(RecentRedactionStore* store = nullptr, QWidget* parent = nullptr);
+    explicit MainWindow(SharedServices services, QWidget* parent = nullptr);
 
     // A new, shown main window that deletes itself when closed.
-    static MainWindow* openNewWindow(RecentRedactionStore* store = nullptr);
+    static MainWindow* openNewWindow(SharedServices services);
 
     RootView* rootView() const { return rootView_; }
 
@@ -56,7 +56,7 @@ private:
     void watchWorkspace();
     void chooseFilesToOpen();
 
-    RecentRedactionStore* store_;
+    SharedServices services_;
     RootView* rootView_ = nullptr;
     QAction* newWindow_ = nullptr;
     QAction* open_ = nullptr;

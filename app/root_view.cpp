@@ -1,9 +1,10 @@
 #include "app/root_view.h"
 
 #include "app/how_to_view.h"
-#include "app/theme.h"
-#include "app/theme_widgets.h"
-#include "history/recent_redaction_store.h"
+#include "ui/symbols.h"
+#include "ui/theme.h"
+#include "ui/typography.h"
+#include "ui/themed_widgets.h"
 #include "history/recent_redactions_view.h"
 #include "workspace/workspace_screen.h"
 
@@ -60,7 +61,7 @@ QString sidebarTitle(RedactionSidebarItem item) { return rawValue(item); }
 QString sidebarSymbol(RedactionSidebarItem item) { return QString::fromUtf8(entryFor(item).symbol); }
 QString sidebarSectionHeader(RedactionSidebarItem item) { return QString::fromUtf8(entryFor(item).header); }
 
-RootView::RootView(RecentRedactionStore* store, QWidget* parent) : QWidget(parent), store_(store) {
+RootView::RootView(SharedServices services, QWidget* parent) : QWidget(parent), services_(std::move(services)) {
     using namespace theme;
     auto* layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -174,10 +175,10 @@ void RootView::showDetailFor(std::optional<RedactionSidebarItem> item) {
     detail_ = nullptr;
     switch (item.value_or(RedactionSidebarItem::redaction)) {
     case RedactionSidebarItem::redaction:
-        detail_ = new WorkspaceScreen;
+        detail_ = new WorkspaceScreen(services_);
         break;
     case RedactionSidebarItem::recent:
-        detail_ = new RecentRedactionsView(store_ ? *store_ : RecentRedactionStore::shared());
+        detail_ = new RecentRedactionsView(*services_->history);
         break;
     case RedactionSidebarItem::howTo:
         detail_ = new EnhancedRedactionHowToView;

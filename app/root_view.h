@@ -3,6 +3,8 @@
 // showing exactly one screen. A screen is built when its section is selected and destroyed,
 // with all its state, when another section is selected.
 
+#include "model/services.h"
+
 #include <QString>
 #include <QWidget>
 
@@ -15,7 +17,6 @@ class QSplitter;
 
 namespace norvane {
 
-class RecentRedactionStore;
 class WorkspaceScreen;
 
 enum class RedactionSidebarItem { redaction, recent, howTo };
@@ -36,8 +37,7 @@ public:
     static constexpr int sidebarIdealWidth = 240;
     static constexpr int sidebarMaximumWidth = 280;
 
-    // `store` null means the process-wide history store.
-    explicit RootView(RecentRedactionStore* store = nullptr, QWidget* parent = nullptr);
+    explicit RootView(SharedServices services, QWidget* parent = nullptr);
 
     std::optional<RedactionSidebarItem> selection() const { return selection_; }
     void setSelection(std::optional<RedactionSidebarItem> item);
@@ -61,7 +61,7 @@ private:
     void showDetailFor(std::optional<RedactionSidebarItem> item);
     QListWidgetItem* rowFor(RedactionSidebarItem item) const;
 
-    RecentRedactionStore* store_;
+    SharedServices services_;
     std::optional<RedactionSidebarItem> selection_;
     QSplitter* splitter_ = nullptr;
     QListWidget* sidebar_ = nullptr;

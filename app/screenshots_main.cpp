@@ -7,9 +7,8 @@
 #include "app/app_icon.h"
 #include "app/main_window.h"
 #include "app/root_view.h"
-#include "app/theme.h"
-#include "history/recent_redaction_store.h"
-#include "model/engine_calls.h"
+#include "ui/theme.h"
+#include "model/services.h"
 #include "workspace/workspace_screen.h"
 
 #include <QApplication>
@@ -87,8 +86,8 @@ void settle(int milliseconds) {
 
 struct Context {
     QDir workDir;
-    RecentRedactionStore* emptyStore;
-    RecentRedactionStore* fullStore;
+    SharedServices empty;  // an empty history
+    SharedServices full;   // a few exports in the history
     QString samplePath;
 };
 
@@ -101,8 +100,8 @@ struct Scene {
     int settleMs = 150;
 };
 
-MainWindow* windowOn(RecentRedactionStore* store, std::optional<RedactionSidebarItem> item) {
-    auto* window = new MainWindow(store);
+MainWindow* windowOn(SharedServices services, std::optional<RedactionSidebarItem> item) {
+    auto* window = new MainWindow(std::move(services));
     window->rootView()->setSelection(item);
     return window;
 }
@@ -114,22 +113,23 @@ public:
     explicit ScriptedDesktop(QString target) : target_(std::move(target)) {}
     std::optional<QString> chooseSaveLocation(const QString&, const QString&) override { return target_; }
     void revealInFileManager(const QString&) override {}
+    void openUrl(const QUrl&) override {}
 
 private:
     QString target_;
 };
 
-enum class ExportOutcome { running, passed, needsReview };
+enum class Ending { running, passed, needsReview };
 
-void scriptExport(ExportOutcome outcome) {
-    EngineCalls& calls = engineCalls();
+EngineCalls scriptedExport(Ending outcome) {
+    EngineCalls calls;
     calls.exportSecurePDF = [outcome](const SharedPdfDocument&, const std::vector<RedactionRegion>&,
                                       const std::filesystem::path& out, bool, const PageProgress& progress,
                                       std::stop_token stop) {
         QFile file(QString::fromStdString(out.string()));
         if (file.open(QIODevice::WriteOnly)) file.write("%PDF-1.4\n");
         progress(1, 2);
-        if (outcome == ExportOutcome::running) {
+        if (outcome == Ending::running) {
             while (!stop.stop_requested()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
             throw CancellationError();
         }
@@ -139,23 +139,23 @@ void scriptExport(ExportOutcome outcome) {
                                    const PageProgress& progress, std::stop_token) {
         progress(1, 2);
         progress(2, 2);
-        if (outcome == ExportOutcome::needsReview) return ExportVerification(2, {"078-05-1120", "Jordan A. Whitfield"});
+        if (outcome == Ending::needsReview) return ExportVerification(2, {"078-05-1120", "Jordan A. Whitfield"});
         return ExportVerification(2, {});
     };
+    return calls;
 }
 
-// The workspace with the sample open and `setUp` applied; the engine is restored and any
-// task cancelled when the picture has been taken.
-MainWindow* editingScene(Context& c, const std::function<void(RedactionViewModel&)>& setUp) {
-    MainWindow* window = windowOn(c.emptyStore, RedactionSidebarItem::redaction);
+// The workspace with the sample open and `setUp` applied, over a scripted save dialog and
+// export; any task is cancelled when the picture has been taken.
+MainWindow* editingScene(Context& c, Ending ending, const std::function<void(RedactionViewModel&)>& setUp) {
+    auto services = std::make_shared<Services>(*c.empty);
+    services->desktop =
+        std::make_shared<ScriptedDesktop>(c.workDir.filePath(QStringLiteral("separation-agreement-redacted.pdf")));
+    services->engine = scriptedExport(ending);
+    MainWindow* window = windowOn(services, RedactionSidebarItem::redaction);
     window->openFiles({c.samplePath});
-    WorkspaceScreen* screen = window->rootView()->workspace();
-    RedactionViewModel& model = screen->model();
-    model.setDesktopServices(std::make_shared<ScriptedDesktop>(c.workDir.filePath(QStringLiteral("separation-agreement-redacted.pdf"))));
-    QObject::connect(window, &QObject::destroyed, [&model] {
-        model.cancel();
-        engineCalls() = EngineCalls{};
-    });
+    RedactionViewModel& model = window->rootView()->workspace()->model();
+    QObject::connect(window, &QObject::destroyed, [&model] { model.cancel(); });
     setUp(model);
     return window;
 }
@@ -169,17 +169,17 @@ void markSample(RedactionViewModel& model) {
 
 const std::vector<Scene>& scenes() {
     static const std::vector<Scene> table{
-        {"landing", [](Context& c) { return windowOn(c.emptyStore, RedactionSidebarItem::redaction); }},
+        {"landing", [](Context& c) { return windowOn(c.empty, RedactionSidebarItem::redaction); }},
         {"editing",
          [](Context& c) {
-             MainWindow* window = windowOn(c.emptyStore, RedactionSidebarItem::redaction);
+             MainWindow* window = windowOn(c.empty, RedactionSidebarItem::redaction);
              window->openFiles({c.samplePath});
              return window;
          },
          900},
         {"editing-results",
          [](Context& c) {
-             return editingScene(c, [](RedactionViewModel& model) {
+             return editingScene(c, Ending::passed, [](RedactionViewModel& model) {
                  model.setSearchText(QStringLiteral("account"));
                  model.findNativeText();
              });
@@ -187,35 +187,32 @@ const std::vector<Scene>& scenes() {
          900},
         {"editing-export-running",
          [](Context& c) {
-             return editingScene(c, [](RedactionViewModel& model) {
+             return editingScene(c, Ending::running, [](RedactionViewModel& model) {
                  markSample(model);
-                 scriptExport(ExportOutcome::running);
                  model.exportSecureCopy();
              });
          },
          900},
         {"editing-verified",
          [](Context& c) {
-             return editingScene(c, [](RedactionViewModel& model) {
+             return editingScene(c, Ending::passed, [](RedactionViewModel& model) {
                  markSample(model);
-                 scriptExport(ExportOutcome::passed);
                  model.exportSecureCopy();
              });
          },
          900},
         {"editing-needs-review",
          [](Context& c) {
-             return editingScene(c, [](RedactionViewModel& model) {
+             return editingScene(c, Ending::needsReview, [](RedactionViewModel& model) {
                  markSample(model);
-                 scriptExport(ExportOutcome::needsReview);
                  model.exportSecureCopy();
              });
          },
          900},
-        {"history", [](Context& c) { return windowOn(c.fullStore, RedactionSidebarItem::recent); }},
-        {"history-empty", [](Context& c) { return windowOn(c.emptyStore, RedactionSidebarItem::recent); }},
-        {"guide", [](Context& c) { return windowOn(c.emptyStore, RedactionSidebarItem::howTo); }},
-        {"about", [](Context&) { return new AboutPanel; }},
+        {"history", [](Context& c) { return windowOn(c.full, RedactionSidebarItem::recent); }},
+        {"history-empty", [](Context& c) { return windowOn(c.empty, RedactionSidebarItem::recent); }},
+        {"guide", [](Context& c) { return windowOn(c.empty, RedactionSidebarItem::howTo); }},
+        {"about", [](Context&) { return new AboutPanel(nullptr); }},
     };
     return table;
 }
@@ -238,10 +235,8 @@ bool shoot(const Scene& scene, Context& context, const QString& outputDir, const
 
 int main(int argc, char** argv) {
     setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    // Anything that reaches for the per-user data directory lands in a throwaway one.
     QTemporaryDir dataHome;
     if (!dataHome.isValid()) return 1;
-    setenv("XDG_DATA_HOME", qPrintable(dataHome.path()), 1);
 
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Norvane"));
@@ -254,22 +249,24 @@ int main(int argc, char** argv) {
     if (!QDir().mkpath(outputDir)) return 1;
 
     QDir work(dataHome.path());
-    RecentRedactionStore emptyStore(work.filePath(QStringLiteral("empty/recent-redactions.json")));
-    RecentRedactionStore fullStore(work.filePath(QStringLiteral("full/recent-redactions.json")));
-    fullStore.add(QStringLiteral("board-minutes-2025.pdf"), QStringLiteral("/home/alex/Documents/Board/board-minutes-2025-redacted.pdf"), 12, 31, true);
-    fullStore.add(QStringLiteral("witness statement (scan).pdf"),
+    auto emptyStore = std::make_shared<RecentRedactionStore>(work.filePath(QStringLiteral("empty/recent-redactions.json")));
+    auto fullStore = std::make_shared<RecentRedactionStore>(work.filePath(QStringLiteral("full/recent-redactions.json")));
+    fullStore->add(QStringLiteral("board-minutes-2025.pdf"), QStringLiteral("/home/alex/Documents/Board/board-minutes-2025-redacted.pdf"), 12, 31, true);
+    fullStore->add(QStringLiteral("witness statement (scan).pdf"),
                   QStringLiteral("/home/alex/Documents/Cases/2026/Hernandez v. Northgate Logistics/Discovery/"
                                  "Production Set 04/Third-party subpoena responses/Exhibits for deposition of the "
                                  "records custodian/witness statement (scan)-redacted.pdf"),
                   3, 7, false);
-    fullStore.add(QStringLiteral("offer-letter.pdf"), QStringLiteral("/home/alex/Desktop/offer-letter-redacted.pdf"), 1, 1, true);
+    fullStore->add(QStringLiteral("offer-letter.pdf"), QStringLiteral("/home/alex/Desktop/offer-letter-redacted.pdf"), 1, 1, true);
 
     const QString samplePath = work.filePath(QStringLiteral("separation-agreement.pdf"));
     {
         QFile sample(samplePath);
         if (!sample.open(QIODevice::WriteOnly) || sample.write(samplePdf()) < 0) return 1;
     }
-    Context context{work, &emptyStore, &fullStore, samplePath};
+    const auto scripted = std::make_shared<ScriptedDesktop>(QString());
+    Context context{work, std::make_shared<const Services>(Services{emptyStore, scripted, {}}),
+                    std::make_shared<const Services>(Services{fullStore, scripted, {}}), samplePath};
 
     bool ok = true;
     const struct {

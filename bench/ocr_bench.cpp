@@ -11,7 +11,7 @@
 #include "engine/mupdf_session.h"
 #include "engine/page_raster.h"
 #include "engine/redaction_engine.h"
-#include "model/redaction_records.h"
+#include "records/redaction_records.h"
 
 #include <sys/resource.h>
 #include <sys/wait.h>

@@ -1,6 +1,6 @@
 #include "canvas/page_canvas.h"
 
-#include "app/theme.h"
+#include "ui/theme.h"
 #include "canvas/page_geometry.h"
 
 #include <QKeyEvent>

@@ -5,7 +5,7 @@
 
 #include "canvas/page_render_queue.h"
 #include "engine/pdf_document.h"
-#include "model/redaction_records.h"
+#include "records/redaction_records.h"
 
 #include <QAbstractScrollArea>
 #include <QPointF>

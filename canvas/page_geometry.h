@@ -3,7 +3,7 @@
 // points from the top-left corner of what the reader sees, y down.
 
 #include "engine/pdf_document.h"
-#include "model/redaction_records.h"
+#include "records/redaction_records.h"
 
 #include <QRectF>
 #include <QSizeF>

@@ -94,13 +94,13 @@ SharedPdfDocument openOrReport(const std::filesystem::path& path, std::ostream& 
     }
 }
 
-void printError(std::ostream& err, const std::exception& error, const RedactionError& fallback) {
+void printError(std::ostream& err, const std::exception& error, const std::optional<RedactionError>& fallback) {
     if (const auto* redaction = dynamic_cast<const RedactionError*>(&error)) {
         err << redaction->errorDescription() << '\n';
-    } else if (dynamic_cast<const OcrError*>(&error)) {
+    } else if (dynamic_cast<const OcrError*>(&error) || !fallback) {
         err << error.what() << '\n';
     } else {
-        err << fallback.errorDescription() << '\n';
+        err << fallback->errorDescription() << '\n';
     }
 }
 

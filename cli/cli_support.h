@@ -1,10 +1,10 @@
 #pragma once
 // Pieces the norvane-redact commands share: progress on stderr, JSON shapes of the
-// records, argument parsing and the overwrite guard.
+// records, region arguments and error printing.
 
 #include "cli/commands.h"
 #include "engine/redaction_engine.h"
-#include "model/redaction_records.h"
+#include "records/redaction_records.h"
 
 #include <nlohmann/json.hpp>
 
@@ -40,7 +40,7 @@ std::optional<RegionArgument> parseRegion(std::string_view text);
 SharedPdfDocument openOrReport(const std::filesystem::path& path, std::ostream& err);
 
 // The fixed message of a RedactionError, the recogniser's own words for an OcrError, and
-// `fallback` for anything else.
-void printError(std::ostream& err, const std::exception& error, const RedactionError& fallback);
+// `fallback` (or, without one, the error's own words) for anything else.
+void printError(std::ostream& err, const std::exception& error, const std::optional<RedactionError>& fallback);
 
 }  // namespace norvane::cli

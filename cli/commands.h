@@ -1,5 +1,7 @@
 #pragma once
 
+#include "model/services.h"
+
 #include <ostream>
 #include <string>
 #include <vector>
@@ -20,12 +22,15 @@ struct Console {
 };
 
 // Each command takes its arguments (without the command name) and returns the exit code.
-int runInfo(const std::vector<std::string>& args, std::ostream& out, std::ostream& err);
-int runFind(const std::vector<std::string>& args, const Console& console);
-int runExport(const std::vector<std::string>& args, const Console& console);
-int runVerify(const std::vector<std::string>& args, const Console& console);
+int runInfo(const std::vector<std::string>& args, const Console& console, const Services& services);
+int runFind(const std::vector<std::string>& args, const Console& console, const Services& services);
+int runExport(const std::vector<std::string>& args, const Console& console, const Services& services);
+int runVerify(const std::vector<std::string>& args, const Console& console, const Services& services);
 
 // The whole command line after the program name.
-int run(const std::vector<std::string>& args, const Console& console);
+int run(const std::vector<std::string>& args, const Console& console, const Services& services);
+
+// What a real run is handed: the engine and the user's history.
+Services commandLineServices();
 
 }  // namespace norvane::cli

@@ -1,184 +1,163 @@
+#include "cli/arguments.h"
 #include "cli/cli_support.h"
-#include "engine/output_guard.h"
-#include "history/recent_redaction_store.h"
+#include "model/export_pipeline.h"
 #include "model/verification_terms.h"
-
-#include <QString>
-
-#include <variant>
 
 namespace norvane::cli {
 namespace {
 
-// Regions are added in command-line order, so the duplicate rule sees them as the app
-// would see the same actions.
-struct FindAction {
-    std::string text;
-    bool ocr = false;
-};
-using Action = std::variant<FindAction, RegionArgument>;
-
-struct ExportOptions {
-    std::filesystem::path input;
-    std::filesystem::path output;
-    std::vector<Action> actions;
-    bool label = false;
-    bool verify = true;
-    bool recordHistory = false;
-};
-
-constexpr const char* kExportUsage =
+const CommandRules kExportRules{
     "usage: norvane-redact export IN.pdf -o OUT.pdf [--find TEXT]... [--ocr TEXT]...\n"
-    "                             [--region PAGE:X,Y,W,H]... [--label] [--no-verify] [--record-history]\n";
+    "                             [--region PAGE:X,Y,W,H]... [--label] [--no-verify] [--record-history]\n",
+    {{"--output", "-o", true, true},
+     {"--find", "", true, false},
+     {"--ocr", "", true, false},
+     {"--region", "", true, false},
+     {"--label", "", false, false},
+     {"--no-verify", "", false, false},
+     {"--record-history", "", false, false}},
+    1};
 
-// Nothing (after printing why) on a usage error.
-std::optional<ExportOptions> parseOptions(const std::vector<std::string>& args, std::ostream& err) {
-    ExportOptions options;
-    std::vector<std::string> positional;
-    bool haveOutput = false;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        const std::string& arg = args[i];
-        const bool takesValue = arg == "-o" || arg == "--output" || arg == "--find" || arg == "--ocr" || arg == "--region";
-        if (takesValue && i + 1 == args.size()) {
-            err << "norvane-redact: " << arg << " needs a value\n" << kExportUsage;
+// Every --region, checked before anything is opened or searched. Nothing after printing why.
+std::optional<std::vector<RegionArgument>> regionArguments(const ParsedArguments& parsed, std::ostream& err) {
+    std::vector<RegionArgument> regions;
+    for (const auto& text : parsed.values("--region")) {
+        const auto region = parseRegion(text);
+        if (!region) {
+            printUsageError(err, kExportRules,
+                            "--region needs PAGE:X,Y,W,H with a zero-based page and a rectangle at least 2 points wide "
+                            "and high");
             return std::nullopt;
         }
-        if (arg == "-o" || arg == "--output") {
-            if (haveOutput) {
-                err << "norvane-redact: only one output file\n" << kExportUsage;
-                return std::nullopt;
-            }
-            options.output = args[++i];
-            haveOutput = true;
-        } else if (arg == "--find" || arg == "--ocr") {
-            options.actions.emplace_back(FindAction{args[++i], arg == "--ocr"});
-        } else if (arg == "--region") {
-            const auto region = parseRegion(args[++i]);
-            if (!region) {
-                err << "norvane-redact: --region needs PAGE:X,Y,W,H with a zero-based page and a rectangle at least "
-                       "2 points wide and high\n";
-                return std::nullopt;
-            }
-            options.actions.emplace_back(*region);
-        } else if (arg == "--label") {
-            options.label = true;
-        } else if (arg == "--no-verify") {
-            options.verify = false;
-        } else if (arg == "--record-history") {
-            options.recordHistory = true;
-        } else if (arg.size() > 1 && arg.starts_with("-")) {
-            err << "norvane-redact: unknown option '" << arg << "'\n" << kExportUsage;
-            return std::nullopt;
-        } else {
-            positional.push_back(arg);
-        }
+        regions.push_back(*region);
     }
-    if (options.recordHistory && !options.verify) {
-        err << "norvane-redact: --record-history records verified exports; drop --no-verify\n" << kExportUsage;
-        return std::nullopt;
-    }
-    if (positional.size() != 1 || !haveOutput || options.output.empty()) {
-        err << kExportUsage;
-        return std::nullopt;
-    }
-    options.input = positional[0];
-    return options;
+    return regions;
 }
 
-}  // namespace
-
-int runExport(const std::vector<std::string>& args, const Console& console) {
-    const auto options = parseOptions(args, console.err);
-    if (!options) {
-        return kExitUsage;
-    }
-    if (wouldOverwriteSource(options->input, options->output)) {
-        console.err << kOverwriteRefusal << '\n';
-        return kExitFailure;
-    }
-    const SharedPdfDocument document = openOrReport(options->input, console.err);
-    if (!document) {
-        return kExitFailure;
-    }
-    for (const auto& action : options->actions) {
-        const auto* region = std::get_if<RegionArgument>(&action);
-        if (region && region->pageIndex >= document->pageCount()) {
-            console.err << "norvane-redact: --region page " << region->pageIndex << " does not exist (pages are 0 to "
-                        << document->pageCount() - 1 << ")\n";
-            return kExitUsage;
-        }
-    }
-
+// Every redaction the command line asks for, in command-line order, so the duplicate rule
+// sees them as the app would see the same actions. Throws what a search throws.
+std::vector<RedactionRegion> collectRegions(const ParsedArguments& parsed, const std::vector<RegionArgument>& drawn,
+                                            const SharedPdfDocument& document, const Console& console,
+                                            const Services& services, std::vector<std::string>& askedTerms) {
     std::vector<RedactionRegion> regions;
-    // Every term asked for is verified, found or not: a spelling the search missed but the
-    // page still shows must end in "Needs Review", not in a pass.
-    std::vector<std::string> askedTerms;
+    std::size_t drawnNumber = 0;
     std::size_t findNumber = 0;
-    try {
-        for (const auto& action : options->actions) {
-            if (const auto* region = std::get_if<RegionArgument>(&action)) {
-                // Drawn regions are never duplicate-checked, as on the canvas.
-                regions.push_back(
-                    RedactionRegion{Uuid::random(), region->pageIndex, region->rect, RedactionSource::manual, std::nullopt});
-                continue;
-            }
-            const auto& find = std::get<FindAction>(action);
-            const auto results = find.ocr ? RedactionEngine::ocrMatches(document, find.text, progressPrinter(console, "OCR "))
-                                          : RedactionEngine::nativeTextMatches(document, find.text);
+    for (const auto& [option, value] : parsed.options) {
+        if (option == "--region") {
+            const RegionArgument& region = drawn[drawnNumber++];
+            // Drawn regions are never duplicate-checked, as on the canvas.
+            regions.push_back(
+                RedactionRegion{Uuid::random(), region.pageIndex, region.rect, RedactionSource::manual, std::nullopt});
+        } else if (option == "--find" || option == "--ocr") {
+            const bool ocr = option == "--ocr";
+            const auto results = ocr ? services.engine.ocrMatches(document, value, progressPrinter(console, "OCR "), {})
+                                     : RedactionEngine::nativeTextMatches(document, value);
             ++findNumber;
             if (results.empty()) {
                 // By position, not by text: search terms are never echoed.
-                console.err << "norvane-redact: " << (find.ocr ? "--ocr" : "--find") << " term " << findNumber
+                console.err << "norvane-redact: " << option << " term " << findNumber
                             << " found no matches; the copy is still checked for it\n";
             }
             for (const auto& result : results) {
                 appendSearchResult(regions, result);
             }
-            askedTerms.push_back(find.text);
+            askedTerms.push_back(value);
         }
+    }
+    return regions;
+}
+
+}  // namespace
+
+int runExport(const std::vector<std::string>& args, const Console& console, const Services& services) {
+    const auto parsed = parseArguments(kExportRules, args, console.err);
+    if (!parsed) {
+        return kExitUsage;
+    }
+    const auto outputs = parsed->values("--output");
+    if (outputs.empty() || outputs[0].empty()) {
+        printUsageError(console.err, kExportRules, {});
+        return kExitUsage;
+    }
+    ExportRequest request;
+    request.source = parsed->positionals[0];
+    request.output = outputs[0];
+    request.labelRedactions = parsed->has("--label");
+    request.verify = !parsed->has("--no-verify");
+    request.recordHistory = parsed->has("--record-history");
+    const auto drawn = regionArguments(*parsed, console.err);
+    if (!drawn) {
+        return kExitUsage;
+    }
+    if (request.recordHistory && !request.verify) {
+        printUsageError(console.err, kExportRules, "--record-history records verified exports; drop --no-verify");
+        return kExitUsage;
+    }
+    if (const auto refusal = exportTargetRefusal(request.source, request.output)) {
+        console.err << refusal->toStdString() << '\n';
+        return kExitFailure;
+    }
+    request.document = openOrReport(request.source, console.err);
+    if (!request.document) {
+        return kExitFailure;
+    }
+
+    for (const auto& region : *drawn) {
+        if (region.pageIndex >= request.document->pageCount()) {
+            printUsageError(console.err, kExportRules,
+                            "--region page " + std::to_string(region.pageIndex) + " does not exist (pages are 0 to " +
+                                std::to_string(request.document->pageCount() - 1) + ")");
+            return kExitUsage;
+        }
+    }
+
+    // Every term asked for is verified, found or not: a spelling the search missed but the
+    // page still shows must end in "Needs Review", not in a pass.
+    std::vector<std::string> askedTerms;
+    try {
+        request.regions = collectRegions(*parsed, *drawn, request.document, console, services, askedTerms);
     } catch (const std::exception& error) {
         printError(console.err, error, RedactionError::exportFailed());
         return kExitFailure;
     }
-    if (regions.empty()) {
+    if (request.regions.empty()) {
         console.err << RedactionError::noRedactions().errorDescription() << '\n';
         return kExitFailure;
     }
+    request.terms = verificationTerms(request.regions, askedTerms);
 
+    std::optional<ExportOutcome> outcome;
+    ExportListener listener;
+    listener.stepStarted = [&](const QString& status) { console.err << status.toStdString() << '\n'; };
+    PageProgress printer;
+    QString printing;
+    listener.pageDone = [&](const QString& prefix, std::int64_t page, std::int64_t pageCount) {
+        if (prefix != printing) {
+            printer = progressPrinter(console, prefix.toStdString());
+            printing = prefix;
+        }
+        printer(page, pageCount);
+    };
     try {
-        console.err << "Creating secure redacted PDF\u2026\n";
-        RedactionEngine::exportSecurePDF(document, regions, options->output, options->label,
-                                         progressPrinter(console, "Exporting page "));
-    } catch (const std::exception& error) {
-        printError(console.err, error, RedactionError::exportFailed());
+        outcome = runSecureExport(request, services, listener);
+    } catch (const ExportStepFailure& failure) {
+        try {
+            std::rethrow_exception(failure.cause);
+        } catch (const std::exception& error) {
+            printError(console.err, error,
+                       failure.step == ExportStep::writing ? RedactionError::exportFailed()
+                                                           : RedactionError::outputVerificationFailed());
+        } catch (...) {
+            console.err << RedactionError::exportFailed().errorDescription() << '\n';
+        }
         return kExitFailure;
     }
 
-    std::optional<ExportVerification> verification;
-    if (options->verify) {
-        try {
-            console.err << "Verifying redacted output\u2026\n";
-            verification = RedactionEngine::verifyOutput(options->output, verificationTerms(regions, askedTerms),
-                                                         progressPrinter(console, "Verifying page "));
-        } catch (const std::exception& error) {
-            printError(console.err, error, RedactionError::outputVerificationFailed());
-            return kExitFailure;
-        }
-    }
-
+    const auto& verification = outcome->verification;
     std::error_code ignored;
-    const std::string outputPath = std::filesystem::absolute(options->output, ignored).lexically_normal().string();
-    if (options->recordHistory && verification) {
-        // The same history the app shows; like the app, only exports whose check completed.
-        RecentRedactionStore::shared().add(QString::fromStdString(options->input.filename().string()),
-                                           QString::fromStdString(outputPath),
-                                           document->pageCount(), static_cast<qint64>(regions.size()),
-                                           verification->passed());
-    }
-
-    const Json result{{"output", outputPath},
-                      {"pageCount", document->pageCount()},
-                      {"redactionCount", static_cast<std::int64_t>(regions.size())},
+    const Json result{{"output", std::filesystem::absolute(request.output, ignored).lexically_normal().string()},
+                      {"pageCount", request.document->pageCount()},
+                      {"redactionCount", static_cast<std::int64_t>(request.regions.size())},
                       {"verification", verification ? toJson(*verification) : Json(nullptr)}};
     console.out << result.dump(2) << '\n';
     return !verification || verification->passed() ? kExitOk : kExitNeedsReview;

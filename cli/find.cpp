@@ -1,44 +1,26 @@
+#include "cli/arguments.h"
 #include "cli/cli_support.h"
 
 namespace norvane::cli {
 
-int runFind(const std::vector<std::string>& args, const Console& console) {
-    std::vector<std::string> positional;
-    bool ocr = false;
-    bool optionsEnded = false;
-    for (const auto& arg : args) {
-        if (!optionsEnded && arg == "--") {
-            optionsEnded = true;
-        } else if (!optionsEnded && arg == "--ocr") {
-            ocr = true;
-        } else if (!optionsEnded && arg.size() > 2 && arg.starts_with("--")) {
-            console.err << "norvane-redact: unknown option '" << arg << "'\n";
-            return kExitUsage;
-        } else {
-            positional.push_back(arg);
-        }
-    }
-    if (positional.size() != 2) {
-        console.err << "usage: norvane-redact find IN.pdf TEXT [--ocr]\n";
+int runFind(const std::vector<std::string>& args, const Console& console, const Services& services) {
+    const CommandRules rules{"usage: norvane-redact find IN.pdf TEXT [--ocr]\n", {{"--ocr", "", false, false}}, 2};
+    const auto parsed = parseArguments(rules, args, console.err);
+    if (!parsed) {
         return kExitUsage;
     }
-    const SharedPdfDocument document = openOrReport(positional[0], console.err);
+    const SharedPdfDocument document = openOrReport(parsed->positionals[0], console.err);
     if (!document) {
         return kExitFailure;
     }
+    const std::string& text = parsed->positionals[1];
     std::vector<RedactionSearchResult> results;
-    if (ocr) {
-        try {
-            results = RedactionEngine::ocrMatches(document, positional[1], progressPrinter(console, "OCR "));
-        } catch (const RedactionError& error) {
-            console.err << error.errorDescription() << '\n';
-            return kExitFailure;
-        } catch (const OcrError& error) {
-            console.err << error.what() << '\n';
-            return kExitFailure;
-        }
-    } else {
-        results = RedactionEngine::nativeTextMatches(document, positional[1]);
+    try {
+        results = parsed->has("--ocr") ? services.engine.ocrMatches(document, text, progressPrinter(console, "OCR "), {})
+                                       : RedactionEngine::nativeTextMatches(document, text);
+    } catch (const std::exception& error) {
+        printError(console.err, error, std::nullopt);
+        return kExitFailure;
     }
     Json json = Json::array();
     for (const auto& result : results) {

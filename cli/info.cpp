@@ -1,32 +1,25 @@
-#include "cli/commands.h"
-#include "engine/pdf_document.h"
-
-#include <nlohmann/json.hpp>
+#include "cli/arguments.h"
+#include "cli/cli_support.h"
 
 namespace norvane::cli {
 
-int runInfo(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-    if (args.size() != 1) {
-        err << "usage: norvane-redact info IN.pdf\n";
+int runInfo(const std::vector<std::string>& args, const Console& console, const Services&) {
+    const CommandRules rules{"usage: norvane-redact info IN.pdf\n", {}, 1};
+    const auto parsed = parseArguments(rules, args, console.err);
+    if (!parsed) {
         return kExitUsage;
     }
-    SharedPdfDocument document;
-    try {
-        document = PdfDocument::openForRedaction(args[0]);
-    } catch (const RedactionError& error) {
-        err << error.errorDescription() << '\n';
+    const SharedPdfDocument document = openOrReport(parsed->positionals[0], console.err);
+    if (!document) {
         return kExitFailure;
     }
-    nlohmann::ordered_json pages = nlohmann::ordered_json::array();
+    Json pages = Json::array();
     for (std::int64_t i = 0; i < document->pageCount(); ++i) {
         const auto& page = document->page(i);
-        pages.push_back({{"index", i},
-                         {"mediaBox", {page.mediaBox.x, page.mediaBox.y, page.mediaBox.width, page.mediaBox.height}},
-                         {"rotate", page.rotation}});
+        pages.push_back({{"index", i}, {"mediaBox", toJson(page.mediaBox)}, {"rotate", page.rotation}});
     }
-    nlohmann::ordered_json info{
-        {"pageCount", document->pageCount()}, {"encrypted", document->isEncrypted()}, {"pages", pages}};
-    out << info.dump(2) << '\n';
+    const Json info{{"pageCount", document->pageCount()}, {"encrypted", document->isEncrypted()}, {"pages", pages}};
+    console.out << info.dump(2) << '\n';
     return kExitOk;
 }
 

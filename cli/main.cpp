@@ -13,5 +13,6 @@ int main(int argc, char** argv) {
     // thread, and it reads this only once, on first use.
     setenv("OMP_THREAD_LIMIT", "1", 1);
     const std::vector<std::string> args(argv + 1, argv + argc);
-    return norvane::cli::run(args, norvane::cli::Console{std::cout, std::cerr, isatty(STDERR_FILENO) == 1});
+    return norvane::cli::run(args, norvane::cli::Console{std::cout, std::cerr, isatty(STDERR_FILENO) == 1},
+                             norvane::cli::commandLineServices());
 }

@@ -15,7 +15,11 @@ constexpr const char* kUsage =
 
 }  // namespace
 
-int run(const std::vector<std::string>& args, const Console& console) {
+Services commandLineServices() {
+    return Services{std::make_shared<RecentRedactionStore>(RecentRedactionStore::defaultStoragePath()), nullptr, {}};
+}
+
+int run(const std::vector<std::string>& args, const Console& console, const Services& services) {
     if (args.empty() || args[0] == "-h" || args[0] == "--help") {
         console.err << kUsage;
         return args.empty() ? kExitUsage : kExitOk;
@@ -24,16 +28,16 @@ int run(const std::vector<std::string>& args, const Console& console) {
     const std::vector<std::string> rest(args.begin() + 1, args.end());
     try {
         if (command == "info") {
-            return runInfo(rest, console.out, console.err);
+            return runInfo(rest, console, services);
         }
         if (command == "find") {
-            return runFind(rest, console);
+            return runFind(rest, console, services);
         }
         if (command == "export") {
-            return runExport(rest, console);
+            return runExport(rest, console, services);
         }
         if (command == "verify") {
-            return runVerify(rest, console);
+            return runVerify(rest, console, services);
         }
         console.err << "norvane-redact: unknown command '" << command << "'\n" << kUsage;
         return kExitUsage;

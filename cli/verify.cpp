@@ -1,31 +1,18 @@
+#include "cli/arguments.h"
 #include "cli/cli_support.h"
 
 namespace norvane::cli {
 
-int runVerify(const std::vector<std::string>& args, const Console& console) {
-    std::vector<std::string> positional;
-    std::vector<std::string> terms;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        if (args[i] == "--term") {
-            if (i + 1 == args.size()) {
-                console.err << "norvane-redact: --term needs a value\n";
-                return kExitUsage;
-            }
-            terms.push_back(args[++i]);
-        } else if (args[i].starts_with("--")) {
-            console.err << "norvane-redact: unknown option '" << args[i] << "'\n";
-            return kExitUsage;
-        } else {
-            positional.push_back(args[i]);
-        }
-    }
-    if (positional.size() != 1) {
-        console.err << "usage: norvane-redact verify OUT.pdf [--term TEXT]...\n";
+int runVerify(const std::vector<std::string>& args, const Console& console, const Services& services) {
+    const CommandRules rules{"usage: norvane-redact verify OUT.pdf [--term TEXT]...\n", {{"--term", "", true, false}}, 1};
+    const auto parsed = parseArguments(rules, args, console.err);
+    if (!parsed) {
         return kExitUsage;
     }
     ExportVerification verification;
     try {
-        verification = RedactionEngine::verifyOutput(positional[0], terms, progressPrinter(console, "Verifying page "));
+        verification = services.engine.verifyOutput(parsed->positionals[0], parsed->values("--term"),
+                                                    progressPrinter(console, "Verifying page "), {});
     } catch (const std::exception& error) {
         printError(console.err, error, RedactionError::outputVerificationFailed());
         return kExitFailure;

@@ -1,4 +1,5 @@
 #include "engine/mupdf_session.h"
+#include "engine/page_loop.h"
 #include "engine/page_reading.h"
 #include "engine/redaction_engine.h"
 #include "engine/search_keys.h"
@@ -119,21 +120,15 @@ std::vector<RedactionSearchResult> RedactionEngine::ocrMatches(const SharedPdfDo
 
     std::optional<OcrService> ocr;  // started on the first page that renders
     std::vector<RedactionSearchResult> results;
-    for (std::int64_t pageIndex = 0; pageIndex < pageCount; ++pageIndex) {
-        if (stop.stop_requested()) {
-            throw CancellationError();
-        }
+    forEachPage(pageCount, progress, stop, [&](std::int64_t pageIndex) {
         const auto readings = readPage(*session, pageIndex, kOcrSearchDpi, kMinimumTextHeight, ocr, stop);
         if (!readings) {
-            continue;
+            return;
         }
         for (const PageRect& rect : pageMatches(*readings, term, queryKey)) {
             results.push_back(RedactionSearchResult{Uuid::random(), pageIndex, rect, term, RedactionSource::ocr});
         }
-        if (progress) {
-            progress(pageIndex + 1, pageCount);
-        }
-    }
+    });
     return results;
 }
 

@@ -3,7 +3,7 @@
 // thread: it loads the language models once and reads page after page with them.
 
 #include "engine/page_raster.h"
-#include "model/redaction_records.h"
+#include "records/redaction_records.h"
 
 #include <cstddef>
 #include <filesystem>

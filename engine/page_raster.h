@@ -3,7 +3,7 @@
 // paints its boxes here; both OCR passes render through here without boxes.
 
 #include "engine/mupdf_session.h"
-#include "model/redaction_records.h"
+#include "records/redaction_records.h"
 
 #include <cstdint>
 #include <optional>

@@ -3,7 +3,7 @@
 // Immutable and safe to share between threads; MuPDF work happens in sessions
 // (engine/mupdf_session.h) that each thread opens over it.
 
-#include "model/redaction_records.h"
+#include "records/redaction_records.h"
 
 #include <cstdint>
 #include <filesystem>

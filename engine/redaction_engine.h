@@ -3,7 +3,7 @@
 // Everything it needs comes in as arguments; nothing is kept between calls.
 
 #include "engine/pdf_document.h"
-#include "model/redaction_records.h"
+#include "records/redaction_records.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -2,7 +2,7 @@
 // String and rectangle helpers shared by the text-layer search, the OCR search and
 // verification. Strings are UTF-8.
 
-#include "model/redaction_records.h"
+#include "records/redaction_records.h"
 
 #include <optional>
 #include <stdexcept>

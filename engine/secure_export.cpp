@@ -2,6 +2,7 @@
 // and the file is written from scratch around those images, so nothing of the source's
 // structure (text, fonts, annotations, forms, outlines, metadata, revisions) can travel.
 
+#include "engine/page_loop.h"
 #include "engine/page_raster.h"
 #include "engine/secure_export.h"
 #include "engine/redaction_engine.h"
@@ -392,10 +393,7 @@ void writeSecurePdf(const SharedPdfDocument& document, const std::vector<Redacti
                        }));
     }
 
-    for (std::int64_t i = 0; i < pageCount; ++i) {
-        if (stop.stop_requested()) {
-            throw CancellationError();
-        }
+    forEachPage(pageCount, progress, stop, [&](std::int64_t i) {
         std::optional<EncodedPage> page;
         if (i % 2 == 0) {
             const auto found = byPage.find(i);
@@ -421,11 +419,7 @@ void writeSecurePdf(const SharedPdfDocument& document, const std::vector<Redacti
             throw RedactionError::cannotRenderPage(i);
         }
         writer.addPage(i, document->page(i), *page);
-        page.reset();
-        if (progress) {
-            progress(i + 1, pageCount);
-        }
-    }
+    });
     writer.finish();
 }
 

@@ -3,7 +3,7 @@
 // export path without the disk and at a resolution it can afford per input.
 
 #include "engine/pdf_document.h"
-#include "model/redaction_records.h"
+#include "records/redaction_records.h"
 
 #include <cstdint>
 #include <vector>

@@ -1,4 +1,5 @@
 #include "engine/mupdf_session.h"
+#include "engine/page_loop.h"
 #include "engine/page_reading.h"
 #include "engine/redaction_engine.h"
 #include "engine/search_keys.h"
@@ -85,31 +86,25 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
 
     std::set<std::string> found;  // byte order of UTF-8 is code-point order
     std::optional<OcrService> ocr;
-    const std::int64_t pageCount = document->pageCount();
-    for (std::int64_t pageIndex = 0; pageIndex < pageCount; ++pageIndex) {
-        if (stop.stop_requested()) {
-            throw CancellationError();
-        }
+    forEachPage(document->pageCount(), progress, stop, [&](std::int64_t pageIndex) {
         collectFound(pageText(*session, pageIndex), terms, found);
-        if (!terms.empty()) {
-            std::optional<std::vector<PageReading>> readings;
-            try {
-                readings = readPage(*session, pageIndex, kVerificationDpi, 0.0f, ocr, stop);
-            } catch (const OcrError&) {
-                if (!ocr) {
-                    throw RedactionError::outputVerificationFailed();  // the recogniser did not start
-                }
-                throw;
-            }
-            if (!readings) {
-                throw RedactionError::outputVerificationFailed();
-            }
-            collectFound(recognisedText(*readings), terms, found);
+        if (terms.empty()) {
+            return;
         }
-        if (progress) {
-            progress(pageIndex + 1, pageCount);
+        std::optional<std::vector<PageReading>> readings;
+        try {
+            readings = readPage(*session, pageIndex, kVerificationDpi, 0.0f, ocr, stop);
+        } catch (const OcrError&) {
+            if (!ocr) {
+                throw RedactionError::outputVerificationFailed();  // the recogniser did not start
+            }
+            throw;
         }
-    }
+        if (!readings) {
+            throw RedactionError::outputVerificationFailed();
+        }
+        collectFound(recognisedText(*readings), terms, found);
+    });
     return ExportVerification(document->pageCount(), std::vector<std::string>(found.begin(), found.end()));
 }
 

@@ -1,8 +1,9 @@
 #include "history/recent_redactions_view.h"
 
-#include "app/qt_desktop_services.h"
-#include "app/theme.h"
-#include "app/theme_widgets.h"
+#include "ui/qt_desktop_services.h"
+#include "ui/theme.h"
+#include "ui/typography.h"
+#include "ui/themed_widgets.h"
 
 #include <QHBoxLayout>
 #include <QMessageBox>

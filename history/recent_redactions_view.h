@@ -2,7 +2,7 @@
 // The "Recent Redactions" screen: one card per finished export, newest first, a Reveal button
 // per card and a confirmed "Clear History". It never opens, reads or deletes a PDF.
 
-#include "history/recent_redaction_store.h"
+#include "model/recent_redaction_store.h"
 
 #include <QDateTime>
 #include <QLocale>

@@ -1,8 +1,9 @@
 #pragma once
-// What the document model asks of the desktop, as a service it is given: the app supplies
-// real dialogs and the file manager, tests supply scripted answers.
+// What the model and the screens ask of the desktop: the app supplies real dialogs, the file
+// manager and the browser, tests supply scripted answers.
 
 #include <QString>
+#include <QUrl>
 
 #include <optional>
 
@@ -18,6 +19,9 @@ public:
 
     // Shows the file selected in the desktop's file manager.
     virtual void revealInFileManager(const QString& path) = 0;
+
+    // Opens a web address in the default browser.
+    virtual void openUrl(const QUrl& url) = 0;
 };
 
 }  // namespace norvane

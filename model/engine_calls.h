@@ -1,7 +1,7 @@
 #pragma once
 // The engine's long operations as the document model calls them. They are plain function
 // objects so the model's task sequencing can be driven with scripted outcomes (failures,
-// stalls) that a real document cannot produce on demand. The app never replaces them.
+// stalls) that a real document cannot produce on demand.
 
 #include "engine/redaction_engine.h"
 
@@ -20,8 +20,5 @@ struct EngineCalls {
                                      std::stop_token)>
         verifyOutput = &RedactionEngine::verifyOutput;
 };
-
-// Main thread only. A task copies the calls when it starts.
-EngineCalls& engineCalls();
 
 }  // namespace norvane

@@ -1,8 +1,6 @@
-// The document model's search commands and its secure export pipeline.
+// The document model's search and export commands.
 
-#include "engine/output_guard.h"
-#include "history/recent_redaction_store.h"
-#include "model/engine_calls.h"
+#include "model/export_pipeline.h"
 #include "model/redaction_view_model.h"
 #include "model/task_runner.h"
 #include "model/verification_terms.h"
@@ -61,15 +59,6 @@ std::filesystem::path nativePath(const QString& path) {
 
 }  // namespace
 
-EngineCalls& engineCalls() {
-    static EngineCalls calls;
-    return calls;
-}
-
-void RedactionViewModel::setDesktopServices(std::shared_ptr<DesktopServices> services) {
-    desktopServices_ = std::move(services);
-}
-
 void RedactionViewModel::findNativeText() {
     if (!document_) {
         return;
@@ -100,7 +89,7 @@ void RedactionViewModel::findWithOCR() {
     auto task = beginTask();
     // The owner handed to the runner keeps this model alive until the worker has ended.
     runBackgroundTask(shared_from_this(), task,
-                      [self = this, task, calls = engineCalls(), document = document_,
+                      [self = this, task, calls = services_->engine, document = document_,
                        query = searchText_.toStdString()](const TaskHop& onMain) {
         const PageProgress progress = [&](std::int64_t page, std::int64_t pageCount) {
             onMain([&] {
@@ -147,20 +136,20 @@ void RedactionViewModel::exportSecureCopy() {
         setErrorMessage(QString::fromStdString(RedactionError::noRedactions().errorDescription()));
         return;
     }
-    if (!desktopServices_) {
+    if (!services_->desktop) {
         return;
     }
 
     const QString sourcePath = *sourceURL_;
-    const auto chosen = desktopServices_->chooseSaveLocation(proposedOutputName(sourcePath),
-                                                             QFileInfo(sourcePath).absolutePath());
+    const auto chosen = services_->desktop->chooseSaveLocation(proposedOutputName(sourcePath),
+                                                               QFileInfo(sourcePath).absolutePath());
     // The dialog is modal but runs an event loop: re-check what it may have changed.
     if (!chosen || chosen->isEmpty() || !document_ || sourceURL_ != sourcePath) {
         return;
     }
     const QString outputPath = *chosen;
-    if (wouldOverwriteSource(nativePath(sourcePath), nativePath(outputPath))) {
-        setErrorMessage(QString::fromUtf8(kOverwriteRefusal.data(), static_cast<qsizetype>(kOverwriteRefusal.size())));
+    if (const auto refusal = exportTargetRefusal(nativePath(sourcePath), nativePath(outputPath))) {
+        setErrorMessage(refusal);
         return;
     }
 
@@ -170,76 +159,46 @@ void RedactionViewModel::exportSecureCopy() {
     setVerification(std::nullopt);
     setProgress(0.0);
 
-    RegionList snapshot = redactions_;
-    std::vector<std::string> terms = verificationTerms(snapshot);
+    ExportRequest request{document_, redactions_, nativePath(sourcePath), nativePath(outputPath), {}, labelRedactions_};
+    request.terms = verificationTerms(request.regions);
     auto task = beginTask();
     runBackgroundTask(shared_from_this(), task,
-                      [self = this, task, calls = engineCalls(), document = document_, snapshot = std::move(snapshot), outputPath,
-                       terms = std::move(terms), sourcePath](const TaskHop& onMain) {
-        const auto reporter = [&](const QString& prefix) {
-            return PageProgress([&onMain, self, prefix](std::int64_t page, std::int64_t pageCount) {
-                onMain([&] {
-                    self->setProgress(fractionDone(page, pageCount));
-                    self->setStatusText(pageOfCount(prefix, page, pageCount));
-                });
-            });
+                      [self = this, task, services = services_, request = std::move(request),
+                       outputPath](const TaskHop& onMain) {
+        ExportListener listener;
+        listener.onState = [&onMain](const std::function<void()>& apply) { return onMain(apply); };
+        listener.stepStarted = [self](const QString& status) { self->setStatusText(status); };
+        listener.pageDone = [self](const QString& prefix, std::int64_t page, std::int64_t pageCount) {
+            self->setProgress(fractionDone(page, pageCount));
+            self->setStatusText(pageOfCount(prefix, page, pageCount));
         };
-        // A failed or cancelled phase; applies even when a newer operation has replaced this task.
-        const auto endWith = [&](const std::exception_ptr& failure) {
+        // Cancelled between the steps: end silently; the written file stays, nothing is recorded.
+        listener.goOn = [&task] { return !task->isCancelled(); };
+
+        std::optional<ExportOutcome> outcome;
+        try {
+            outcome = runSecureExport(request, *services, listener, onMain.stopToken());
+        } catch (const ExportStepFailure& failure) {
+            // Applies even when a newer operation has replaced this task.
             onMain([&] {
-                if (isCancellation(failure)) {
+                if (isCancellation(failure.cause)) {
                     self->setStatusText(QStringLiteral("Export cancelled"));
                 } else {
-                    self->setErrorMessage(describeFailure(failure));
+                    self->setErrorMessage(describeFailure(failure.cause));
                     self->setStatusText(QStringLiteral("Export failed"));
                 }
                 self->setProgress(std::nullopt);
                 self->setIsBusy(false);
             });
-        };
-
-        bool labelRedactions = false;
-        onMain([&] {
-            self->setStatusText(QStringLiteral("Creating secure redacted PDF\u2026"));
-            labelRedactions = self->labelRedactions_;
-        });
-        try {
-            calls.exportSecurePDF(document, snapshot, nativePath(outputPath), labelRedactions,
-                                             reporter(QStringLiteral("Exporting page ")), onMain.stopToken());
-        } catch (...) {
-            endWith(std::current_exception());
             return;
         }
-
-        // Cancelled between the phases: end silently; the written file stays, nothing is recorded.
-        bool verify = false;
-        onMain([&] {
-            if (task->isCancelled()) {
-                return;
-            }
-            verify = true;
-            self->setStatusText(QStringLiteral("Verifying redacted output\u2026"));
-        });
-        if (!verify) {
+        if (!outcome) {
             return;
         }
-
-        ExportVerification verification;
-        try {
-            verification = calls.verifyOutput(nativePath(outputPath), terms,
-                                              reporter(QStringLiteral("Verifying page ")), onMain.stopToken());
-        } catch (...) {
-            endWith(std::current_exception());
-            return;
-        }
-
         onMain([&] {
             self->setOutputURL(outputPath);
-            self->setVerification(verification);
-            self->setStatusText(verification.passed() ? QStringLiteral("Verification Passed")
-                                                      : QStringLiteral("Needs Review"));
-            RecentRedactionStore::shared().add(QFileInfo(sourcePath).fileName(), outputPath, document->pageCount(),
-                                               static_cast<qint64>(snapshot.size()), verification.passed());
+            self->setVerification(outcome->verification);
+            self->setStatusText(verificationStatus(*outcome->verification));
             self->setProgress(std::nullopt);
             self->setIsBusy(false);
         });
@@ -247,8 +206,8 @@ void RedactionViewModel::exportSecureCopy() {
 }
 
 void RedactionViewModel::revealOutput() {
-    if (outputURL_ && desktopServices_) {
-        desktopServices_->revealInFileManager(*outputURL_);
+    if (outputURL_ && services_->desktop) {
+        services_->desktop->revealInFileManager(*outputURL_);
     }
 }
 

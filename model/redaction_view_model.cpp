@@ -4,11 +4,11 @@
 
 namespace norvane {
 
-std::shared_ptr<RedactionViewModel> RedactionViewModel::create() {
-    return std::shared_ptr<RedactionViewModel>(new RedactionViewModel());
+std::shared_ptr<RedactionViewModel> RedactionViewModel::create(SharedServices services) {
+    return std::shared_ptr<RedactionViewModel>(new RedactionViewModel(std::move(services)));
 }
 
-RedactionViewModel::RedactionViewModel() = default;
+RedactionViewModel::RedactionViewModel(SharedServices services) : services_(std::move(services)) {}
 
 // Destruction cancels nothing: a running task owns a reference and so outlives this.
 RedactionViewModel::~RedactionViewModel() = default;

@@ -5,8 +5,8 @@
 
 #include "engine/pdf_document.h"
 #include "model/background_task.h"
-#include "model/desktop_services.h"
-#include "model/redaction_records.h"
+#include "model/services.h"
+#include "records/redaction_records.h"
 
 #include <QObject>
 #include <QString>
@@ -41,7 +41,7 @@ class RedactionViewModel : public QObject, public std::enable_shared_from_this<R
 
 public:
     // The model is shared: a running task holds it alive until the task has ended.
-    static std::shared_ptr<RedactionViewModel> create();
+    static std::shared_ptr<RedactionViewModel> create(SharedServices services);
     ~RedactionViewModel() override;
 
     const SharedPdfDocument& document() const { return document_; }
@@ -84,9 +84,6 @@ public:
     void exportSecureCopy();
     void revealOutput();
 
-    // The dialogs and file manager the export uses; the app installs the real ones.
-    void setDesktopServices(std::shared_ptr<DesktopServices> services);
-
     // Installs a fresh handle as the one task in flight; the background operations call
     // cancel() first, so the previous one never outlives this.
     std::shared_ptr<BackgroundTask> beginTask();
@@ -107,7 +104,7 @@ signals:
     void labelRedactionsChanged();
 
 protected:
-    RedactionViewModel();
+    explicit RedactionViewModel(SharedServices services);
 
     void setDocument(SharedPdfDocument document);
     void setSourceURL(const OptionalString& url);
@@ -132,7 +129,7 @@ private:
     bool isBusy_ = false;
     bool labelRedactions_ = false;
     std::shared_ptr<BackgroundTask> task_;
-    std::shared_ptr<DesktopServices> desktopServices_;
+    SharedServices services_;
 };
 
 }  // namespace norvane

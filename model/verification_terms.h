@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/redaction_records.h"
+#include "records/redaction_records.h"
 
 #include <string>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "history/recent_redaction_store.h"
+#include "model/recent_redaction_store.h"
 #include "tests/support/pdf_factory.h"
 
 #include <QByteArray>

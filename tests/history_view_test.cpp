@@ -1,8 +1,8 @@
 // The Recent Redactions screen over a throwaway store: its two forms, the cards, clearing
 // with and without confirmation, live updates, and the date wording.
 
-#include "app/theme_widgets.h"
-#include "history/recent_redaction_store.h"
+#include "ui/themed_widgets.h"
+#include "model/recent_redaction_store.h"
 #include "history/recent_redactions_view.h"
 #include "tests/support/pdf_factory.h"
 

@@ -2,7 +2,7 @@
 // every published change in order while the background work runs.
 
 #include "engine/redaction_engine.h"
-#include "history/recent_redaction_store.h"
+#include "model/recent_redaction_store.h"
 #include "model/engine_calls.h"
 #include "model/redaction_view_model.h"
 #include "model/task_runner.h"

@@ -4,7 +4,8 @@
 
 #include "workspace/workspace_screen.h"
 
-#include "app/theme.h"
+#include "ui/theme.h"
+#include "ui/typography.h"
 #include "canvas/page_canvas.h"
 #include "model/engine_calls.h"
 #include "tests/support/pdf_factory.h"

@@ -1,7 +1,9 @@
 #include "workspace/inspector_panel.h"
 
-#include "app/theme.h"
-#include "app/theme_widgets.h"
+#include "ui/symbols.h"
+#include "ui/theme.h"
+#include "ui/typography.h"
+#include "ui/themed_widgets.h"
 
 #include <QCheckBox>
 #include <QHBoxLayout>

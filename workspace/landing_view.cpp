@@ -1,7 +1,8 @@
 #include "workspace/landing_view.h"
 
-#include "app/theme.h"
-#include "app/theme_widgets.h"
+#include "ui/theme.h"
+#include "ui/typography.h"
+#include "ui/themed_widgets.h"
 #include "workspace/editing_layout.h"
 
 #include <QDragEnterEvent>

@@ -1,6 +1,7 @@
 #include "workspace/page_sidebar.h"
 
-#include "app/theme.h"
+#include "ui/theme.h"
+#include "ui/typography.h"
 #include "canvas/page_geometry.h"
 
 #include <QMouseEvent>

@@ -1,7 +1,9 @@
 #include "workspace/quick_guide_strip.h"
 
-#include "app/theme.h"
-#include "app/theme_widgets.h"
+#include "ui/symbols.h"
+#include "ui/theme.h"
+#include "ui/typography.h"
+#include "ui/themed_widgets.h"
 
 #include <QApplication>
 #include <QEnterEvent>

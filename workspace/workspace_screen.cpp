@@ -1,8 +1,8 @@
 #include "workspace/workspace_screen.h"
 
-#include "app/qt_desktop_services.h"
-#include "app/theme.h"
-#include "app/theme_widgets.h"
+#include "ui/theme.h"
+#include "ui/typography.h"
+#include "ui/themed_widgets.h"
 #include "canvas/page_canvas.h"
 #include "workspace/editing_layout.h"
 #include "workspace/inspector_panel.h"
@@ -192,11 +192,10 @@ void WorkspaceScreenPrivate::openNextQueuedPDF() {
     model->open(next);
 }
 
-WorkspaceScreen::WorkspaceScreen(QWidget* parent) : QWidget(parent), d_(std::make_unique<WorkspaceScreenPrivate>()) {
+WorkspaceScreen::WorkspaceScreen(SharedServices services, QWidget* parent) : QWidget(parent), d_(std::make_unique<WorkspaceScreenPrivate>()) {
     setObjectName(QStringLiteral("workspaceScreen"));
     d_->q = this;
-    d_->model = RedactionViewModel::create();
-    d_->model->setDesktopServices(std::make_shared<QtDesktopServices>(this));
+    d_->model = RedactionViewModel::create(std::move(services));
 
     d_->layout = new QVBoxLayout(this);
     d_->layout->setContentsMargins(0, 0, 0, 0);

@@ -17,7 +17,7 @@ class WorkspaceScreen : public QWidget {
     Q_OBJECT
 
 public:
-    explicit WorkspaceScreen(QWidget* parent = nullptr);
+    explicit WorkspaceScreen(SharedServices services, QWidget* parent = nullptr);
     ~WorkspaceScreen() override;
 
     RedactionViewModel& model();

@@ -3,7 +3,7 @@
 // rotation, encryption, and the broken files hostile input looks like.
 
 #include "engine/pdf_document.h"
-#include "model/redaction_records.h"
+#include "records/redaction_records.h"
 
 #include <filesystem>
 #include <map>

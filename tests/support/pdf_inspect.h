@@ -2,7 +2,7 @@
 // Looks inside a written PDF the way a suspicious reader would: every object, every stream
 // decoded, the page images decoded to pixels, the text a reader could extract.
 
-#include "model/redaction_records.h"
+#include "records/redaction_records.h"
 
 #include <cstdint>
 #include <map>

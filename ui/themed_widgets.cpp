@@ -1,4 +1,7 @@
-#include "app/theme_widgets.h"
+#include "ui/themed_widgets.h"
+
+#include "ui/symbols.h"
+#include "ui/theme.h"
 
 #include <QEvent>
 #include <QPainter>

@@ -1,5 +1,6 @@
-#include "app/qt_desktop_services.h"
+#include "ui/qt_desktop_services.h"
 
+#include <QApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
@@ -21,7 +22,7 @@ void openContainingFolder(const QString& path) {
 }  // namespace
 
 std::optional<QString> QtDesktopServices::chooseSaveLocation(const QString& proposedName, const QString& directory) {
-    QFileDialog dialog(dialogParent_.data());
+    QFileDialog dialog(QApplication::activeWindow());
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setFileMode(QFileDialog::AnyFile);
     dialog.setNameFilter(QStringLiteral("PDF (*.pdf)"));
@@ -57,5 +58,7 @@ void QtDesktopServices::revealInFileManager(const QString& path) {
         finished->deleteLater();
     });
 }
+
+void QtDesktopServices::openUrl(const QUrl& url) { QDesktopServices::openUrl(url); }
 
 }  // namespace norvane

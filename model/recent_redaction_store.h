@@ -33,11 +33,7 @@ class RecentRedactionStore : public QObject {
 public:
     static constexpr qint64 maximumRecords = 50;
 
-    // The instance the app uses; created (and its file read) on first use.
-    static RecentRedactionStore& shared();
-
     // A store over the given file, or over no file at all (loads empty, saves nothing).
-    // The app uses shared(); this exists so tests never touch the user's real history.
     explicit RecentRedactionStore(std::optional<QString> storagePath, QObject* parent = nullptr);
 
     // The default file location, or none when the platform has no per-user data directory.

@@ -2,9 +2,10 @@
 // Small building blocks that keep their colours in step with the palette: a label whose
 // colour is a function of the palette, a symbol image, and a rounded (or capsule) surface.
 
-#include "app/theme.h"
-
+#include <QColor>
+#include <QFont>
 #include <QLabel>
+#include <QPalette>
 #include <QWidget>
 
 #include <functional>

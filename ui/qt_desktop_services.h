@@ -1,26 +1,21 @@
 #pragma once
-// The desktop services of a real session: Qt's save dialog and the desktop's file manager.
+// The desktop services of a real session: Qt's save dialog, the desktop's file manager and
+// the default browser.
 
 #include "model/desktop_services.h"
-
-#include <QPointer>
-#include <QWidget>
 
 namespace norvane {
 
 class QtDesktopServices : public DesktopServices {
 public:
-    // `dialogParent`: the window the save dialog is modal to (may be null).
-    explicit QtDesktopServices(QWidget* dialogParent = nullptr) : dialogParent_(dialogParent) {}
-
+    // The save dialog is modal to the active window.
     std::optional<QString> chooseSaveLocation(const QString& proposedName, const QString& directory) override;
 
     // Asks the file manager over D-Bus to show the file selected; where no file manager
     // answers, opens the containing folder instead.
     void revealInFileManager(const QString& path) override;
 
-private:
-    QPointer<QWidget> dialogParent_;
+    void openUrl(const QUrl& url) override;
 };
 
 }  // namespace norvane

@@ -1,4 +1,4 @@
-#include "history/recent_redaction_store.h"
+#include "model/recent_redaction_store.h"
 
 #include <QDir>
 #include <QFile>
@@ -162,12 +162,6 @@ void appendQuoted(QByteArray& out, const QString& text) {
 }
 
 }  // namespace
-
-RecentRedactionStore& RecentRedactionStore::shared() {
-    // Never destroyed: it may be touched by late shutdown code after the application object is gone.
-    static RecentRedactionStore* const instance = new RecentRedactionStore(defaultStoragePath());
-    return *instance;
-}
 
 RecentRedactionStore::RecentRedactionStore(std::optional<QString> storagePath, QObject* parent)
     : QObject(parent), storagePath_(std::move(storagePath)) {

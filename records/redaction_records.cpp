@@ -1,4 +1,4 @@
-#include "model/redaction_records.h"
+#include "records/redaction_records.h"
 
 #include <uuid/uuid.h>
 
