@@ -1,8 +1,8 @@
 #include "app/about_panel.h"
 
 #include "ui/theme.h"
-#include "ui/typography.h"
 #include "ui/themed_widgets.h"
+#include "ui/typography.h"
 
 #include <QGuiApplication>
 #include <QHBoxLayout>
@@ -37,9 +37,9 @@ QWidget* trustBadge(const QString& title) {
     auto* row = new QHBoxLayout(badge);
     row->setContentsMargins(6, 6, 12, 8);
     row->setSpacing(7);
-    row->addWidget(new SymbolView(QStringLiteral("checkmark.circle.fill"), 14,
-                                  [](const QPalette& p) { return systemGreen(p); }),
-                   0, Qt::AlignVCenter);
+    row->addWidget(
+        new SymbolView(QStringLiteral("checkmark.circle.fill"), 14, [](const QPalette& p) { return systemGreen(p); }),
+        0, Qt::AlignVCenter);
     auto* label = new ThemedLabel(platformText(title), systemFont(12, QFont::DemiBold), [](const QPalette& p) {
         // The fixed deep green loses contrast on dark surfaces; lighten it there.
         return isDark(p) ? QColor(110, 210, 140) : QColor::fromRgbF(0.05f, 0.45f, 0.18f);
@@ -86,7 +86,9 @@ QWidget* infoRow(const QString& symbol, const QString& title, const QString& sub
 
 }  // namespace
 
-QString websiteAddress() { return QStringLiteral(NORVANE_WEBSITE_URL); }
+QString websiteAddress() {
+    return QStringLiteral(NORVANE_WEBSITE_URL);
+}
 
 std::optional<QUrl> websiteUrl(const QString& address) {
     const QUrl url(address, QUrl::StrictMode);
@@ -97,7 +99,8 @@ std::optional<QUrl> websiteUrl(const QString& address) {
 
 QString websiteLinkTitle(const QString& address) {
     QString shown = address;
-    while (shown.endsWith(QLatin1Char('/'))) shown.chop(1);
+    while (shown.endsWith(QLatin1Char('/')))
+        shown.chop(1);
     return shown + QStringLiteral("  \u2197");
 }
 
@@ -105,7 +108,9 @@ void openNorvaneWebsite(DesktopServices& desktop) {
     if (const auto url = websiteUrl(websiteAddress())) desktop.openUrl(*url);
 }
 
-AboutPanel* currentAboutPanel() { return aboutPanelKeeper().data(); }
+AboutPanel* currentAboutPanel() {
+    return aboutPanelKeeper().data();
+}
 
 void showNorvaneAbout(std::shared_ptr<DesktopServices> desktop) {
     auto* panel = new AboutPanel(std::move(desktop));
@@ -184,8 +189,8 @@ AboutPanel::AboutPanel(std::shared_ptr<DesktopServices> desktop, QWidget* parent
     linkButton_->setCursor(Qt::PointingHandCursor);
     linkButton_->setFont(systemFont(11.5, QFont::Medium));
     linkButton_->setFocusPolicy(Qt::NoFocus);
-    linkButton_->setStyleSheet(QStringLiteral("QPushButton { border: none; padding: 2px; color: %1; }")
-                                   .arg(linkColor(palette()).name()));
+    linkButton_->setStyleSheet(
+        QStringLiteral("QPushButton { border: none; padding: 2px; color: %1; }").arg(linkColor(palette()).name()));
     connect(linkButton_, &QPushButton::clicked, this, [this] {
         if (desktop_) openNorvaneWebsite(*desktop_);
     });

@@ -6,7 +6,6 @@
 
 namespace norvane {
 
-
 RedactionAppDelegate::RedactionAppDelegate(WindowSystem& windows, QObject* parent)
     : QObject(parent), windows_(windows) {
     // Until a main window has been fronted, closing every window leaves the process running.

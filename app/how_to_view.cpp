@@ -1,8 +1,8 @@
 #include "app/how_to_view.h"
 
 #include "ui/theme.h"
-#include "ui/typography.h"
 #include "ui/themed_widgets.h"
+#include "ui/typography.h"
 
 #include <QHBoxLayout>
 #include <QLinearGradient>
@@ -121,27 +121,27 @@ EnhancedRedactionHowToView::EnhancedRedactionHowToView(QWidget* parent) : QWidge
                                        theme::font(TextStyle::Title2, QFont::DemiBold)));
     auto* cards = new QHBoxLayout;
     cards->setSpacing(12);
-    cards->addWidget(methodCard(QStringLiteral("rectangle.and.pencil.and.ellipsis"), QStringLiteral("Manual"),
-                                QStringLiteral("Any PDF"),
-                                QStringLiteral("Drag directly across anything you want removed. Best for signatures, "
-                                               "handwriting, images or irregular areas."),
-                                orange(),
-                                QStringLiteral("Press and hold the mouse, drag across the sensitive area, then release.")),
-                     1, Qt::AlignTop);
-    cards->addWidget(methodCard(QStringLiteral("text.magnifyingglass"), QStringLiteral("Find Text"),
-                                QStringLiteral("Selectable text"),
-                                QStringLiteral("Fastest option for normal PDFs created from Word, browsers or business "
-                                               "systems with a real text layer."),
-                                navy(),
-                                QStringLiteral("Use Find Text when you can normally select or search the words in the PDF.")),
-                     1, Qt::AlignTop);
-    cards->addWidget(methodCard(QStringLiteral("viewfinder"), QStringLiteral("OCR Search"),
-                                QStringLiteral("Scans & images"),
-                                platformText(QStringLiteral("Reads visible text from scanned or image-only PDF pages "
-                                                            "using local OCR on your Mac.")),
-                                purple(),
-                                QStringLiteral("Use OCR Search when Find Text returns no matches or the PDF is a scan/photo.")),
-                     1, Qt::AlignTop);
+    cards->addWidget(
+        methodCard(QStringLiteral("rectangle.and.pencil.and.ellipsis"), QStringLiteral("Manual"),
+                   QStringLiteral("Any PDF"),
+                   QStringLiteral("Drag directly across anything you want removed. Best for signatures, "
+                                  "handwriting, images or irregular areas."),
+                   orange(), QStringLiteral("Press and hold the mouse, drag across the sensitive area, then release.")),
+        1, Qt::AlignTop);
+    cards->addWidget(
+        methodCard(
+            QStringLiteral("text.magnifyingglass"), QStringLiteral("Find Text"), QStringLiteral("Selectable text"),
+            QStringLiteral("Fastest option for normal PDFs created from Word, browsers or business "
+                           "systems with a real text layer."),
+            navy(), QStringLiteral("Use Find Text when you can normally select or search the words in the PDF.")),
+        1, Qt::AlignTop);
+    cards->addWidget(
+        methodCard(QStringLiteral("viewfinder"), QStringLiteral("OCR Search"), QStringLiteral("Scans & images"),
+                   platformText(QStringLiteral("Reads visible text from scanned or image-only PDF pages "
+                                               "using local OCR on your Mac.")),
+                   purple(),
+                   QStringLiteral("Use OCR Search when Find Text returns no matches or the PDF is a scan/photo.")),
+        1, Qt::AlignTop);
     methods->addLayout(cards);
     stack->addLayout(methods);
 
@@ -150,7 +150,8 @@ EnhancedRedactionHowToView::EnhancedRedactionHowToView(QWidget* parent) : QWidge
     auto* steps = new QVBoxLayout(workflow);
     steps->setContentsMargins(20, 20, 20, 20);
     steps->setSpacing(13);
-    steps->addWidget(new ThemedLabel(QStringLiteral("Recommended workflow"), theme::font(TextStyle::Title2, QFont::DemiBold)));
+    steps->addWidget(
+        new ThemedLabel(QStringLiteral("Recommended workflow"), theme::font(TextStyle::Title2, QFont::DemiBold)));
     const struct {
         const char* number;
         const char* title;
@@ -172,8 +173,8 @@ EnhancedRedactionHowToView::EnhancedRedactionHowToView(QWidget* parent) : QWidge
          "local OCR results."},
     };
     for (const auto& step : kSteps) {
-        steps->addWidget(stepRow(QString::fromUtf8(step.number), QString::fromUtf8(step.title),
-                                 QString::fromUtf8(step.text)));
+        steps->addWidget(
+            stepRow(QString::fromUtf8(step.number), QString::fromUtf8(step.title), QString::fromUtf8(step.text)));
     }
     stack->addWidget(workflow);
 
@@ -186,12 +187,13 @@ EnhancedRedactionHowToView::EnhancedRedactionHowToView(QWidget* parent) : QWidge
     secureRow->addWidget(new SymbolView(QStringLiteral("checkmark.shield.fill"), 28, fixed(teal())), 0, Qt::AlignTop);
     auto* secureTexts = new QVBoxLayout;
     secureTexts->setSpacing(7);
-    secureTexts->addWidget(wrapped(QStringLiteral("What \u201Csecure export\u201D means in version 1"),
-                                   theme::font(TextStyle::Headline)));
-    secureTexts->addWidget(wrapped(QStringLiteral("Exported pages are rebuilt from rendered pixels with the redaction "
-                                                  "regions permanently incorporated. The original PDF text layer, hidden "
-                                                  "objects and source metadata are not copied into the exported pages."),
-                                   theme::font(TextStyle::Body), secondaryText()));
+    secureTexts->addWidget(
+        wrapped(QStringLiteral("What \u201Csecure export\u201D means in version 1"), theme::font(TextStyle::Headline)));
+    secureTexts->addWidget(
+        wrapped(QStringLiteral("Exported pages are rebuilt from rendered pixels with the redaction "
+                               "regions permanently incorporated. The original PDF text layer, hidden "
+                               "objects and source metadata are not copied into the exported pages."),
+                theme::font(TextStyle::Body), secondaryText()));
     secureTexts->addWidget(wrapped(QStringLiteral("This intentionally trades selectable text for a more conservative "
                                                   "redaction result."),
                                    theme::font(TextStyle::Subheadline, QFont::DemiBold), brandText(navy())));
@@ -243,8 +245,9 @@ QWidget* EnhancedRedactionHowToView::methodCard(const QString& icon, const QStri
     auto* top = new QHBoxLayout;
     top->addWidget(new SymbolView(icon, 23, brandText(color)), 0, Qt::AlignVCenter);
     top->addStretch(1);
-    top->addWidget(capsule(QString(), badge, theme::font(TextStyle::Caption, QFont::DemiBold), color, QMargins(8, 4, 8, 4)),
-                   0, Qt::AlignVCenter);
+    top->addWidget(
+        capsule(QString(), badge, theme::font(TextStyle::Caption, QFont::DemiBold), color, QMargins(8, 4, 8, 4)), 0,
+        Qt::AlignVCenter);
     stack->addLayout(top);
     stack->addWidget(wrapped(title, theme::font(TextStyle::Headline)));
     stack->addWidget(wrapped(text, theme::font(TextStyle::Subheadline), secondaryText()));

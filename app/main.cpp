@@ -28,7 +28,8 @@ int main(int argc, char** argv) {
     parser.process(app);
 
     QStringList paths;
-    for (const QString& argument : parser.positionalArguments()) paths.append(QFileInfo(argument).absoluteFilePath());
+    for (const QString& argument : parser.positionalArguments())
+        paths.append(QFileInfo(argument).absoluteFilePath());
 
     const auto services = std::make_shared<const norvane::Services>(norvane::Services{
         std::make_shared<norvane::RecentRedactionStore>(norvane::RecentRedactionStore::defaultStoragePath()),

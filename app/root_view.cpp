@@ -1,11 +1,11 @@
 #include "app/root_view.h"
 
 #include "app/how_to_view.h"
+#include "history/recent_redactions_view.h"
 #include "ui/symbols.h"
 #include "ui/theme.h"
-#include "ui/typography.h"
 #include "ui/themed_widgets.h"
-#include "history/recent_redactions_view.h"
+#include "ui/typography.h"
 #include "workspace/workspace_screen.h"
 
 #include <QHBoxLayout>
@@ -42,13 +42,14 @@ constexpr int kRawValueRole = Qt::UserRole + 1;
 }  // namespace
 
 const std::array<RedactionSidebarItem, 3>& allSidebarItems() {
-    static constexpr std::array<RedactionSidebarItem, 3> items{RedactionSidebarItem::redaction,
-                                                               RedactionSidebarItem::recent,
-                                                               RedactionSidebarItem::howTo};
+    static constexpr std::array<RedactionSidebarItem, 3> items{
+        RedactionSidebarItem::redaction, RedactionSidebarItem::recent, RedactionSidebarItem::howTo};
     return items;
 }
 
-QString rawValue(RedactionSidebarItem item) { return QString::fromUtf8(entryFor(item).raw); }
+QString rawValue(RedactionSidebarItem item) {
+    return QString::fromUtf8(entryFor(item).raw);
+}
 
 std::optional<RedactionSidebarItem> sidebarItemFromRawValue(const QString& raw) {
     for (const auto& entry : kSidebar) {
@@ -57,9 +58,15 @@ std::optional<RedactionSidebarItem> sidebarItemFromRawValue(const QString& raw) 
     return std::nullopt;
 }
 
-QString sidebarTitle(RedactionSidebarItem item) { return rawValue(item); }
-QString sidebarSymbol(RedactionSidebarItem item) { return QString::fromUtf8(entryFor(item).symbol); }
-QString sidebarSectionHeader(RedactionSidebarItem item) { return QString::fromUtf8(entryFor(item).header); }
+QString sidebarTitle(RedactionSidebarItem item) {
+    return rawValue(item);
+}
+QString sidebarSymbol(RedactionSidebarItem item) {
+    return QString::fromUtf8(entryFor(item).symbol);
+}
+QString sidebarSectionHeader(RedactionSidebarItem item) {
+    return QString::fromUtf8(entryFor(item).header);
+}
 
 RootView::RootView(SharedServices services, QWidget* parent) : QWidget(parent), services_(std::move(services)) {
     using namespace theme;
@@ -132,10 +139,13 @@ void RootView::showEvent(QShowEvent* event) {
     if (sized_) return;
     // The sidebar opens at its ideal width once the window's width is known.
     sized_ = true;
-    splitter_->setSizes({sidebarIdealWidth, qMax(0, splitter_->width() - sidebarIdealWidth - splitter_->handleWidth())});
+    splitter_->setSizes(
+        {sidebarIdealWidth, qMax(0, splitter_->width() - sidebarIdealWidth - splitter_->handleWidth())});
 }
 
-WorkspaceScreen* RootView::workspace() const { return qobject_cast<WorkspaceScreen*>(detail_); }
+WorkspaceScreen* RootView::workspace() const {
+    return qobject_cast<WorkspaceScreen*>(detail_);
+}
 
 void RootView::setSelection(std::optional<RedactionSidebarItem> item) {
     const bool first = detail_ == nullptr;
@@ -174,15 +184,15 @@ void RootView::showDetailFor(std::optional<RedactionSidebarItem> item) {
     delete detail_;
     detail_ = nullptr;
     switch (item.value_or(RedactionSidebarItem::redaction)) {
-    case RedactionSidebarItem::redaction:
-        detail_ = new WorkspaceScreen(services_);
-        break;
-    case RedactionSidebarItem::recent:
-        detail_ = new RecentRedactionsView(*services_->history);
-        break;
-    case RedactionSidebarItem::howTo:
-        detail_ = new EnhancedRedactionHowToView;
-        break;
+        case RedactionSidebarItem::redaction:
+            detail_ = new WorkspaceScreen(services_);
+            break;
+        case RedactionSidebarItem::recent:
+            detail_ = new RecentRedactionsView(*services_->history);
+            break;
+        case RedactionSidebarItem::howTo:
+            detail_ = new EnhancedRedactionHowToView;
+            break;
     }
     detailHost_->layout()->addWidget(detail_);
     emit detailChanged();

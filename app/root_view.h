@@ -28,7 +28,9 @@ std::optional<RedactionSidebarItem> sidebarItemFromRawValue(const QString& raw);
 QString sidebarTitle(RedactionSidebarItem item);
 QString sidebarSymbol(RedactionSidebarItem item);
 QString sidebarSectionHeader(RedactionSidebarItem item);
-inline size_t qHash(RedactionSidebarItem item, size_t seed = 0) { return ::qHash(rawValue(item), seed); }
+inline size_t qHash(RedactionSidebarItem item, size_t seed = 0) {
+    return ::qHash(rawValue(item), seed);
+}
 
 class RootView : public QWidget {
     Q_OBJECT

@@ -7,8 +7,8 @@
 #include "app/app_icon.h"
 #include "app/main_window.h"
 #include "app/root_view.h"
-#include "ui/theme.h"
 #include "model/services.h"
+#include "ui/theme.h"
 #include "workspace/workspace_screen.h"
 
 #include <QApplication>
@@ -69,7 +69,8 @@ QByteArray samplePdf() {
     }
     const qsizetype xref = pdf.size();
     pdf += "xref\n0 " + QByteArray::number(static_cast<qulonglong>(objects.size() + 1)) + "\n0000000000 65535 f \n";
-    for (const qsizetype offset : offsets) pdf += QByteArray::number(offset).rightJustified(10, '0') + " 00000 n \n";
+    for (const qsizetype offset : offsets)
+        pdf += QByteArray::number(offset).rightJustified(10, '0') + " 00000 n \n";
     pdf += "trailer\n<< /Size " + QByteArray::number(static_cast<qulonglong>(objects.size() + 1)) +
            " /Root 1 0 R >>\nstartxref\n" + QByteArray::number(xref) + "\n%%EOF\n";
     return pdf;
@@ -130,7 +131,8 @@ EngineCalls scriptedExport(Ending outcome) {
         if (file.open(QIODevice::WriteOnly)) file.write("%PDF-1.4\n");
         progress(1, 2);
         if (outcome == Ending::running) {
-            while (!stop.stop_requested()) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            while (!stop.stop_requested())
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
             throw CancellationError();
         }
         progress(2, 2);
@@ -172,48 +174,48 @@ const std::vector<Scene>& scenes() {
         {"landing", [](Context& c) { return windowOn(c.empty, RedactionSidebarItem::redaction); }},
         {"editing",
          [](Context& c) {
-             MainWindow* window = windowOn(c.empty, RedactionSidebarItem::redaction);
-             window->openFiles({c.samplePath});
-             return window;
+        MainWindow* window = windowOn(c.empty, RedactionSidebarItem::redaction);
+        window->openFiles({c.samplePath});
+        return window;
          },
          900},
         {"editing-results",
          [](Context& c) {
-             return editingScene(c, Ending::passed, [](RedactionViewModel& model) {
-                 model.setSearchText(QStringLiteral("account"));
-                 model.findNativeText();
-             });
+        return editingScene(c, Ending::passed, [](RedactionViewModel& model) {
+            model.setSearchText(QStringLiteral("account"));
+            model.findNativeText();
+        });
          },
          900},
         {"editing-export-running",
          [](Context& c) {
-             return editingScene(c, Ending::running, [](RedactionViewModel& model) {
-                 markSample(model);
-                 model.exportSecureCopy();
-             });
+        return editingScene(c, Ending::running, [](RedactionViewModel& model) {
+            markSample(model);
+            model.exportSecureCopy();
+        });
          },
          900},
         {"editing-verified",
          [](Context& c) {
-             return editingScene(c, Ending::passed, [](RedactionViewModel& model) {
-                 markSample(model);
-                 model.exportSecureCopy();
-             });
+        return editingScene(c, Ending::passed, [](RedactionViewModel& model) {
+            markSample(model);
+            model.exportSecureCopy();
+        });
          },
          900},
         {"editing-needs-review",
          [](Context& c) {
-             return editingScene(c, Ending::needsReview, [](RedactionViewModel& model) {
-                 markSample(model);
-                 model.exportSecureCopy();
-             });
+        return editingScene(c, Ending::needsReview, [](RedactionViewModel& model) {
+            markSample(model);
+            model.exportSecureCopy();
+        });
          },
          900},
         {"history", [](Context& c) { return windowOn(c.full, RedactionSidebarItem::recent); }},
         {"history-empty", [](Context& c) { return windowOn(c.empty, RedactionSidebarItem::recent); }},
         {"guide", [](Context& c) { return windowOn(c.empty, RedactionSidebarItem::howTo); }},
         {"about", [](Context&) { return new AboutPanel(nullptr); }},
-    };
+        };
     return table;
 }
 
@@ -249,15 +251,19 @@ int main(int argc, char** argv) {
     if (!QDir().mkpath(outputDir)) return 1;
 
     QDir work(dataHome.path());
-    auto emptyStore = std::make_shared<RecentRedactionStore>(work.filePath(QStringLiteral("empty/recent-redactions.json")));
-    auto fullStore = std::make_shared<RecentRedactionStore>(work.filePath(QStringLiteral("full/recent-redactions.json")));
-    fullStore->add(QStringLiteral("board-minutes-2025.pdf"), QStringLiteral("/home/alex/Documents/Board/board-minutes-2025-redacted.pdf"), 12, 31, true);
+    auto emptyStore =
+        std::make_shared<RecentRedactionStore>(work.filePath(QStringLiteral("empty/recent-redactions.json")));
+    auto fullStore =
+        std::make_shared<RecentRedactionStore>(work.filePath(QStringLiteral("full/recent-redactions.json")));
+    fullStore->add(QStringLiteral("board-minutes-2025.pdf"),
+                   QStringLiteral("/home/alex/Documents/Board/board-minutes-2025-redacted.pdf"), 12, 31, true);
     fullStore->add(QStringLiteral("witness statement (scan).pdf"),
-                  QStringLiteral("/home/alex/Documents/Cases/2026/Hernandez v. Northgate Logistics/Discovery/"
-                                 "Production Set 04/Third-party subpoena responses/Exhibits for deposition of the "
-                                 "records custodian/witness statement (scan)-redacted.pdf"),
-                  3, 7, false);
-    fullStore->add(QStringLiteral("offer-letter.pdf"), QStringLiteral("/home/alex/Desktop/offer-letter-redacted.pdf"), 1, 1, true);
+                   QStringLiteral("/home/alex/Documents/Cases/2026/Hernandez v. Northgate Logistics/Discovery/"
+                                  "Production Set 04/Third-party subpoena responses/Exhibits for deposition of the "
+                                  "records custodian/witness statement (scan)-redacted.pdf"),
+                   3, 7, false);
+    fullStore->add(QStringLiteral("offer-letter.pdf"), QStringLiteral("/home/alex/Desktop/offer-letter-redacted.pdf"),
+                   1, 1, true);
 
     const QString samplePath = work.filePath(QStringLiteral("separation-agreement.pdf"));
     {

@@ -25,7 +25,9 @@ using namespace norvane;
 
 namespace {
 
-double ms(const QElapsedTimer& timer) { return static_cast<double>(timer.nsecsElapsed()) / 1e6; }
+double ms(const QElapsedTimer& timer) {
+    return static_cast<double>(timer.nsecsElapsed()) / 1e6;
+}
 
 }  // namespace
 
@@ -42,7 +44,8 @@ int main(int argc, char** argv) {
 
     testing::TempDir dir;
     std::vector<std::string> lines;
-    for (int i = 0; i < pages; ++i) lines.push_back("Confidential page " + std::to_string(i + 1) + " of the long report");
+    for (int i = 0; i < pages; ++i)
+        lines.push_back("Confidential page " + std::to_string(i + 1) + " of the long report");
     const auto path = dir.file("long.pdf");
     testing::writeFile(path, testing::buildPdf(testing::textPages(lines)));
 
@@ -81,7 +84,8 @@ int main(int argc, char** argv) {
     }
     std::sort(frames.begin(), frames.end());
     double sum = 0;
-    for (double f : frames) sum += f;
+    for (double f : frames)
+        sum += f;
 
     // Thumbnails: only the rows in view are rendered.
     PageSidebar sidebar(*model);
@@ -90,7 +94,8 @@ int main(int argc, char** argv) {
     QSignalSpy thumbs(&sidebar.renderQueue(), &PageRenderQueue::pageReady);
     QElapsedTimer settle;
     settle.start();
-    while (ms(settle) < 1500) thumbs.wait(50);
+    while (ms(settle) < 1500)
+        thumbs.wait(50);
     int rendered = 0;
     for (qint64 i = 0; i < model->document()->pageCount(); ++i) {
         rendered += sidebar.renderQueue().image(i).isNull() ? 0 : 1;
@@ -101,9 +106,9 @@ int main(int argc, char** argv) {
     peer.start();
     QProcess process;
     process.start(pdftoppm, {QStringLiteral("-f"), QStringLiteral("1"), QStringLiteral("-l"), QStringLiteral("1"),
-                             QStringLiteral("-scale-to-x"), QString::number(first.width()), QStringLiteral("-scale-to-y"),
-                             QStringLiteral("-1"), QStringLiteral("-png"), QString::fromStdString(path.string()),
-                             QString::fromStdString(dir.file("peer").string())});
+                             QStringLiteral("-scale-to-x"), QString::number(first.width()),
+                             QStringLiteral("-scale-to-y"), QStringLiteral("-1"), QStringLiteral("-png"),
+                             QString::fromStdString(path.string()), QString::fromStdString(dir.file("peer").string())});
     const bool peerRan = process.waitForFinished(60000) && process.exitCode() == 0;
     const double peerMs = ms(peer);
 
@@ -112,7 +117,8 @@ int main(int argc, char** argv) {
     std::printf("first page on screen:            %8.1f ms  (%d x %d px)%s\n", firstPageMs, first.width(),
                 first.height(), first.isNull() ? "  [no image: rendering unavailable]" : "");
     if (peerRan) {
-        std::printf("pdftoppm, same page and width:   %8.1f ms  (ratio ours/peer %.2f)\n", peerMs, firstPageMs / peerMs);
+        std::printf("pdftoppm, same page and width:   %8.1f ms  (ratio ours/peer %.2f)\n", peerMs,
+                    firstPageMs / peerMs);
     } else {
         std::printf("pdftoppm, same page and width:   not available\n");
     }

@@ -23,10 +23,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const char* const kWords[] = {"agreement", "the",     "party",    "shall",   "within",  "days",   "of",
-                              "receipt",   "notice",  "payment",  "account", "holder",  "records", "and",
-                              "confirmed", "meeting", "schedule", "office",  "witness", "under",  "terms",
-                              "for",       "statement", "balance", "invoice", "period", "to",     "a"};
+const char* const kWords[] = {"agreement", "the",       "party",    "shall",   "within",  "days",    "of",
+                              "receipt",   "notice",    "payment",  "account", "holder",  "records", "and",
+                              "confirmed", "meeting",   "schedule", "office",  "witness", "under",   "terms",
+                              "for",       "statement", "balance",  "invoice", "period",  "to",      "a"};
 
 std::string line(unsigned& seed, std::size_t maxChars) {
     std::string text;
@@ -45,8 +45,8 @@ testing::DocumentSpec textDocument(int pages) {
     unsigned seed = 7;
     for (int p = 0; p < pages; ++p) {
         testing::PageSpec page;
-        page.texts.push_back({"Section " + std::to_string(p + 1) + ": Terms of the agreement", 72, 740, 14,
-                              "Helvetica-Bold"});
+        page.texts.push_back(
+            {"Section " + std::to_string(p + 1) + ": Terms of the agreement", 72, 740, 14, "Helvetica-Bold"});
         for (int i = 0; i < 44; ++i) {
             page.texts.push_back({line(seed, 88), 72, 712 - 14.5 * i, 10.5});
         }
@@ -87,13 +87,15 @@ bool lossless(const SharedPdfDocument& document, const fs::path& output, const s
                 boxes.push_back(r);
             }
         }
-        const auto rendered = renderImage(session, static_cast<std::int64_t>(i), 180, boxes, false, RenderOrientation::mediaBox, true);
+        const auto rendered =
+            renderImage(session, static_cast<std::int64_t>(i), 180, boxes, false, RenderOrientation::mediaBox, true);
         const auto& stored = pdf.pages[i];
         if (!rendered || rendered->width != stored.width || rendered->height != stored.height) {
             return false;
         }
         const auto n = static_cast<std::size_t>(stored.components);
-        for (std::size_t px = 0; px < static_cast<std::size_t>(stored.width) * static_cast<std::size_t>(stored.height); ++px) {
+        for (std::size_t px = 0; px < static_cast<std::size_t>(stored.width) * static_cast<std::size_t>(stored.height);
+             ++px) {
             for (std::size_t c = 0; c < 3; ++c) {
                 if (rendered->samples[px * 3 + c] != stored.pixels[px * n + (n == 1 ? 0 : c)]) {
                     return false;
@@ -171,10 +173,11 @@ int main(int argc, char** argv) {
     const fs::path dir = keep.empty() ? temp.path() : fs::path(keep);
     fs::create_directories(dir);
 
-    std::printf("export at 180 dpi, best of %d runs; peer: Ghostscript pdfimage24, TextAlphaBits=4 GraphicsAlphaBits=4\n",
-                runs);
-    std::printf("%-14s %9s %9s %7s %10s %10s %7s %9s\n", "document", "ours s", "gs s", "time", "ours MB", "gs MB", "size",
-                "lossless");
+    std::printf(
+        "export at 180 dpi, best of %d runs; peer: Ghostscript pdfimage24, TextAlphaBits=4 GraphicsAlphaBits=4\n",
+        runs);
+    std::printf("%-14s %9s %9s %7s %10s %10s %7s %9s\n", "document", "ours s", "gs s", "time", "ours MB", "gs MB",
+                "size", "lossless");
     bool ok = true;
     const std::pair<std::string, testing::DocumentSpec> docs[] = {
         {"text-" + std::to_string(pages) + "p", textDocument(pages)}, {"photo-1p", photoDocument()}};

@@ -44,7 +44,9 @@ double processCpu() {
     return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) * 1e-9;
 }
 
-double seconds(const timeval& tv) { return static_cast<double>(tv.tv_sec) + static_cast<double>(tv.tv_usec) * 1e-6; }
+double seconds(const timeval& tv) {
+    return static_cast<double>(tv.tv_sec) + static_cast<double>(tv.tv_usec) * 1e-6;
+}
 
 template <class F>
 Timing timeOurs(F&& body) {
@@ -109,23 +111,30 @@ fs::path writePageImages(const SharedPdfDocument& document, double dpi, const fs
                 }
                 fz_save_pixmap_as_png(ctx, pix, name.c_str());
             }
-            fz_always(ctx) { fz_drop_pixmap(ctx, pix); }
-            fz_catch(ctx) { fz_rethrow(ctx); }
+            fz_always(ctx) {
+                fz_drop_pixmap(ctx, pix);
+            }
+            fz_catch(ctx) {
+                fz_rethrow(ctx);
+            }
         });
         listing << name << '\n';
     }
     return list;
 }
 
-Timing fastest(const Timing& a, const Timing& b) { return {std::min(a.wall, b.wall), std::min(a.cpu, b.cpu)}; }
+Timing fastest(const Timing& a, const Timing& b) {
+    return {std::min(a.wall, b.wall), std::min(a.cpu, b.cpu)};
+}
 
 constexpr Timing kNotRun{1e300, 1e300};
 
 void report(const char* what, const Timing& ours, const Timing& command, std::int64_t pages) {
     const double n = static_cast<double>(pages);
-    std::printf("%-24s ours %6.3f s/page (cpu %6.3f)   tesseract command %6.3f s/page (cpu %6.3f)   ratio %.2f (cpu %.2f)\n",
-                what, ours.wall / n, ours.cpu / n, command.wall / n, command.cpu / n, ours.wall / command.wall,
-                ours.cpu / command.cpu);
+    std::printf(
+        "%-24s ours %6.3f s/page (cpu %6.3f)   tesseract command %6.3f s/page (cpu %6.3f)   ratio %.2f (cpu %.2f)\n",
+        what, ours.wall / n, ours.cpu / n, command.wall / n, command.cpu / n, ours.wall / command.wall,
+        ours.cpu / command.cpu);
 }
 
 }  // namespace
@@ -151,7 +160,8 @@ int main(int argc, char** argv) {
         Timing searchOurs = kNotRun;
         Timing searchCommand = kNotRun;
         for (int run = 0; run < runs; ++run) {
-            searchOurs = fastest(searchOurs, timeOurs([&] { hits = RedactionEngine::ocrMatches(document, query, {}); }));
+            searchOurs =
+                fastest(searchOurs, timeOurs([&] { hits = RedactionEngine::ocrMatches(document, query, {}); }));
             searchCommand = fastest(searchCommand, timeCommand(searchImages));
         }
         std::printf("OCR search for \"%s\": %zu matches\n", query.c_str(), hits.size());
@@ -163,10 +173,12 @@ int main(int argc, char** argv) {
             regions.push_back(RedactionRegion{Uuid::random(), hit.pageIndex, hit.rect, hit.source, hit.text});
         }
         if (regions.empty()) {
-            regions.push_back(RedactionRegion{Uuid::random(), 0, PageRect{72, 72, 100, 20}, RedactionSource::manual, {}});
+            regions.push_back(
+                RedactionRegion{Uuid::random(), 0, PageRect{72, 72, 100, 20}, RedactionSource::manual, {}});
         }
         const fs::path secure = work / "secure-copy.pdf";
-        const Timing exportTime = timeOurs([&] { RedactionEngine::exportSecurePDF(document, regions, secure, true, {}); });
+        const Timing exportTime =
+            timeOurs([&] { RedactionEngine::exportSecurePDF(document, regions, secure, true, {}); });
         std::printf("secure copy written in %.2f s\n", exportTime.wall);
 
         ExportVerification verification;
@@ -174,7 +186,8 @@ int main(int argc, char** argv) {
         Timing verifyOurs = kNotRun;
         Timing verifyCommand = kNotRun;
         for (int run = 0; run < runs; ++run) {
-            verifyOurs = fastest(verifyOurs, timeOurs([&] { verification = RedactionEngine::verifyOutput(secure, {query}, {}); }));
+            verifyOurs = fastest(verifyOurs,
+                                 timeOurs([&] { verification = RedactionEngine::verifyOutput(secure, {query}, {}); }));
             verifyCommand = fastest(verifyCommand, timeCommand(verifyImages));
         }
         std::printf("verification: %s, %lld pages checked\n", verification.passed() ? "passed" : "needs review",

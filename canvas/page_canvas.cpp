@@ -1,7 +1,7 @@
 #include "canvas/page_canvas.h"
 
-#include "ui/theme.h"
 #include "canvas/page_geometry.h"
+#include "ui/theme.h"
 
 #include <QKeyEvent>
 #include <QMouseEvent>
@@ -21,7 +21,7 @@ constexpr double kGap = 12;     // between two pages
 constexpr double kMinZoom = 0.25;
 constexpr double kMaxZoom = 8.0;
 constexpr double kZoomStep = 1.25;
-constexpr double kMinScale = 0.02;   // view pixels per point
+constexpr double kMinScale = 0.02;  // view pixels per point
 constexpr double kMaxScale = 32.0;
 constexpr double kClickLimit = 8.0;  // a drag smaller than this either way is a click
 constexpr std::size_t kCacheBytes = std::size_t{256} << 20;
@@ -261,9 +261,15 @@ void PageCanvas::setZoom(double zoom) {
     relayout(QPointF(viewport()->width() / 2.0, viewport()->height() / 2.0));
 }
 
-void PageCanvas::zoomIn() { setZoom(zoom_ * kZoomStep); }
-void PageCanvas::zoomOut() { setZoom(zoom_ / kZoomStep); }
-void PageCanvas::zoomToFit() { setZoom(1.0); }
+void PageCanvas::zoomIn() {
+    setZoom(zoom_ * kZoomStep);
+}
+void PageCanvas::zoomOut() {
+    setZoom(zoom_ / kZoomStep);
+}
+void PageCanvas::zoomToFit() {
+    setZoom(1.0);
+}
 
 void PageCanvas::requestVisiblePages() {
     if (!document_ || pageRects_.empty()) {
@@ -322,8 +328,8 @@ void PageCanvas::paintEvent(QPaintEvent*) {
             painter.fillRect(rect, QColor(252, 252, 252));
         } else {
             const QSizeF target = rect.size() * viewport()->devicePixelRatioF();
-            const bool exact = std::abs(target.width() - image.width()) < 1.0 &&
-                               std::abs(target.height() - image.height()) < 1.0;
+            const bool exact =
+                std::abs(target.width() - image.width()) < 1.0 && std::abs(target.height() - image.height()) < 1.0;
             painter.setRenderHint(QPainter::SmoothPixmapTransform, !exact);
             painter.drawImage(rect, image);
         }

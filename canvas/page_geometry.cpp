@@ -17,17 +17,17 @@ QTransform pageToDisplayed(const PdfPageInfo& page) {
     const QTransform unrotated(1, 0, 0, -1, -box.minX(), box.maxY());
     QTransform turn;
     switch (page.rotation) {
-    case 90:
-        turn = QTransform(0, 1, -1, 0, h, 0);
-        break;
-    case 180:
-        turn = QTransform(-1, 0, 0, -1, w, h);
-        break;
-    case 270:
-        turn = QTransform(0, -1, 1, 0, 0, w);
-        break;
-    default:
-        break;
+        case 90:
+            turn = QTransform(0, 1, -1, 0, h, 0);
+            break;
+        case 180:
+            turn = QTransform(-1, 0, 0, -1, w, h);
+            break;
+        case 270:
+            turn = QTransform(0, -1, 1, 0, 0, w);
+            break;
+        default:
+            break;
     }
     return unrotated * turn;
 }

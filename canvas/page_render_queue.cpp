@@ -17,7 +17,9 @@
 namespace norvane {
 namespace {
 
-bool sameScale(double a, double b) { return std::abs(a - b) <= 1e-6 * std::max(a, b); }
+bool sameScale(double a, double b) {
+    return std::abs(a - b) <= 1e-6 * std::max(a, b);
+}
 
 QImage toImage(const PreviewImage& preview) {
     QImage image(preview.width, preview.height, QImage::Format_RGB888);
@@ -87,7 +89,7 @@ struct PageRenderQueue::Worker {
             QMetaObject::invokeMethod(
                 owner,
                 [owner, doc, wish, image = std::move(image)]() mutable {
-                    owner->deliver(doc, wish.pageIndex, wish.pixelsPerPoint, std::move(image));
+                owner->deliver(doc, wish.pageIndex, wish.pixelsPerPoint, std::move(image));
                 },
                 Qt::QueuedConnection);
         }
@@ -169,7 +171,9 @@ QImage PageRenderQueue::image(std::int64_t pageIndex) {
     return found->image;
 }
 
-bool PageRenderQueue::hasFailed(std::int64_t pageIndex) const { return failed_.contains(pageIndex); }
+bool PageRenderQueue::hasFailed(std::int64_t pageIndex) const {
+    return failed_.contains(pageIndex);
+}
 
 void PageRenderQueue::deliver(const SharedPdfDocument& document, std::int64_t pageIndex, double pixelsPerPoint,
                               QImage image) {

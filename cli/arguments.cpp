@@ -39,8 +39,9 @@ std::optional<ParsedArguments> parseArguments(const CommandRules& rules, const s
             optionsEnded = true;
             continue;
         }
-        const auto rule = std::find_if(rules.options.begin(), rules.options.end(),
-                                       [&](const OptionRule& r) { return arg == r.name || (!r.alias.empty() && arg == r.alias); });
+        const auto rule = std::find_if(rules.options.begin(), rules.options.end(), [&](const OptionRule& r) {
+            return arg == r.name || (!r.alias.empty() && arg == r.alias);
+        });
         if (rule == rules.options.end()) {
             printUsageError(err, rules, "unknown option '" + arg + "'");
             return std::nullopt;

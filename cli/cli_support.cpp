@@ -6,7 +6,9 @@
 
 namespace norvane::cli {
 
-Json toJson(const PageRect& rect) { return Json::array({rect.x, rect.y, rect.width, rect.height}); }
+Json toJson(const PageRect& rect) {
+    return Json::array({rect.x, rect.y, rect.width, rect.height});
+}
 
 Json toJson(const RedactionSearchResult& result) {
     return Json{{"id", result.id.toString()},

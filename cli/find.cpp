@@ -16,8 +16,9 @@ int runFind(const std::vector<std::string>& args, const Console& console, const 
     const std::string& text = parsed->positionals[1];
     std::vector<RedactionSearchResult> results;
     try {
-        results = parsed->has("--ocr") ? services.engine.ocrMatches(document, text, progressPrinter(console, "OCR "), {})
-                                       : RedactionEngine::nativeTextMatches(document, text);
+        results = parsed->has("--ocr")
+                      ? services.engine.ocrMatches(document, text, progressPrinter(console, "OCR "), {})
+                      : RedactionEngine::nativeTextMatches(document, text);
     } catch (const std::exception& error) {
         printError(console.err, error, std::nullopt);
         return kExitFailure;

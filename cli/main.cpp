@@ -2,10 +2,10 @@
 
 #include "cli/commands.h"
 
+#include <unistd.h>
 #include <cstdlib>
 #include <iostream>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 int main(int argc, char** argv) {

@@ -4,7 +4,8 @@
 namespace norvane::cli {
 
 int runVerify(const std::vector<std::string>& args, const Console& console, const Services& services) {
-    const CommandRules rules{"usage: norvane-redact verify OUT.pdf [--term TEXT]...\n", {{"--term", "", true, false}}, 1};
+    const CommandRules rules{
+        "usage: norvane-redact verify OUT.pdf [--term TEXT]...\n", {{"--term", "", true, false}}, 1};
     const auto parsed = parseArguments(rules, args, console.err);
     if (!parsed) {
         return kExitUsage;

@@ -71,8 +71,12 @@ void* boundedRealloc(void* user, void* old, size_t size) {
 
 std::mutex gLocks[FZ_LOCK_MAX];
 
-void lockMutex(void*, int lock) { gLocks[lock].lock(); }
-void unlockMutex(void*, int lock) { gLocks[lock].unlock(); }
+void lockMutex(void*, int lock) {
+    gLocks[lock].lock();
+}
+void unlockMutex(void*, int lock) {
+    gLocks[lock].unlock();
+}
 
 // MuPDF's messages can quote document content; we never print them.
 void silence(void*, const char*) {}
@@ -109,7 +113,9 @@ void throwCaught(fz_context* ctx) {
     throw MuPdfError(message ? message : "MuPDF error");
 }
 
-std::size_t allocatedBytes() { return gAllocated.load(std::memory_order_relaxed); }
+std::size_t allocatedBytes() {
+    return gAllocated.load(std::memory_order_relaxed);
+}
 
 Context::Context() {
     fz_context* base = baseContext();
@@ -124,7 +130,9 @@ Context::Context() {
     fz_set_warning_callback(ctx_, silence, nullptr);
 }
 
-Context::~Context() { fz_drop_context(ctx_); }
+Context::~Context() {
+    fz_drop_context(ctx_);
+}
 
 Session::Session(SharedPdfDocument document) : document_(std::move(document)) {
     fz_context* ctx = context_.get();

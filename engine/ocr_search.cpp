@@ -87,8 +87,8 @@ std::vector<PageRect> pageMatches(const std::vector<PageReading>& readings, cons
         }
     }
     for (const PageRect& rect : turned) {
-        const bool placedElsewhere =
-            std::any_of(upright.begin(), upright.end(), [&](const PageRect& tight) { return containsCentreOf(rect, tight); });
+        const bool placedElsewhere = std::any_of(upright.begin(), upright.end(),
+                                                 [&](const PageRect& tight) { return containsCentreOf(rect, tight); });
         if (!placedElsewhere) {
             upright.push_back(rect);
         }
@@ -98,8 +98,9 @@ std::vector<PageRect> pageMatches(const std::vector<PageReading>& readings, cons
 
 }  // namespace
 
-std::vector<RedactionSearchResult> RedactionEngine::ocrMatches(const SharedPdfDocument& document, const std::string& query,
-                                                               const PageProgress& progress, std::stop_token stop) {
+std::vector<RedactionSearchResult> RedactionEngine::ocrMatches(const SharedPdfDocument& document,
+                                                               const std::string& query, const PageProgress& progress,
+                                                               std::stop_token stop) {
     const std::string term = trimmed(query);
     if (term.empty()) {
         return {};

@@ -93,7 +93,9 @@ std::vector<std::uint8_t> greyPixels(const PageImage& image) {
     return grey;
 }
 
-bool cancelRequested(void* token, int) { return static_cast<const std::stop_token*>(token)->stop_requested(); }
+bool cancelRequested(void* token, int) {
+    return static_cast<const std::stop_token*>(token)->stop_requested();
+}
 
 std::string takeText(char* text) {
     std::string result = text ? text : "";
@@ -156,7 +158,8 @@ OcrService::OcrService(const std::string& languages) : languages_(languages) {
     api_ = std::make_unique<tesseract::TessBaseAPI>();
     const std::vector<std::string> names = {"debug_file"};
     const std::vector<std::string> values = {"/dev/null"};
-    if (api_->Init(folder.c_str(), languages_.c_str(), tesseract::OEM_LSTM_ONLY, nullptr, 0, &names, &values, false) != 0) {
+    if (api_->Init(folder.c_str(), languages_.c_str(), tesseract::OEM_LSTM_ONLY, nullptr, 0, &names, &values, false) !=
+        0) {
         throw OcrError("Text recognition could not load its language data (" + languages_ + ").");
     }
     api_->SetPageSegMode(tesseract::PSM_AUTO);

@@ -28,7 +28,9 @@ struct Point {
     double y;
 };
 
-Point apply(const Affine& m, double x, double y) { return {m.a * x + m.c * y + m.e, m.b * x + m.d * y + m.f}; }
+Point apply(const Affine& m, double x, double y) {
+    return {m.a * x + m.c * y + m.e, m.b * x + m.d * y + m.f};
+}
 
 struct Geometry {
     int width = 0;
@@ -86,7 +88,9 @@ bool fillBox(PageImage& image, const PageRect& rect) {
     if (std::isnan(p0.x) || std::isnan(p0.y) || std::isnan(p1.x) || std::isnan(p1.y)) {
         return false;
     }
-    const auto clampTo = [](double v, int limit) { return static_cast<int>(std::clamp(v, 0.0, static_cast<double>(limit))); };
+    const auto clampTo = [](double v, int limit) {
+        return static_cast<int>(std::clamp(v, 0.0, static_cast<double>(limit)));
+    };
     const int x0 = clampTo(std::floor(std::min(p0.x, p1.x) + kEdgeSlack), image.width);
     const int x1 = clampTo(std::ceil(std::max(p0.x, p1.x) - kEdgeSlack), image.width);
     const int y0 = clampTo(std::floor(std::min(p0.y, p1.y) + kEdgeSlack), image.height);

@@ -17,11 +17,11 @@ struct Affine {
 };
 
 struct PageImage {
-    int width = 0;       // pixels
-    int height = 0;      // pixels
-    int components = 3;  // samples per pixel: 3 = RGB, no alpha (the background is opaque white)
+    int width = 0;                      // pixels
+    int height = 0;                     // pixels
+    int components = 3;                 // samples per pixel: 3 = RGB, no alpha (the background is opaque white)
     std::vector<std::uint8_t> samples;  // rows top to bottom, width × components bytes each
-    Affine pageToPixel;  // page space (points, y up) -> pixel space (y down, origin top left)
+    Affine pageToPixel;                 // page space (points, y up) -> pixel space (y down, origin top left)
 };
 
 enum class RenderOrientation {

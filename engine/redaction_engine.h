@@ -42,8 +42,8 @@ public:
     // Re-opens a written file and looks for the terms in its text layer and its 150-dpi OCR.
     // Throws RedactionError::outputVerificationFailed, OcrError or CancellationError.
     static ExportVerification verifyOutput(const std::filesystem::path& outputPath,
-                                           const std::vector<std::string>& sensitiveTerms,
-                                           const PageProgress& progress, std::stop_token stop = {});
+                                           const std::vector<std::string>& sensitiveTerms, const PageProgress& progress,
+                                           std::stop_token stop = {});
 };
 
 // A failure of the on-device text recognition, with the recogniser's own description.

@@ -222,7 +222,8 @@ std::size_t countOccurrences(std::string_view haystack, std::string_view needle)
         return 0;
     }
     std::size_t count = 0;
-    for (std::size_t at = haystack.find(needle); at != std::string_view::npos; at = haystack.find(needle, at + needle.size())) {
+    for (std::size_t at = haystack.find(needle); at != std::string_view::npos;
+         at = haystack.find(needle, at + needle.size())) {
         ++count;
     }
     return count;

@@ -2,9 +2,9 @@
 // and the file is written from scratch around those images, so nothing of the source's
 // structure (text, fonts, annotations, forms, outlines, metadata, revisions) can travel.
 
+#include "engine/secure_export.h"
 #include "engine/page_loop.h"
 #include "engine/page_raster.h"
-#include "engine/secure_export.h"
 #include "engine/redaction_engine.h"
 
 #include <libdeflate.h>
@@ -140,7 +140,8 @@ private:
 class TemporaryOutput : public ByteSink {
 public:
     explicit TemporaryOutput(const std::filesystem::path& target) : target_(target) {
-        const std::filesystem::path folder = target.parent_path().empty() ? std::filesystem::path(".") : target.parent_path();
+        const std::filesystem::path folder =
+            target.parent_path().empty() ? std::filesystem::path(".") : target.parent_path();
         for (int attempt = 0; attempt < 8 && !file_; ++attempt) {
             // Not derived from the target's name, which may already be as long as a name can be.
             path_ = folder / (".norvane-" + Uuid::random().toString() + ".tmp");
@@ -398,8 +399,8 @@ void writeSecurePdf(const SharedPdfDocument& document, const std::vector<Redacti
         if (i % 2 == 0) {
             const auto found = byPage.find(i);
             try {
-                page = producePage(*session, i, found == byPage.end() ? none : found->second, labelRedactions,
-                                   dpi, *deflater);
+                page = producePage(*session, i, found == byPage.end() ? none : found->second, labelRedactions, dpi,
+                                   *deflater);
             } catch (const std::bad_alloc&) {
                 page.reset();
             }

@@ -38,9 +38,13 @@ struct Glyph {
     PageRect box;            // page space
 };
 
-bool isGapCharacter(char32_t c) { return c == '\n' || u_isUWhiteSpace(static_cast<UChar32>(c)); }
+bool isGapCharacter(char32_t c) {
+    return c == '\n' || u_isUWhiteSpace(static_cast<UChar32>(c));
+}
 
-char32_t foldedKey(char32_t c) { return static_cast<char32_t>(u_foldCase(static_cast<UChar32>(c), U_FOLD_CASE_DEFAULT)); }
+char32_t foldedKey(char32_t c) {
+    return static_cast<char32_t>(u_foldCase(static_cast<UChar32>(c), U_FOLD_CASE_DEFAULT));
+}
 
 void appendUtf8(std::string& out, char32_t c) {
     if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) {
@@ -58,14 +62,22 @@ void appendUtf8(std::string& out, char32_t c) {
 // Ligature code points typed into the query compare as their letters, as the text does.
 std::u32string_view ligatureLetters(char32_t c) {
     switch (c) {
-    case 0xFB00: return U"ff";
-    case 0xFB01: return U"fi";
-    case 0xFB02: return U"fl";
-    case 0xFB03: return U"ffi";
-    case 0xFB04: return U"ffl";
-    case 0xFB05: return U"st";
-    case 0xFB06: return U"st";
-    default: return {};
+        case 0xFB00:
+            return U"ff";
+        case 0xFB01:
+            return U"fi";
+        case 0xFB02:
+            return U"fl";
+        case 0xFB03:
+            return U"ffi";
+        case 0xFB04:
+            return U"ffl";
+        case 0xFB05:
+            return U"st";
+        case 0xFB06:
+            return U"st";
+        default:
+            return {};
     }
 }
 

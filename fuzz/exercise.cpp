@@ -47,16 +47,17 @@ void exerciseEngine(const std::uint8_t* data, std::size_t size) {
         require(info.rotation == 0 || info.rotation == 90 || info.rotation == 180 || info.rotation == 270);
         require(info.mediaBox.width >= 0 && info.mediaBox.height >= 0);
         const PageRect box = info.mediaBox;
-        regions.push_back(RedactionRegion{Uuid::random(), i,
-                                          PageRect{box.x + box.width / 4, box.y + box.height / 4, box.width / 2, box.height / 2},
-                                          RedactionSource::manual, std::nullopt});
+        regions.push_back(RedactionRegion{
+            Uuid::random(), i, PageRect{box.x + box.width / 4, box.y + box.height / 4, box.width / 2, box.height / 2},
+            RedactionSource::manual, std::nullopt});
     }
 
     for (const char* query : {"e", "the", "a b"}) {
         for (const RedactionSearchResult& hit : RedactionEngine::nativeTextMatches(document, query)) {
             require(hit.pageIndex >= 0 && hit.pageIndex < pageCount);
             require(finite(hit.rect) && hit.rect.width > 1.0 && hit.rect.height > 1.0);
-            regions.push_back(RedactionRegion{Uuid::random(), hit.pageIndex, hit.rect, RedactionSource::textSearch, hit.text});
+            regions.push_back(
+                RedactionRegion{Uuid::random(), hit.pageIndex, hit.rect, RedactionSource::textSearch, hit.text});
         }
     }
 
@@ -64,7 +65,8 @@ void exerciseEngine(const std::uint8_t* data, std::size_t size) {
         const mu::Session session(document);
         for (std::int64_t i = 0; i < pageCount; ++i) {
             for (const auto orientation : {RenderOrientation::mediaBox, RenderOrientation::displayed}) {
-                const auto image = renderImage(session, i, kLowDpi, {regions[static_cast<std::size_t>(i)]}, true, orientation);
+                const auto image =
+                    renderImage(session, i, kLowDpi, {regions[static_cast<std::size_t>(i)]}, true, orientation);
                 require(!image || image->samples.size() == static_cast<std::size_t>(image->width) *
                                                                static_cast<std::size_t>(image->height) * 3);
             }
@@ -78,7 +80,8 @@ void exerciseEngine(const std::uint8_t* data, std::size_t size) {
         const SharedPdfDocument reopened = PdfDocument::fromBytes(std::vector<unsigned char>(copy.begin(), copy.end()));
         require(reopened->pageCount() == pageCount && !reopened->isEncrypted());
     } catch (const RedactionError& error) {
-        require(error.kind() == RedactionError::Kind::cannotRenderPage || error.kind() == RedactionError::Kind::exportFailed);
+        require(error.kind() == RedactionError::Kind::cannotRenderPage ||
+                error.kind() == RedactionError::Kind::exportFailed);
     }
 }
 

@@ -59,7 +59,8 @@ int main(int argc, char** argv) {
     }
     {
         PageSpec page = textPage("Under the picture");
-        page.images = {ImageSpec{{72, 300, 200, 150}, 24, 18, false, 3}, ImageSpec{{300, 300, 100, 100}, 16, 16, true, 5}};
+        page.images = {ImageSpec{{72, 300, 200, 150}, 24, 18, false, 3},
+                       ImageSpec{{300, 300, 100, 100}, 16, 16, true, 5}};
         page.extraContent = "0.5 g 100 100 m 200 200 l 300 100 l h f\nBT /F1 9 Tf 3 Tr 72 80 Td (invisible) Tj ET\n";
         write("images", buildPdf(oneOf(page)));
     }

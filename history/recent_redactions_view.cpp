@@ -2,8 +2,8 @@
 
 #include "ui/qt_desktop_services.h"
 #include "ui/theme.h"
-#include "ui/typography.h"
 #include "ui/themed_widgets.h"
+#include "ui/typography.h"
 
 #include <QHBoxLayout>
 #include <QMessageBox>
@@ -59,7 +59,8 @@ RecentRedactionsView::RecentRedactionsView(RecentRedactionStore& store, QWidget*
     auto* header = new QHBoxLayout;
     auto* titles = new QVBoxLayout;
     titles->setSpacing(4);
-    titles->addWidget(new ThemedLabel(QStringLiteral("Recent Redactions"), theme::font(TextStyle::LargeTitle, QFont::Bold)));
+    titles->addWidget(
+        new ThemedLabel(QStringLiteral("Recent Redactions"), theme::font(TextStyle::LargeTitle, QFont::Bold)));
     titles->addWidget(new ThemedLabel(platformText(QStringLiteral("Local export history stored only on this Mac.")),
                                       theme::font(TextStyle::Body), secondaryText()));
     header->addLayout(titles);
@@ -85,10 +86,11 @@ RecentRedactionsView::RecentRedactionsView(RecentRedactionStore& store, QWidget*
     auto* placeholderStack = new QVBoxLayout(placeholder_);
     placeholderStack->setSpacing(8);
     placeholderStack->addStretch(1);
-    placeholderStack->addWidget(new SymbolView(QStringLiteral("rectangle.and.pencil.and.ellipsis"), 44, secondaryText()),
-                                0, Qt::AlignHCenter);
+    placeholderStack->addWidget(
+        new SymbolView(QStringLiteral("rectangle.and.pencil.and.ellipsis"), 44, secondaryText()), 0, Qt::AlignHCenter);
     placeholderStack->addSpacing(4);
-    auto* emptyTitle = new ThemedLabel(QStringLiteral("No Recent Redactions"), theme::font(TextStyle::Title2, QFont::Bold));
+    auto* emptyTitle =
+        new ThemedLabel(QStringLiteral("No Recent Redactions"), theme::font(TextStyle::Title2, QFont::Bold));
     auto* emptyText = new ThemedLabel(QStringLiteral("Completed redacted exports will appear here. Norvane stores only "
                                                      "local summary metadata."),
                                       theme::font(TextStyle::Body), secondaryText());
@@ -117,7 +119,9 @@ RecentRedactionsView::RecentRedactionsView(RecentRedactionStore& store, QWidget*
     rebuild();
 }
 
-bool RecentRedactionsView::showsPlaceholder() const { return content_->currentWidget() == placeholder_; }
+bool RecentRedactionsView::showsPlaceholder() const {
+    return content_->currentWidget() == placeholder_;
+}
 
 QList<QWidget*> RecentRedactionsView::cards() const {
     QList<QWidget*> result;
@@ -132,7 +136,8 @@ bool RecentRedactionsView::askToClear(QWidget* parent) {
     box.setIcon(QMessageBox::Warning);
     box.setWindowTitle(QStringLiteral("Norvane - Redaction Tool"));
     box.setText(QStringLiteral("Clear local redaction history?"));
-    box.setInformativeText(QStringLiteral("This removes only Norvane's local history list. It does not delete any PDF."));
+    box.setInformativeText(
+        QStringLiteral("This removes only Norvane's local history list. It does not delete any PDF."));
     QPushButton* clear = box.addButton(QStringLiteral("Clear History"), QMessageBox::DestructiveRole);
     QPushButton* cancel = box.addButton(QMessageBox::Cancel);
     box.setDefaultButton(cancel);
@@ -160,7 +165,8 @@ void RecentRedactionsView::rebuild() {
         content_->setCurrentWidget(placeholder_);
         return;
     }
-    for (const auto& record : records) list_->addWidget(makeCard(record));
+    for (const auto& record : records)
+        list_->addWidget(makeCard(record));
     list_->addStretch(1);
     content_->setCurrentIndex(1);
 }
@@ -173,10 +179,10 @@ QWidget* RecentRedactionsView::makeCard(const RecentRedactionRecord& record) {
     row->setSpacing(14);
 
     const bool passed = record.verificationPassed;
-    auto* badge = new SymbolView(passed ? QStringLiteral("checkmark.shield.fill")
-                                        : QStringLiteral("exclamationmark.triangle.fill"),
-                                 22, passed ? ColorFn([](const QPalette& p) { return systemGreen(p); })
-                                            : ColorFn([](const QPalette& p) { return systemOrange(p); }));
+    auto* badge = new SymbolView(
+        passed ? QStringLiteral("checkmark.shield.fill") : QStringLiteral("exclamationmark.triangle.fill"), 22,
+        passed ? ColorFn([](const QPalette& p) { return systemGreen(p); })
+               : ColorFn([](const QPalette& p) { return systemOrange(p); }));
     badge->setObjectName(QStringLiteral("verificationBadge"));
     row->addWidget(badge, 0, Qt::AlignVCenter);
 
@@ -188,8 +194,8 @@ QWidget* RecentRedactionsView::makeCard(const RecentRedactionRecord& record) {
     auto* pathLabel = new MiddleElidedLabel(record.outputPath, theme::font(TextStyle::Caption));
     pathLabel->setObjectName(QStringLiteral("outputPath"));
     texts->addWidget(pathLabel);
-    auto* counts = new ThemedLabel(exportCountsText(record.pageCount, record.redactionCount), theme::font(TextStyle::Caption),
-                                   secondaryText());
+    auto* counts = new ThemedLabel(exportCountsText(record.pageCount, record.redactionCount),
+                                   theme::font(TextStyle::Caption), secondaryText());
     counts->setObjectName(QStringLiteral("counts"));
     texts->addWidget(counts);
     row->addLayout(texts, 1);

@@ -13,8 +13,8 @@ struct EngineCalls {
     std::function<std::vector<RedactionSearchResult>(const SharedPdfDocument&, const std::string&, const PageProgress&,
                                                      std::stop_token)>
         ocrMatches = &RedactionEngine::ocrMatches;
-    std::function<void(const SharedPdfDocument&, const std::vector<RedactionRegion>&, const std::filesystem::path&, bool,
-                       const PageProgress&, std::stop_token)>
+    std::function<void(const SharedPdfDocument&, const std::vector<RedactionRegion>&, const std::filesystem::path&,
+                       bool, const PageProgress&, std::stop_token)>
         exportSecurePDF = &RedactionEngine::exportSecurePDF;
     std::function<ExportVerification(const std::filesystem::path&, const std::vector<std::string>&, const PageProgress&,
                                      std::stop_token)>

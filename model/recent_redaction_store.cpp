@@ -67,7 +67,8 @@ std::optional<QDateTime> parseInternetDate(const std::string& text) {
 
 std::optional<qint64> integerValue(const nlohmann::json& value) {
     if (value.is_number_integer()) {
-        if (value.is_number_unsigned() && value.get<std::uint64_t>() > static_cast<std::uint64_t>(std::numeric_limits<qint64>::max())) {
+        if (value.is_number_unsigned() &&
+            value.get<std::uint64_t>() > static_cast<std::uint64_t>(std::numeric_limits<qint64>::max())) {
             return std::nullopt;
         }
         return value.get<qint64>();
@@ -142,20 +143,37 @@ void appendQuoted(QByteArray& out, const QString& text) {
     const QByteArray utf8 = text.toUtf8();
     for (const char c : utf8) {
         switch (c) {
-        case '"': out += "\\\""; break;
-        case '\\': out += "\\\\"; break;
-        case '/': out += "\\/"; break;
-        case '\b': out += "\\b"; break;
-        case '\f': out += "\\f"; break;
-        case '\n': out += "\\n"; break;
-        case '\r': out += "\\r"; break;
-        case '\t': out += "\\t"; break;
-        default:
-            if (static_cast<unsigned char>(c) < 0x20) {
-                out += QByteArray("\\u00") + QByteArray::number(static_cast<unsigned char>(c), 16).rightJustified(2, '0');
-            } else {
-                out += c;
-            }
+            case '"':
+                out += "\\\"";
+                break;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '/':
+                out += "\\/";
+                break;
+            case '\b':
+                out += "\\b";
+                break;
+            case '\f':
+                out += "\\f";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
+            default:
+                if (static_cast<unsigned char>(c) < 0x20) {
+                    out += QByteArray("\\u00") +
+                           QByteArray::number(static_cast<unsigned char>(c), 16).rightJustified(2, '0');
+                } else {
+                    out += c;
+                }
         }
     }
     out += '"';
@@ -184,12 +202,9 @@ void RecentRedactionStore::setRecords(RecentRedactionRecordList records) {
 void RecentRedactionStore::add(const QString& sourceName, const QString& outputPath, qint64 pageCount,
                                qint64 redactionCount, bool verificationPassed) {
     const qint64 now = QDateTime::currentSecsSinceEpoch();
-    RecentRedactionRecord record{QUuid::createUuid(),
-                                 QDateTime::fromSecsSinceEpoch(now, Qt::UTC),
-                                 sourceName,
-                                 outputPath,
-                                 pageCount,
-                                 redactionCount,
+    RecentRedactionRecord record{QUuid::createUuid(), QDateTime::fromSecsSinceEpoch(now, Qt::UTC),
+                                 sourceName,          outputPath,
+                                 pageCount,           redactionCount,
                                  verificationPassed};
     auto records = records_;
     records.insert(records.begin(), std::move(record));

@@ -43,8 +43,8 @@ public:
     const std::optional<QString>& storagePath() const { return storagePath_; }
 
     // outputPath: the exported file's absolute path. Never fails visibly.
-    void add(const QString& sourceName, const QString& outputPath, qint64 pageCount,
-             qint64 redactionCount, bool verificationPassed);
+    void add(const QString& sourceName, const QString& outputPath, qint64 pageCount, qint64 redactionCount,
+             bool verificationPassed);
     void clear();
 
     // The exact bytes the store writes for a list, and the strict reader; nullopt when

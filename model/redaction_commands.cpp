@@ -141,8 +141,8 @@ void RedactionViewModel::exportSecureCopy() {
     }
 
     const QString sourcePath = *sourceURL_;
-    const auto chosen = services_->desktop->chooseSaveLocation(proposedOutputName(sourcePath),
-                                                               QFileInfo(sourcePath).absolutePath());
+    const auto chosen =
+        services_->desktop->chooseSaveLocation(proposedOutputName(sourcePath), QFileInfo(sourcePath).absolutePath());
     // The dialog is modal but runs an event loop: re-check what it may have changed.
     if (!chosen || chosen->isEmpty() || !document_ || sourceURL_ != sourcePath) {
         return;
@@ -162,9 +162,9 @@ void RedactionViewModel::exportSecureCopy() {
     ExportRequest request{document_, redactions_, nativePath(sourcePath), nativePath(outputPath), {}, labelRedactions_};
     request.terms = verificationTerms(request.regions);
     auto task = beginTask();
-    runBackgroundTask(shared_from_this(), task,
-                      [self = this, task, services = services_, request = std::move(request),
-                       outputPath](const TaskHop& onMain) {
+    runBackgroundTask(
+        shared_from_this(), task,
+        [self = this, task, services = services_, request = std::move(request), outputPath](const TaskHop& onMain) {
         ExportListener listener;
         listener.onState = [&onMain](const std::function<void()>& apply) { return onMain(apply); };
         listener.stepStarted = [self](const QString& status) { self->setStatusText(status); };
@@ -202,7 +202,7 @@ void RedactionViewModel::exportSecureCopy() {
             self->setProgress(std::nullopt);
             self->setIsBusy(false);
         });
-    });
+        });
 }
 
 void RedactionViewModel::revealOutput() {

@@ -19,19 +19,45 @@ RedactionViewModel::~RedactionViewModel() = default;
         emit signal();                       \
     } while (false)
 
-void RedactionViewModel::setDocument(SharedPdfDocument document) { NORVANE_ASSIGN(document_, std::move(document), documentChanged); }
-void RedactionViewModel::setSourceURL(const OptionalString& url) { NORVANE_ASSIGN(sourceURL_, url, sourceURLChanged); }
-void RedactionViewModel::setRedactions(RegionList redactions) { NORVANE_ASSIGN(redactions_, std::move(redactions), redactionsChanged); }
-void RedactionViewModel::setSearchResults(SearchResultList results) { NORVANE_ASSIGN(searchResults_, std::move(results), searchResultsChanged); }
-void RedactionViewModel::setSelectedPageIndex(qint64 index) { NORVANE_ASSIGN(selectedPageIndex_, index, selectedPageIndexChanged); }
-void RedactionViewModel::setSearchText(const QString& text) { NORVANE_ASSIGN(searchText_, text, searchTextChanged); }
-void RedactionViewModel::setStatusText(const QString& text) { NORVANE_ASSIGN(statusText_, text, statusTextChanged); }
-void RedactionViewModel::setProgress(const OptionalDouble& progress) { NORVANE_ASSIGN(progress_, progress, progressChanged); }
-void RedactionViewModel::setErrorMessage(const OptionalString& message) { NORVANE_ASSIGN(errorMessage_, message, errorMessageChanged); }
-void RedactionViewModel::setOutputURL(const OptionalString& url) { NORVANE_ASSIGN(outputURL_, url, outputURLChanged); }
-void RedactionViewModel::setVerification(const OptionalVerification& verification) { NORVANE_ASSIGN(verification_, verification, verificationChanged); }
-void RedactionViewModel::setIsBusy(bool busy) { NORVANE_ASSIGN(isBusy_, busy, isBusyChanged); }
-void RedactionViewModel::setLabelRedactions(bool label) { NORVANE_ASSIGN(labelRedactions_, label, labelRedactionsChanged); }
+void RedactionViewModel::setDocument(SharedPdfDocument document) {
+    NORVANE_ASSIGN(document_, std::move(document), documentChanged);
+}
+void RedactionViewModel::setSourceURL(const OptionalString& url) {
+    NORVANE_ASSIGN(sourceURL_, url, sourceURLChanged);
+}
+void RedactionViewModel::setRedactions(RegionList redactions) {
+    NORVANE_ASSIGN(redactions_, std::move(redactions), redactionsChanged);
+}
+void RedactionViewModel::setSearchResults(SearchResultList results) {
+    NORVANE_ASSIGN(searchResults_, std::move(results), searchResultsChanged);
+}
+void RedactionViewModel::setSelectedPageIndex(qint64 index) {
+    NORVANE_ASSIGN(selectedPageIndex_, index, selectedPageIndexChanged);
+}
+void RedactionViewModel::setSearchText(const QString& text) {
+    NORVANE_ASSIGN(searchText_, text, searchTextChanged);
+}
+void RedactionViewModel::setStatusText(const QString& text) {
+    NORVANE_ASSIGN(statusText_, text, statusTextChanged);
+}
+void RedactionViewModel::setProgress(const OptionalDouble& progress) {
+    NORVANE_ASSIGN(progress_, progress, progressChanged);
+}
+void RedactionViewModel::setErrorMessage(const OptionalString& message) {
+    NORVANE_ASSIGN(errorMessage_, message, errorMessageChanged);
+}
+void RedactionViewModel::setOutputURL(const OptionalString& url) {
+    NORVANE_ASSIGN(outputURL_, url, outputURLChanged);
+}
+void RedactionViewModel::setVerification(const OptionalVerification& verification) {
+    NORVANE_ASSIGN(verification_, verification, verificationChanged);
+}
+void RedactionViewModel::setIsBusy(bool busy) {
+    NORVANE_ASSIGN(isBusy_, busy, isBusyChanged);
+}
+void RedactionViewModel::setLabelRedactions(bool label) {
+    NORVANE_ASSIGN(labelRedactions_, label, labelRedactionsChanged);
+}
 
 #undef NORVANE_ASSIGN
 

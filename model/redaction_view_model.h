@@ -29,13 +29,15 @@ class RedactionViewModel : public QObject, public std::enable_shared_from_this<R
     Q_PROPERTY(norvane::OptionalString sourceURL READ sourceURL NOTIFY sourceURLChanged)
     Q_PROPERTY(norvane::RegionList redactions READ redactions WRITE setRedactions NOTIFY redactionsChanged)
     Q_PROPERTY(norvane::SearchResultList searchResults READ searchResults NOTIFY searchResultsChanged)
-    Q_PROPERTY(qint64 selectedPageIndex READ selectedPageIndex WRITE setSelectedPageIndex NOTIFY selectedPageIndexChanged)
+    Q_PROPERTY(
+        qint64 selectedPageIndex READ selectedPageIndex WRITE setSelectedPageIndex NOTIFY selectedPageIndexChanged)
     Q_PROPERTY(QString searchText READ searchText WRITE setSearchText NOTIFY searchTextChanged)
     Q_PROPERTY(QString statusText READ statusText NOTIFY statusTextChanged)
     Q_PROPERTY(norvane::OptionalDouble progress READ progress NOTIFY progressChanged)
     Q_PROPERTY(norvane::OptionalString errorMessage READ errorMessage WRITE setErrorMessage NOTIFY errorMessageChanged)
     Q_PROPERTY(norvane::OptionalString outputURL READ outputURL NOTIFY outputURLChanged)
-    Q_PROPERTY(norvane::OptionalVerification verification READ verification WRITE setVerification NOTIFY verificationChanged)
+    Q_PROPERTY(
+        norvane::OptionalVerification verification READ verification WRITE setVerification NOTIFY verificationChanged)
     Q_PROPERTY(bool isBusy READ isBusy NOTIFY isBusyChanged)
     Q_PROPERTY(bool labelRedactions READ labelRedactions WRITE setLabelRedactions NOTIFY labelRedactionsChanged)
 

@@ -102,7 +102,8 @@ private:
         }
         changed.notify_all();
         if (auto* app = QCoreApplication::instance()) {
-            QMetaObject::invokeMethod(app, [this] { reap(); }, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(
+                app, [this] { reap(); }, Qt::QueuedConnection);
         }
     }
 
@@ -157,20 +158,20 @@ bool TaskHop::operator()(const std::function<void()>& apply) const {
     QMetaObject::invokeMethod(
         owner_,
         [&] {
-            // Runs on the main thread, where `quitting` is also set, so no lock is needed to
-            // order the two; the lock only satisfies the worker-side readers.
-            {
-                std::lock_guard lock(registry.mutex);
-                if (registry.quitting) {
-                    return;
-                }
+        // Runs on the main thread, where `quitting` is also set, so no lock is needed to
+        // order the two; the lock only satisfies the worker-side readers.
+        {
+            std::lock_guard lock(registry.mutex);
+            if (registry.quitting) {
+                return;
             }
-            try {
-                apply();
-                applied = true;
-            } catch (...) {
-                // Model writes do not throw; an allocation failure must not unwind Qt's loop.
-            }
+        }
+        try {
+            apply();
+            applied = true;
+        } catch (...) {
+            // Model writes do not throw; an allocation failure must not unwind Qt's loop.
+        }
         },
         Qt::BlockingQueuedConnection);
     {
@@ -191,6 +192,8 @@ void runBackgroundTask(std::shared_ptr<QObject> owner, std::shared_ptr<Backgroun
     Registry::instance().start(std::move(worker));
 }
 
-std::size_t backgroundTaskCount() { return Registry::instance().count(); }
+std::size_t backgroundTaskCount() {
+    return Registry::instance().count();
+}
 
 }  // namespace norvane

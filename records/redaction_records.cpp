@@ -52,9 +52,12 @@ PageRect PageRect::united(const PageRect& other) const {
 
 std::string_view rawValue(RedactionSource source) {
     switch (source) {
-    case RedactionSource::manual: return "Manual";
-    case RedactionSource::textSearch: return "Text";
-    case RedactionSource::ocr: return "OCR";
+        case RedactionSource::manual:
+            return "Manual";
+        case RedactionSource::textSearch:
+            return "Text";
+        case RedactionSource::ocr:
+            return "OCR";
     }
     return "Manual";
 }
@@ -73,14 +76,20 @@ namespace {
 std::string describe(RedactionError::Kind kind, std::int64_t pageIndex) {
     using Kind = RedactionError::Kind;
     switch (kind) {
-    case Kind::cannotRenderPage:
-        return "Page " + std::to_string(pageIndex + 1) + " could not be securely rendered.";
-    case Kind::cannotOpenPDF: return "The selected PDF could not be opened.";
-    case Kind::encryptedPDF: return "This PDF is encrypted or password-protected. Unlock it before redacting.";
-    case Kind::noPages: return "The PDF contains no readable pages.";
-    case Kind::noRedactions: return "Add at least one redaction before exporting.";
-    case Kind::exportFailed: return "The secure redacted PDF could not be created.";
-    case Kind::outputVerificationFailed: return "The exported PDF was created but verification could not complete.";
+        case Kind::cannotRenderPage:
+            return "Page " + std::to_string(pageIndex + 1) + " could not be securely rendered.";
+        case Kind::cannotOpenPDF:
+            return "The selected PDF could not be opened.";
+        case Kind::encryptedPDF:
+            return "This PDF is encrypted or password-protected. Unlock it before redacting.";
+        case Kind::noPages:
+            return "The PDF contains no readable pages.";
+        case Kind::noRedactions:
+            return "Add at least one redaction before exporting.";
+        case Kind::exportFailed:
+            return "The secure redacted PDF could not be created.";
+        case Kind::outputVerificationFailed:
+            return "The exported PDF was created but verification could not complete.";
     }
     return "The secure redacted PDF could not be created.";
 }

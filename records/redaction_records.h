@@ -101,7 +101,9 @@ public:
         outputVerificationFailed,
     };
 
-    static RedactionError cannotRenderPage(std::int64_t pageIndex) { return RedactionError(Kind::cannotRenderPage, pageIndex); }
+    static RedactionError cannotRenderPage(std::int64_t pageIndex) {
+        return RedactionError(Kind::cannotRenderPage, pageIndex);
+    }
     static RedactionError cannotOpenPDF() { return RedactionError(Kind::cannotOpenPDF); }
     static RedactionError encryptedPDF() { return RedactionError(Kind::encryptedPDF); }
     static RedactionError noPages() { return RedactionError(Kind::noPages); }

@@ -59,6 +59,8 @@ void QtDesktopServices::revealInFileManager(const QString& path) {
     });
 }
 
-void QtDesktopServices::openUrl(const QUrl& url) { QDesktopServices::openUrl(url); }
+void QtDesktopServices::openUrl(const QUrl& url) {
+    QDesktopServices::openUrl(url);
+}
 
 }  // namespace norvane

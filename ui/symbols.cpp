@@ -90,7 +90,8 @@ QImage renderSymbol(const QByteArray& source, QSize size, const QColor& color) {
 // in the application palette's text colour of the moment.
 class SymbolIconEngine final : public QIconEngine {
 public:
-    SymbolIconEngine(QByteArray source, std::optional<QColor> tint) : source_(std::move(source)), tint_(std::move(tint)) {}
+    SymbolIconEngine(QByteArray source, std::optional<QColor> tint)
+        : source_(std::move(source)), tint_(std::move(tint)) {}
 
     void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State state) override {
         const qreal ratio = painter->device() ? painter->device()->devicePixelRatioF() : 1.0;
@@ -154,6 +155,8 @@ QPixmap symbolPixmap(const QString& name, int pixelSize, const QColor& tint, qre
     return pixmap;
 }
 
-bool hasSymbol(const QString& name) { return !symbolSource(name).isEmpty(); }
+bool hasSymbol(const QString& name) {
+    return !symbolSource(name).isEmpty();
+}
 
 }  // namespace norvane::theme

@@ -2,20 +2,42 @@
 
 namespace norvane::theme {
 
-QColor navy() { return QColor::fromRgbF(0.055f, 0.145f, 0.205f); }
-QColor teal() { return QColor::fromRgbF(0.055f, 0.48f, 0.47f); }
-QColor purple() { return QColor::fromRgbF(0.45f, 0.20f, 0.72f); }
-QColor orange() { return QColor::fromRgbF(0.86f, 0.36f, 0.16f); }
+QColor navy() {
+    return QColor::fromRgbF(0.055f, 0.145f, 0.205f);
+}
+QColor teal() {
+    return QColor::fromRgbF(0.055f, 0.48f, 0.47f);
+}
+QColor purple() {
+    return QColor::fromRgbF(0.45f, 0.20f, 0.72f);
+}
+QColor orange() {
+    return QColor::fromRgbF(0.86f, 0.36f, 0.16f);
+}
 
-QColor systemGreen(const QPalette& palette) { return isDark(palette) ? QColor(48, 209, 88) : QColor(40, 167, 69); }
-QColor systemOrange(const QPalette& palette) { return isDark(palette) ? QColor(255, 159, 10) : QColor(230, 126, 0); }
-QColor systemRed(const QPalette& palette) { return isDark(palette) ? QColor(255, 69, 58) : QColor(255, 59, 48); }
-QColor systemBlue(const QPalette& palette) { return isDark(palette) ? QColor(10, 132, 255) : QColor(0, 122, 255); }
-QColor systemPurple(const QPalette& palette) { return isDark(palette) ? QColor(191, 90, 242) : QColor(175, 82, 222); }
+QColor systemGreen(const QPalette& palette) {
+    return isDark(palette) ? QColor(48, 209, 88) : QColor(40, 167, 69);
+}
+QColor systemOrange(const QPalette& palette) {
+    return isDark(palette) ? QColor(255, 159, 10) : QColor(230, 126, 0);
+}
+QColor systemRed(const QPalette& palette) {
+    return isDark(palette) ? QColor(255, 69, 58) : QColor(255, 59, 48);
+}
+QColor systemBlue(const QPalette& palette) {
+    return isDark(palette) ? QColor(10, 132, 255) : QColor(0, 122, 255);
+}
+QColor systemPurple(const QPalette& palette) {
+    return isDark(palette) ? QColor(191, 90, 242) : QColor(175, 82, 222);
+}
 
-bool isDark(const QPalette& palette) { return palette.color(QPalette::Window).lightnessF() < 0.5; }
+bool isDark(const QPalette& palette) {
+    return palette.color(QPalette::Window).lightnessF() < 0.5;
+}
 
-QColor labelColor(const QPalette& palette) { return palette.color(QPalette::WindowText); }
+QColor labelColor(const QPalette& palette) {
+    return palette.color(QPalette::WindowText);
+}
 
 QColor secondaryLabelColor(const QPalette& palette) {
     // Opaque, so it stays legible on any surface it is drawn over.
@@ -27,10 +49,18 @@ QColor secondaryLabelColor(const QPalette& palette) {
                             back.blueF() + (text.blueF() - back.blueF()) * mix);
 }
 
-QColor windowBackground(const QPalette& palette) { return palette.color(QPalette::Window); }
-QColor controlBackground(const QPalette& palette) { return palette.color(QPalette::Base); }
-QColor separatorColor(const QPalette& palette) { return withAlpha(palette.color(QPalette::WindowText), 0.12); }
-QColor linkColor(const QPalette& palette) { return palette.color(QPalette::Link); }
+QColor windowBackground(const QPalette& palette) {
+    return palette.color(QPalette::Window);
+}
+QColor controlBackground(const QPalette& palette) {
+    return palette.color(QPalette::Base);
+}
+QColor separatorColor(const QPalette& palette) {
+    return withAlpha(palette.color(QPalette::WindowText), 0.12);
+}
+QColor linkColor(const QPalette& palette) {
+    return palette.color(QPalette::Link);
+}
 
 QColor withAlpha(QColor color, double alpha) {
     color.setAlphaF(static_cast<float>(alpha));

@@ -25,7 +25,7 @@ bool isDark(const QPalette& palette);
 QColor labelColor(const QPalette& palette);           // primary text
 QColor secondaryLabelColor(const QPalette& palette);  // dimmed text
 QColor windowBackground(const QPalette& palette);
-QColor controlBackground(const QPalette& palette);    // cards and grouped surfaces
+QColor controlBackground(const QPalette& palette);  // cards and grouped surfaces
 QColor separatorColor(const QPalette& palette);
 QColor linkColor(const QPalette& palette);
 

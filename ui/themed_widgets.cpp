@@ -23,7 +23,9 @@ ColorFn fixed(QColor color) {
     return [color](const QPalette&) { return color; };
 }
 
-ColorFn fixed(QColor color, double alpha) { return fixed(withAlpha(color, alpha)); }
+ColorFn fixed(QColor color, double alpha) {
+    return fixed(withAlpha(color, alpha));
+}
 
 namespace {
 
@@ -125,7 +127,9 @@ QSize MiddleElidedLabel::sizeHint() const {
     return {fontMetrics().horizontalAdvance(text_), fontMetrics().height()};
 }
 
-QSize MiddleElidedLabel::minimumSizeHint() const { return {40, fontMetrics().height()}; }
+QSize MiddleElidedLabel::minimumSizeHint() const {
+    return {40, fontMetrics().height()};
+}
 
 void MiddleElidedLabel::paintEvent(QPaintEvent*) {
     QPainter painter(this);

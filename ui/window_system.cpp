@@ -19,14 +19,14 @@ public:
         const QWindow* window = at(index);
         if (!window || !window->isVisible()) return false;
         switch (window->type()) {
-        case Qt::Popup:
-        case Qt::ToolTip:
-        case Qt::SplashScreen:
-        case Qt::Desktop:
-        case Qt::SubWindow:
-            return false;
-        default:
-            break;
+            case Qt::Popup:
+            case Qt::ToolTip:
+            case Qt::SplashScreen:
+            case Qt::Desktop:
+            case Qt::SubWindow:
+                return false;
+            default:
+                break;
         }
         return !(window->flags() & (Qt::WindowDoesNotAcceptFocus | Qt::WindowTransparentForInput));
     }
@@ -73,6 +73,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<WindowSystem> makeQtWindowSystem() { return std::make_unique<QtWindowSystem>(); }
+std::unique_ptr<WindowSystem> makeQtWindowSystem() {
+    return std::make_unique<QtWindowSystem>();
+}
 
 }  // namespace norvane

@@ -1,10 +1,10 @@
 #include "workspace/editing_layout.h"
 
+#include "canvas/page_canvas.h"
 #include "ui/symbols.h"
 #include "ui/theme.h"
-#include "ui/typography.h"
 #include "ui/themed_widgets.h"
-#include "canvas/page_canvas.h"
+#include "ui/typography.h"
 #include "workspace/inspector_panel.h"
 #include "workspace/page_sidebar.h"
 
@@ -32,12 +32,14 @@ QPushButton* toolbarButton(const QString& title, const QString& symbol, QWidget*
 
 void styleProminentButton(QPushButton* button, const QColor& tint) {
     const QColor pressed = tint.darker(125);
-    button->setStyleSheet(QStringLiteral("QPushButton { background-color: %1; color: white; border: none; border-radius: 6px;"
-                                         " padding: 5px 14px; }"
-                                         "QPushButton:pressed { background-color: %2; }"
-                                         "QPushButton:disabled { background-color: %3; color: rgba(255,255,255,150); }")
-                              .arg(tint.name(), pressed.name(), theme::withAlpha(tint, 0.35).name(QColor::HexArgb)));
-    button->setIcon(QIcon(theme::symbolPixmap(button->property("symbol").toString(), 15, Qt::white, button->devicePixelRatioF())));
+    button->setStyleSheet(
+        QStringLiteral("QPushButton { background-color: %1; color: white; border: none; border-radius: 6px;"
+                       " padding: 5px 14px; }"
+                       "QPushButton:pressed { background-color: %2; }"
+                       "QPushButton:disabled { background-color: %3; color: rgba(255,255,255,150); }")
+            .arg(tint.name(), pressed.name(), theme::withAlpha(tint, 0.35).name(QColor::HexArgb)));
+    button->setIcon(
+        QIcon(theme::symbolPixmap(button->property("symbol").toString(), 15, Qt::white, button->devicePixelRatioF())));
 }
 
 EditingLayout::EditingLayout(RedactionViewModel& model, std::function<void()> openPdf, QWidget* parent)
@@ -87,9 +89,15 @@ EditingLayout::EditingLayout(RedactionViewModel& model, std::function<void()> op
     syncCanvas();
 }
 
-QLabel* EditingLayout::fileNameLabel() const { return fileName_; }
-QLabel* EditingLayout::pendingLabel() const { return pending_; }
-QLabel* EditingLayout::statusLabel() const { return status_; }
+QLabel* EditingLayout::fileNameLabel() const {
+    return fileName_;
+}
+QLabel* EditingLayout::pendingLabel() const {
+    return pending_;
+}
+QLabel* EditingLayout::statusLabel() const {
+    return status_;
+}
 
 QWidget* EditingLayout::buildToolbar() {
     auto* bar = new QWidget(this);

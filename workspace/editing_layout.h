@@ -21,7 +21,7 @@ class PageSidebar;
 namespace theme {
 class ThemedLabel;
 class SymbolView;
-}
+}  // namespace theme
 
 class EditingLayout : public QWidget {
     Q_OBJECT

@@ -2,8 +2,8 @@
 
 #include "ui/symbols.h"
 #include "ui/theme.h"
-#include "ui/typography.h"
 #include "ui/themed_widgets.h"
+#include "ui/typography.h"
 
 #include <QCheckBox>
 #include <QHBoxLayout>
@@ -14,7 +14,6 @@
 #include <QStyleOptionButton>
 #include <QToolButton>
 #include <QVBoxLayout>
-
 
 namespace norvane {
 namespace {
@@ -41,11 +40,19 @@ private:
     QString full_;
 };
 
-QString qs(const std::string& text) { return QString::fromStdString(text); }
-QString sourceLabel(RedactionSource source) { return qs(std::string(rawValue(source))); }
-QString pageLabel(std::int64_t pageIndex) { return QStringLiteral("Page ") + QString::number(pageIndex + 1); }
+QString qs(const std::string& text) {
+    return QString::fromStdString(text);
+}
+QString sourceLabel(RedactionSource source) {
+    return qs(std::string(rawValue(source)));
+}
+QString pageLabel(std::int64_t pageIndex) {
+    return QStringLiteral("Page ") + QString::number(pageIndex + 1);
+}
 
-theme::SeparatorLine* divider(QWidget* parent) { return new theme::SeparatorLine(parent); }
+theme::SeparatorLine* divider(QWidget* parent) {
+    return new theme::SeparatorLine(parent);
+}
 
 theme::ThemedLabel* wrapping(const QString& text, TextStyle style, theme::ColorFn color, QWidget* parent) {
     auto* label = new theme::ThemedLabel(text, theme::font(style), std::move(color), parent);
@@ -73,11 +80,10 @@ SearchResultRow::SearchResultRow(const RedactionSearchResult& result, QWidget* p
     row->setContentsMargins(8, 8, 8, 8);
     auto* column = new QVBoxLayout();
     column->setSpacing(3);
-    column->addWidget(transparent(new theme::ThemedLabel(pageLabel(result.pageIndex),
-                                                         theme::font(TextStyle::Caption, QFont::DemiBold),
-                                                         theme::primaryText(), this)));
-    auto* text = transparent(new theme::ThemedLabel(qs(result.text), theme::font(TextStyle::Caption),
-                                                    theme::primaryText(), this));
+    column->addWidget(transparent(new theme::ThemedLabel(
+        pageLabel(result.pageIndex), theme::font(TextStyle::Caption, QFont::DemiBold), theme::primaryText(), this)));
+    auto* text = transparent(
+        new theme::ThemedLabel(qs(result.text), theme::font(TextStyle::Caption), theme::primaryText(), this));
     text->setWordWrap(true);
     text->setMaximumHeight(text->fontMetrics().lineSpacing() * 2);  // at most two lines
     text->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
@@ -104,8 +110,8 @@ PendingRow::PendingRow(const RedactionRegion& region, QWidget* parent) : QWidget
     row->setContentsMargins(0, 0, 0, 0);
     auto* column = new QVBoxLayout();
     column->setSpacing(2);
-    column->addWidget(new theme::ThemedLabel(pageLabel(region.pageIndex), theme::font(TextStyle::Caption, QFont::DemiBold),
-                                             theme::primaryText(), this));
+    column->addWidget(new theme::ThemedLabel(
+        pageLabel(region.pageIndex), theme::font(TextStyle::Caption, QFont::DemiBold), theme::primaryText(), this));
     const QString second = region.matchedText ? qs(*region.matchedText) : sourceLabel(region.source);
     auto* detail = new ElidedLabel(second, theme::font(TextStyle::Caption2), theme::secondaryText(), this);
     detail->setObjectName(QStringLiteral("pendingDetail"));
@@ -141,8 +147,8 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     stack->setSpacing(18);
 
     // 1–3: search
-    stack->addWidget(new theme::ThemedLabel(QStringLiteral("Find & Redact"), theme::font(TextStyle::Title3, QFont::Bold),
-                                            theme::primaryText(), content));
+    stack->addWidget(new theme::ThemedLabel(
+        QStringLiteral("Find & Redact"), theme::font(TextStyle::Title3, QFont::Bold), theme::primaryText(), content));
     searchField_ = new QLineEdit(content);
     searchField_->setObjectName(QStringLiteral("searchField"));
     searchField_->setPlaceholderText(QStringLiteral("Text to find"));
@@ -171,7 +177,8 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     results->setContentsMargins(0, 0, 0, 0);
     results->setSpacing(18);
     auto* header = new QHBoxLayout();
-    matchCount_ = new theme::ThemedLabel(QString(), theme::font(TextStyle::Caption), theme::secondaryText(), resultsSection_);
+    matchCount_ =
+        new theme::ThemedLabel(QString(), theme::font(TextStyle::Caption), theme::secondaryText(), resultsSection_);
     matchCount_->setObjectName(QStringLiteral("matchCount"));
     redactAll_ = new QPushButton(QStringLiteral("Redact All"), resultsSection_);
     redactAll_->setAutoDefault(false);
@@ -204,9 +211,10 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     connect(labelToggle_, &QCheckBox::toggled, this, [this](bool on) {
         if (model_.labelRedactions() != on) model_.setLabelRedactions(on);
     });
-    stack->addWidget(wrapping(QStringLiteral("Secure export rebuilds PDF pages from rendered pixels so the original text "
-                                             "layer is not copied into the output."),
-                              TextStyle::Subheadline, theme::secondaryText(), content));
+    stack->addWidget(
+        wrapping(QStringLiteral("Secure export rebuilds PDF pages from rendered pixels so the original text "
+                                "layer is not copied into the output."),
+                 TextStyle::Subheadline, theme::secondaryText(), content));
 
     // 11: verification
     verificationPanel_ = new QWidget(content);
@@ -217,13 +225,16 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     verification->addWidget(divider(verificationPanel_));
     auto* verdict = new QHBoxLayout();
     verdict->setSpacing(6);
-    verdictSymbol_ = new theme::SymbolView(QStringLiteral("checkmark.shield.fill"), 16, theme::primaryText(), verificationPanel_);
-    verdictTitle_ = new theme::ThemedLabel(QString(), theme::font(TextStyle::Headline), theme::primaryText(), verificationPanel_);
+    verdictSymbol_ =
+        new theme::SymbolView(QStringLiteral("checkmark.shield.fill"), 16, theme::primaryText(), verificationPanel_);
+    verdictTitle_ =
+        new theme::ThemedLabel(QString(), theme::font(TextStyle::Headline), theme::primaryText(), verificationPanel_);
     verdictTitle_->setObjectName(QStringLiteral("verdictTitle"));
     verdict->addWidget(verdictSymbol_);
     verdict->addWidget(verdictTitle_, 1);
     verification->addLayout(verdict);
-    checkedPages_ = new theme::ThemedLabel(QString(), theme::font(TextStyle::Caption), theme::primaryText(), verificationPanel_);
+    checkedPages_ =
+        new theme::ThemedLabel(QString(), theme::font(TextStyle::Caption), theme::primaryText(), verificationPanel_);
     checkedPages_->setObjectName(QStringLiteral("checkedPages"));
     verification->addWidget(checkedPages_);
     suspicious_ = wrapping(QString(), TextStyle::Caption, theme::systemOrange, verificationPanel_);
@@ -259,10 +270,18 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     syncVerification();
 }
 
-QLabel* InspectorPanel::matchCountLabel() const { return matchCount_; }
-QLabel* InspectorPanel::emptyPendingHint() const { return emptyHint_; }
-std::vector<SearchResultRow*> InspectorPanel::resultRows() const { return resultRows_; }
-std::vector<PendingRow*> InspectorPanel::pendingRows() const { return pendingRows_; }
+QLabel* InspectorPanel::matchCountLabel() const {
+    return matchCount_;
+}
+QLabel* InspectorPanel::emptyPendingHint() const {
+    return emptyHint_;
+}
+std::vector<SearchResultRow*> InspectorPanel::resultRows() const {
+    return resultRows_;
+}
+std::vector<PendingRow*> InspectorPanel::pendingRows() const {
+    return pendingRows_;
+}
 
 void InspectorPanel::syncSearchText() {
     if (searchField_->text() != model_.searchText()) {
@@ -270,7 +289,9 @@ void InspectorPanel::syncSearchText() {
     }
 }
 
-void InspectorPanel::syncBusy() { ocrSearch_->setEnabled(!model_.isBusy()); }
+void InspectorPanel::syncBusy() {
+    ocrSearch_->setEnabled(!model_.isBusy());
+}
 
 void InspectorPanel::syncResults() {
     const auto& results = model_.searchResults();
@@ -337,13 +358,14 @@ void InspectorPanel::syncVerification() {
     }
     const bool passed = result->passed();
     const theme::ColorFn color = passed ? theme::ColorFn(theme::systemGreen) : theme::ColorFn(theme::systemOrange);
-    verdictSymbol_->setSymbol(passed ? QStringLiteral("checkmark.shield.fill") : QStringLiteral("exclamationmark.triangle.fill"),
-                              color);
+    verdictSymbol_->setSymbol(
+        passed ? QStringLiteral("checkmark.shield.fill") : QStringLiteral("exclamationmark.triangle.fill"), color);
     verdictTitle_->setText(passed ? QStringLiteral("Verification Passed") : QStringLiteral("Needs Review"));
     verdictTitle_->setColor(color);
     checkedPages_->setText(QString::number(result->checkedPages()) + QStringLiteral(" pages checked."));
     QStringList terms;
-    for (const auto& term : result->suspiciousMatches()) terms << qs(term);
+    for (const auto& term : result->suspiciousMatches())
+        terms << qs(term);
     suspicious_->setVisible(!terms.isEmpty());
     suspicious_->setText(QStringLiteral("Possible sensitive text still detected: ") + terms.join(QStringLiteral(", ")));
     reveal_->setVisible(model_.outputURL().has_value());

@@ -22,7 +22,7 @@ namespace norvane {
 namespace theme {
 class ThemedLabel;
 class SymbolView;
-}
+}  // namespace theme
 
 // One search hit: pressing it shows its page and adds it as a pending region.
 class SearchResultRow : public QAbstractButton {

@@ -1,8 +1,8 @@
 #include "workspace/landing_view.h"
 
 #include "ui/theme.h"
-#include "ui/typography.h"
 #include "ui/themed_widgets.h"
+#include "ui/typography.h"
 #include "workspace/editing_layout.h"
 
 #include <QDragEnterEvent>
@@ -38,7 +38,8 @@ QColor brandText(const QPalette& palette) {
 }
 
 QWidget* trustCard(const QString& symbol, const QString& title, const QString& text, QWidget* parent) {
-    auto* card = new theme::RoundedPanel(16, [](const QPalette& p) { return theme::controlBackground(p); }, parent);
+    auto* card = new theme::RoundedPanel(
+        16, [](const QPalette& p) { return theme::controlBackground(p); }, parent);
     card->setMinimumHeight(100);
     card->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     auto* row = new QHBoxLayout(card);
@@ -145,21 +146,23 @@ LandingView::LandingView(QWidget* parent) : QWidget(parent) {
     top->setAlignment(Qt::AlignTop);
     auto* texts = new QVBoxLayout();
     texts->setSpacing(9);
-    texts->addWidget(new theme::ThemedLabel(QStringLiteral("Private PDF Redaction"), rounded(38, QFont::Bold), brandText,
-                                            dropCard_));
+    texts->addWidget(new theme::ThemedLabel(QStringLiteral("Private PDF Redaction"), rounded(38, QFont::Bold),
+                                            brandText, dropCard_));
     auto* subtitle = new theme::ThemedLabel(
         theme::platformText(QStringLiteral("Remove sensitive information before the document ever leaves your Mac.")),
         theme::systemFont(18), theme::secondaryText(), dropCard_);
     subtitle->setWordWrap(true);
     texts->addWidget(subtitle);
     auto* features = new theme::ThemedLabel(
-        QStringLiteral("Manual redaction \u00B7 Text search \u00B7 Local OCR \u00B7 Secure flattened export \u00B7 Verification"),
+        QStringLiteral(
+            "Manual redaction \u00B7 Text search \u00B7 Local OCR \u00B7 Secure flattened export \u00B7 Verification"),
         theme::font(TextStyle::Subheadline), theme::secondaryText(), dropCard_);
     features->setWordWrap(true);
     texts->addWidget(features);
     top->addLayout(texts, 1);
 
-    auto* badge = new theme::RoundedPanel(-1, [](const QPalette& p) { return cardFill(p, 0.75); }, dropCard_);
+    auto* badge = new theme::RoundedPanel(
+        -1, [](const QPalette& p) { return cardFill(p, 0.75); }, dropCard_);
     auto* badgeRow = new QHBoxLayout(badge);
     badgeRow->setContentsMargins(14, 8, 14, 8);
     badgeRow->setSpacing(6);

@@ -1,8 +1,8 @@
 #include "workspace/page_sidebar.h"
 
+#include "canvas/page_geometry.h"
 #include "ui/theme.h"
 #include "ui/typography.h"
-#include "canvas/page_geometry.h"
 
 #include <QMouseEvent>
 #include <QPainter>
@@ -18,12 +18,14 @@ constexpr int kOuterPadding = 10;
 constexpr int kRowSpacing = 12;
 constexpr int kRowPadding = 8;
 constexpr int kLabelSpacing = 6;
-constexpr double kThumbWidth = 120;   // the thumbnail's box, points
+constexpr double kThumbWidth = 120;  // the thumbnail's box, points
 constexpr double kThumbHeight = 155;
 constexpr double kThumbMaxHeight = 150;
 constexpr std::size_t kCacheBytes = std::size_t{48} << 20;
 
-int captionHeight() { return QFontMetrics(theme::font(theme::TextStyle::Caption)).height() + 2; }
+int captionHeight() {
+    return QFontMetrics(theme::font(theme::TextStyle::Caption)).height() + 2;
+}
 
 }  // namespace
 
@@ -37,9 +39,8 @@ PageSidebar::PageSidebar(RedactionViewModel& model, QWidget* parent)
     wantTimer_.setSingleShot(true);
     wantTimer_.setInterval(0);
     connect(&wantTimer_, &QTimer::timeout, this, &PageSidebar::requestVisibleThumbnails);
-    connect(&renderQueue_, &PageRenderQueue::pageReady, this, [this](qint64 page) {
-        viewport()->update(rowRect(page));
-    });
+    connect(&renderQueue_, &PageRenderQueue::pageReady, this,
+            [this](qint64 page) { viewport()->update(rowRect(page)); });
 
     connect(&model_, &RedactionViewModel::documentChanged, this, &PageSidebar::relayout);
     connect(&model_, &RedactionViewModel::redactionsChanged, viewport(), qOverload<>(&QWidget::update));
@@ -96,8 +97,8 @@ QRect PageSidebar::rowRect(qint64 pageIndex) const {
 
 std::optional<qint64> PageSidebar::rowAt(const QPoint& viewportPoint) const {
     const QPoint content = viewportPoint + QPoint(0, verticalScrollBar()->value());
-    const auto it = std::lower_bound(rows_.begin(), rows_.end(), content.y(),
-                                     [](const QRect& r, int y) { return r.bottom() < y; });
+    const auto it =
+        std::lower_bound(rows_.begin(), rows_.end(), content.y(), [](const QRect& r, int y) { return r.bottom() < y; });
     if (it == rows_.end() || !it->contains(content)) {
         return std::nullopt;
     }
@@ -117,8 +118,8 @@ void PageSidebar::requestVisibleThumbnails() {
     const int top = verticalScrollBar()->value();
     const int bottom = top + viewport()->height();
     std::vector<PageRenderQueue::Wish> wishes;
-    const auto start = std::lower_bound(rows_.begin(), rows_.end(), top,
-                                        [](const QRect& r, int y) { return r.bottom() < y; });
+    const auto start =
+        std::lower_bound(rows_.begin(), rows_.end(), top, [](const QRect& r, int y) { return r.bottom() < y; });
     for (auto it = start; it != rows_.end() && it->top() <= bottom; ++it) {
         const auto index = static_cast<qint64>(it - rows_.begin());
         const double pointsWide = displayedPageSize(document_->page(index)).width();
@@ -139,8 +140,8 @@ void PageSidebar::paintEvent(QPaintEvent* event) {
     const QFont caption = theme::font(theme::TextStyle::Caption);
     const QFont badgeFont = theme::font(theme::TextStyle::Caption2, QFont::Bold);
     const int top = verticalScrollBar()->value();
-    const auto start = std::lower_bound(rows_.begin(), rows_.end(), top,
-                                        [](const QRect& r, int y) { return r.bottom() < y; });
+    const auto start =
+        std::lower_bound(rows_.begin(), rows_.end(), top, [](const QRect& r, int y) { return r.bottom() < y; });
     for (auto it = start; it != rows_.end() && it->top() <= top + viewport()->height(); ++it) {
         const auto index = static_cast<qint64>(it - rows_.begin());
         const QRect row = it->translated(0, -top);
@@ -166,7 +167,8 @@ void PageSidebar::paintEvent(QPaintEvent* event) {
         const QRect labelRect(row.left() + kRowPadding, labelTop, row.width() - 2 * kRowPadding, captionHeight());
         painter.setFont(caption);
         painter.setPen(theme::labelColor(pal));
-        painter.drawText(labelRect, Qt::AlignLeft | Qt::AlignVCenter, QStringLiteral("Page ") + QString::number(index + 1));
+        painter.drawText(labelRect, Qt::AlignLeft | Qt::AlignVCenter,
+                         QStringLiteral("Page ") + QString::number(index + 1));
 
         if (const qint64 count = badgeCount(index); count > 0) {
             const QString text = QString::number(count);

@@ -2,15 +2,15 @@
 
 #include "ui/symbols.h"
 #include "ui/theme.h"
-#include "ui/typography.h"
 #include "ui/themed_widgets.h"
+#include "ui/typography.h"
 
 #include <QApplication>
 #include <QEnterEvent>
-#include <QKeyEvent>
-#include <QMouseEvent>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
 #include <QVBoxLayout>
@@ -42,18 +42,20 @@ constexpr std::array<GuideText, 4> kGuide{{
      "original PDF."},
 }};
 
-const GuideText& textFor(GuideItem item) { return kGuide[static_cast<std::size_t>(item)]; }
+const GuideText& textFor(GuideItem item) {
+    return kGuide[static_cast<std::size_t>(item)];
+}
 
 QColor colorFor(GuideItem item, const QPalette& palette) {
     switch (item) {
-    case GuideItem::manual:
-        return theme::systemOrange(palette);
-    case GuideItem::findText:
-        return theme::systemBlue(palette);
-    case GuideItem::ocr:
-        return theme::systemPurple(palette);
-    case GuideItem::secureExport:
-        return theme::systemGreen(palette);
+        case GuideItem::manual:
+            return theme::systemOrange(palette);
+        case GuideItem::findText:
+            return theme::systemBlue(palette);
+        case GuideItem::ocr:
+            return theme::systemPurple(palette);
+        case GuideItem::secureExport:
+            return theme::systemGreen(palette);
     }
     return theme::systemBlue(palette);
 }
@@ -66,7 +68,9 @@ constexpr int kArrow = 8;  // height of the popover's arrow
 
 }  // namespace
 
-QString rawValue(GuideItem item) { return QString::fromLatin1(textFor(item).raw); }
+QString rawValue(GuideItem item) {
+    return QString::fromLatin1(textFor(item).raw);
+}
 
 std::optional<GuideItem> guideItemFromRawValue(const QString& raw) {
     for (const auto& entry : kGuide) {
@@ -108,15 +112,15 @@ void GuideChip::paintEvent(QPaintEvent*) {
     painter.setPen(hovered ? QPen(theme::withAlpha(color, 0.36), 1.0) : Qt::NoPen);
     painter.drawRoundedRect(capsule, radius, radius);
 
-    const QPixmap icon = theme::symbolPixmap(QString::fromLatin1(textFor(item_).symbol), kChipIcon, color,
-                                             devicePixelRatioF());
+    const QPixmap icon =
+        theme::symbolPixmap(QString::fromLatin1(textFor(item_).symbol), kChipIcon, color, devicePixelRatioF());
     const int iconY = (height() - kChipIcon) / 2;
     painter.drawPixmap(QRect(kChipPadH, iconY, kChipIcon, kChipIcon), icon);
 
     painter.setFont(theme::font(theme::TextStyle::Subheadline, hovered ? QFont::DemiBold : QFont::Medium));
     painter.setPen(color);
-    const QRect textRect(kChipPadH + kChipIcon + kChipIconGap, 0, width() - kChipPadH * 2 - kChipIcon - kChipIconGap + 2,
-                         height());
+    const QRect textRect(kChipPadH + kChipIcon + kChipIconGap, 0,
+                         width() - kChipPadH * 2 - kChipIcon - kChipIconGap + 2, height());
     painter.drawText(textRect, Qt::AlignVCenter | Qt::AlignLeft, text());
 }
 
@@ -223,11 +227,14 @@ QuickGuideStrip::~QuickGuideStrip() {
     }
 }
 
-GuideChip* QuickGuideStrip::chip(GuideItem item) const { return chips_[static_cast<std::size_t>(item)]; }
+GuideChip* QuickGuideStrip::chip(GuideItem item) const {
+    return chips_[static_cast<std::size_t>(item)];
+}
 
 void QuickGuideStrip::pointerEntered(GuideItem item) {
     hoveredItem_ = item;
-    for (auto* c : chips_) c->update();
+    for (auto* c : chips_)
+        c->update();
 }
 
 void QuickGuideStrip::pointerLeft(GuideItem item) {
@@ -235,7 +242,8 @@ void QuickGuideStrip::pointerLeft(GuideItem item) {
     if (hoveredItem_ == item) {
         hoveredItem_.reset();
     }
-    for (auto* c : chips_) c->update();
+    for (auto* c : chips_)
+        c->update();
 }
 
 void QuickGuideStrip::chipClicked(GuideItem item) {

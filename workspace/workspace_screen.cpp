@@ -1,9 +1,9 @@
 #include "workspace/workspace_screen.h"
 
-#include "ui/theme.h"
-#include "ui/typography.h"
-#include "ui/themed_widgets.h"
 #include "canvas/page_canvas.h"
+#include "ui/theme.h"
+#include "ui/themed_widgets.h"
+#include "ui/typography.h"
 #include "workspace/editing_layout.h"
 #include "workspace/inspector_panel.h"
 #include "workspace/landing_view.h"
@@ -88,7 +88,8 @@ void WorkspaceScreenPrivate::showFace() {
     const bool open = model->document() != nullptr;
     if (open && !editing) {
         strip = new QuickGuideStrip(q);
-        editing = new EditingLayout(*model, [this] { presentImporter(); }, q);
+        editing = new EditingLayout(
+            *model, [this] { presentImporter(); }, q);
         layout->insertWidget(0, strip);
         layout->insertWidget(1, editing, 1);
         landing->hide();
@@ -159,7 +160,8 @@ void WorkspaceScreenPrivate::presentImporter() {
     dialog->setNameFilter(QStringLiteral("PDF documents (*.pdf *.PDF)"));
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     // Cancelling the picker changes nothing.
-    QObject::connect(dialog, &QFileDialog::filesSelected, q, [this](const QStringList& paths) { openImportedPDFs(paths); });
+    QObject::connect(dialog, &QFileDialog::filesSelected, q,
+                     [this](const QStringList& paths) { openImportedPDFs(paths); });
     picker = dialog;
     dialog->open();
 }
@@ -182,8 +184,9 @@ void WorkspaceScreenPrivate::openNextQueuedPDF() {
     }
     const QString next = pdfQueue.first();
     if (!model->redactions().empty() && !model->outputURL()) {
-        model->setErrorMessage(QStringLiteral("This PDF still has pending redactions. Export the secure copy or clear the "
-                                              "pending redactions before opening the next queued PDF."));
+        model->setErrorMessage(
+            QStringLiteral("This PDF still has pending redactions. Export the secure copy or clear the "
+                           "pending redactions before opening the next queued PDF."));
         return;
     }
     pdfQueue.removeFirst();
@@ -192,7 +195,8 @@ void WorkspaceScreenPrivate::openNextQueuedPDF() {
     model->open(next);
 }
 
-WorkspaceScreen::WorkspaceScreen(SharedServices services, QWidget* parent) : QWidget(parent), d_(std::make_unique<WorkspaceScreenPrivate>()) {
+WorkspaceScreen::WorkspaceScreen(SharedServices services, QWidget* parent)
+    : QWidget(parent), d_(std::make_unique<WorkspaceScreenPrivate>()) {
     setObjectName(QStringLiteral("workspaceScreen"));
     d_->q = this;
     d_->model = RedactionViewModel::create(std::move(services));
@@ -206,7 +210,8 @@ WorkspaceScreen::WorkspaceScreen(SharedServices services, QWidget* parent) : QWi
     d_->layout->addWidget(d_->queueBar);
 
     connect(d_->landing, &LandingView::selectRequested, this, [this] { d_->presentImporter(); });
-    connect(d_->landing, &LandingView::pdfsDropped, this, [this](const QStringList& paths) { d_->openImportedPDFs(paths); });
+    connect(d_->landing, &LandingView::pdfsDropped, this,
+            [this](const QStringList& paths) { d_->openImportedPDFs(paths); });
     connect(d_->queueBar->openNext, &QPushButton::clicked, this, [this] { d_->openNextQueuedPDF(); });
 
     RedactionViewModel* model = d_->model.get();
@@ -226,9 +231,13 @@ WorkspaceScreen::~WorkspaceScreen() {
     if (d_->alert) d_->alert->disconnect(this);
 }
 
-RedactionViewModel& WorkspaceScreen::model() { return *d_->model; }
+RedactionViewModel& WorkspaceScreen::model() {
+    return *d_->model;
+}
 
-void WorkspaceScreen::openFiles(const QStringList& paths) { d_->openImportedPDFs(paths); }
+void WorkspaceScreen::openFiles(const QStringList& paths) {
+    d_->openImportedPDFs(paths);
+}
 
 void WorkspaceScreen::focusSearchField() {
     if (d_->editing) {
@@ -247,8 +256,12 @@ void WorkspaceScreen::exportSecureCopy() {
     if (canExport()) d_->model->exportSecureCopy();
 }
 
-bool WorkspaceScreen::canUndo() const { return d_->model->document() && !d_->model->redactions().empty(); }
+bool WorkspaceScreen::canUndo() const {
+    return d_->model->document() && !d_->model->redactions().empty();
+}
 
-void WorkspaceScreen::undoLast() { d_->model->undoLast(); }
+void WorkspaceScreen::undoLast() {
+    d_->model->undoLast();
+}
 
 }  // namespace norvane
