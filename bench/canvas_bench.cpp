@@ -52,7 +52,8 @@ int main(int argc, char** argv) {
     // Open as the app does, then show the canvas and wait for page 1's pixels.
     QElapsedTimer total;
     total.start();
-    auto model = RedactionViewModel::create();
+    auto model = RedactionViewModel::create(
+        std::make_shared<const Services>(Services{std::make_shared<RecentRedactionStore>(std::nullopt), nullptr, {}}));
     model->open(QString::fromStdString(path.string()));
     const double openMs = ms(total);
     if (!model->document()) {
