@@ -35,11 +35,11 @@ std::string quoted(const std::filesystem::path& p) {
 
 TEST(CliExecutable, InfoPrintsPagesAsJsonAndUsageGoesToStderr) {
     testing::TempDir dir;
-    testing::DocumentSpec spec;
-    spec.pages.resize(3);
-    spec.pages[1].mediaBox = {-100, 50, 400, 300};
-    spec.pages[2].rotate = 270;
-    testing::writeFile(dir.file("doc.pdf"), testing::buildPdf(spec));
+    testing::DocumentSpec document;
+    document.pages.resize(3);
+    document.pages[1].mediaBox = {-100, 50, 400, 300};
+    document.pages[2].rotate = 270;
+    testing::writeFile(dir.file("doc.pdf"), testing::buildPdf(document));
 
     const auto run = runCli("info " + quoted(dir.file("doc.pdf")), dir);
     ASSERT_EQ(run.exitCode, 0) << run.err;

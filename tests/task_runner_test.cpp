@@ -79,9 +79,7 @@ void quitWhileHopping(bool workerChecksStop) {
         while (!workerChecksStop || !onMain.stopToken().stop_requested()) {
             if (!onMain([&] { ++hops; })) {
                 refusedHop = true;
-                if (!workerChecksStop) {
-                    return;
-                }
+                if (!workerChecksStop) return;
             }
         }
         refusedHop = refusedHop || !onMain([] {});
