@@ -1,4 +1,3 @@
-#include "cli/cli_support.h"
 #include "cli/commands.h"
 #include "engine/redaction_engine.h"
 #include "tests/support/pdf_factory.h"
@@ -7,305 +6,225 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <cctype>
+#include <map>
 #include <sstream>
 
 namespace norvane {
 namespace {
 
 namespace fs = std::filesystem;
+using Json = nlohmann::json;
 
-struct Run {
-    int exitCode = -1;
+struct Outcome {
+    int exitCode;
     std::string out;
     std::string err;
+    bool said(const std::string& text) const { return err.find(text) != std::string::npos; }
 };
 
-Run runCli(const std::vector<std::string>& args, bool terminal = false) {
-    std::ostringstream out;
-    std::ostringstream err;
-    Run run;
-    run.exitCode = cli::run(args, cli::Console{out, err, terminal});
-    run.out = out.str();
-    run.err = err.str();
-    return run;
+// Two Letter pages; "John Smith" sits on the second.
+std::vector<unsigned char> samplePdf() {
+    testing::DocumentSpec document;
+    document.pages.resize(2);
+    document.pages[0].texts = {{"Cover page", 72, 720, 12}};
+    document.pages[1].texts = {{"Dear John Smith, welcome.", 72, 600, 12}, {"Regards, Smith", 72, 400, 12}};
+    return testing::buildPdf(document);
 }
 
-// Two Letter pages; "John Smith" sits on the second at a known place.
-testing::DocumentSpec sampleSpec() {
-    testing::DocumentSpec spec;
-    testing::PageSpec first;
-    first.texts.push_back(testing::TextRun{"Cover page", 72, 720, 12});
-    testing::PageSpec second;
-    second.texts.push_back(testing::TextRun{"Dear John Smith, welcome.", 72, 600, 12});
-    second.texts.push_back(testing::TextRun{"Regards, Smith", 72, 400, 12});
-    spec.pages = {first, second};
-    return spec;
+PageRect johnSmith() {
+    return RedactionEngine::nativeTextMatches(PdfDocument::fromBytes(samplePdf()), "John Smith").at(0).rect;
 }
 
 class CliCommands : public ::testing::Test {
 protected:
-    void SetUp() override { testing::writeFile(input_, testing::buildPdf(sampleSpec())); }
+    void SetUp() override { testing::writeFile(dir_.file("in.pdf"), samplePdf()); }
 
-    std::string in() const { return input_.string(); }
-    std::string path(const std::string& name) const { return dir_.file(name).string(); }
+    // IN and OUT stand for in.pdf and out.pdf in the test's folder, DIR for the folder.
+    Outcome cli(std::vector<std::string> args, bool terminal = false) const {
+        for (auto& arg : args) {
+            if (arg == "IN" || arg == "OUT") arg = arg == "IN" ? "DIR/in.pdf" : "DIR/out.pdf";
+            if (arg.starts_with("DIR")) arg = dir_.path().string() + arg.substr(3);
+        }
+        std::ostringstream out;
+        std::ostringstream err;
+        const int exitCode = cli::run(args, cli::Console{out, err, terminal});
+        return {exitCode, out.str(), err.str()};
+    }
 
     testing::TempDir dir_;
-    fs::path input_ = dir_.file("in.pdf");
 };
 
-TEST_F(CliCommands, FindPrintsResultsAsJson) {
-    const auto run = runCli({"find", in(), "  john smith "});
+TEST_F(CliCommands, FindPrintsHitsAsJson) {
+    const auto run = cli({"find", "IN", "  john smith "});
     ASSERT_EQ(run.exitCode, 0) << run.err;
-    const auto json = nlohmann::json::parse(run.out);
-    ASSERT_EQ(json.size(), 1u);
-    const auto& hit = json[0];
-    EXPECT_TRUE(Uuid::parse(hit["id"].get<std::string>()).has_value());
-    EXPECT_EQ(hit["pageIndex"], 1);
-    EXPECT_EQ(hit["text"], "John Smith");
-    EXPECT_EQ(hit["source"], "Text");
-    ASSERT_EQ(hit["rect"].size(), 4u);
-    // "Dear " is about 29 points wide at 12 points; the box sits on the 600 baseline.
-    const double x = hit["rect"][0];
-    const double y = hit["rect"][1];
-    const double w = hit["rect"][2];
-    const double h = hit["rect"][3];
-    const double johnX = 72 + testing::textWidth("Dear ", 12);
-    EXPECT_LT(x, johnX);
-    EXPECT_GT(x + w, johnX + testing::textWidth("John Smith", 12));
-    EXPECT_LT(y, 600 - 2.5);
-    EXPECT_GT(y + h, 600 + 9);
+    auto hits = Json::parse(run.out);
+    ASSERT_EQ(hits.size(), 1u);
+    EXPECT_TRUE(Uuid::parse(hits[0]["id"].get<std::string>()).has_value());
+    hits[0].erase("id");
+    const PageRect r = johnSmith();
+    EXPECT_EQ(
+        hits[0],
+        Json({{"pageIndex", 1}, {"rect", {r.x, r.y, r.width, r.height}}, {"text", "John Smith"}, {"source", "Text"}}));
+    EXPECT_EQ(Json::parse(cli({"find", "IN", "Jones"}).out), Json::array());
 }
 
-// A term the text layer does not have but the page still shows (a scan) is said to have no
-// matches, and verification still looks for it: the copy needs review.
-TEST_F(CliCommands, ExportVerifiesAskedTermsThatFoundNothing) {
-    testing::ScanPage scan;
-    scan.source.texts = {testing::TextRun{"Beneficiary: Margaret Oyelaran", 72, 700, 14}};
-    testing::writeFile(input_, testing::buildScannedPdf({scan}));
-    const auto run = runCli({"export", in(), "-o", path("out.pdf"), "--find", "Oyelaran", "--region", "0:10,10,50,50"});
-    EXPECT_EQ(run.exitCode, 3) << run.err;
-    EXPECT_NE(run.err.find("--find term 1 found no matches"), std::string::npos) << run.err;
-    EXPECT_EQ(run.err.find("Oyelaran"), std::string::npos) << "search terms are never echoed";
-    const auto json = nlohmann::json::parse(run.out);
-    EXPECT_EQ(json["verification"]["suspiciousMatches"], nlohmann::json::array({"Oyelaran"}));
-}
-
-TEST_F(CliCommands, FindWithOcrReportsOcrResults) {
-    const auto run = runCli({"find", in(), "welcome", "--ocr"});
+TEST_F(CliCommands, ExportWritesAVerifiedCopy) {
+    const auto run = cli({"export", "IN", "-o", "OUT", "--find", "Smith", "--region", "0:72,700,100,40", "--label"},
+                         /*terminal=*/true);
     ASSERT_EQ(run.exitCode, 0) << run.err;
-    const auto json = nlohmann::json::parse(run.out);
-    ASSERT_EQ(json.size(), 1u);
-    EXPECT_EQ(json[0]["pageIndex"], 1);
-    EXPECT_EQ(json[0]["source"], "OCR");
-    EXPECT_EQ(json[0]["text"], "welcome");
-    EXPECT_NE(run.err.find("OCR 2 of 2\n"), std::string::npos) << run.err;
-}
-
-TEST_F(CliCommands, FindWithoutHitsPrintsAnEmptyArray) {
-    const auto run = runCli({"find", in(), "Jones"});
-    EXPECT_EQ(run.exitCode, 0);
-    EXPECT_EQ(nlohmann::json::parse(run.out), nlohmann::json::array());
-}
-
-TEST_F(CliCommands, ExportWritesAnImageOnlyCopy) {
-    const auto out = path("out.pdf");
-    const auto run = runCli({"export", in(), "-o", out, "--find", "John Smith", "--region", "0:72,700,100,40", "--label",
-                             "--no-verify"});
-    ASSERT_EQ(run.exitCode, 0) << run.err;
-    const auto json = nlohmann::json::parse(run.out);
-    EXPECT_EQ(json["output"], fs::path(out).lexically_normal().string());
-    EXPECT_EQ(json["pageCount"], 2);
-    EXPECT_EQ(json["redactionCount"], 2);
-    EXPECT_TRUE(json["verification"].is_null());
-
-    const auto written = PdfDocument::openForRedaction(out);
-    EXPECT_EQ(written->pageCount(), 2);
-    for (const char* word : {"Cover", "Dear", "Regards", "welcome"}) {
-        EXPECT_TRUE(RedactionEngine::nativeTextMatches(written, word).empty()) << word;
-    }
-    EXPECT_NE(run.err.find("Exporting page 2 of 2\n"), std::string::npos) << run.err;
-}
-
-TEST_F(CliCommands, ExportVerifiesByDefault) {
-    const auto out = path("checked.pdf");
-    const auto run = runCli({"export", in(), "-o", out, "--find", "Smith"});
-    ASSERT_EQ(run.exitCode, 0) << run.err;
-    const auto json = nlohmann::json::parse(run.out);
-    EXPECT_EQ(json["redactionCount"], 2);
-    EXPECT_EQ(json["verification"]["passed"], true);
-    EXPECT_EQ(json["verification"]["checkedPages"], 2);
-    EXPECT_EQ(json["verification"]["suspiciousMatches"], nlohmann::json::array());
-    EXPECT_NE(run.err.find("Verifying page 2 of 2\n"), std::string::npos) << run.err;
-}
-
-TEST_F(CliCommands, VerifyReportsTermsStillPresent) {
-    const auto run = runCli({"verify", in(), "--term", "Smith", "--term", "Nobody"});
-    EXPECT_EQ(run.exitCode, 3) << run.err;
-    const auto json = nlohmann::json::parse(run.out);
-    EXPECT_EQ(json["passed"], false);
-    EXPECT_EQ(json["checkedPages"], 2);
-    EXPECT_EQ(json["suspiciousMatches"], nlohmann::json::array({"Smith"}));
-}
-
-TEST_F(CliCommands, ProgressDrawsABarOnATerminal) {
-    const auto run = runCli({"export", in(), "-o", path("bar.pdf"), "--find", "Cover", "--no-verify"}, true);
-    ASSERT_EQ(run.exitCode, 0) << run.err;
-    EXPECT_NE(run.err.find("\r["), std::string::npos);
-    EXPECT_NE(run.err.find("] Exporting page 2 of 2"), std::string::npos);
+    EXPECT_EQ(Json::parse(run.out),
+              Json({{"output", dir_.file("out.pdf").string()},
+                    {"pageCount", 2},
+                    {"redactionCount", 3},
+                    {"verification", {{"passed", true}, {"checkedPages", 2}, {"suspiciousMatches", Json::array()}}}}));
+    // One bar per stage, redrawn in place, its line ended once full.
+    EXPECT_TRUE(run.said("\r[")) << run.err;
+    EXPECT_TRUE(run.said("] Exporting page 2 of 2")) << run.err;
+    EXPECT_TRUE(run.said("] Verifying page 2 of 2")) << run.err;
     EXPECT_EQ(run.err.back(), '\n');
 }
 
-// The duplicate rule of the workspace applies across --find hits; drawn regions are kept
-// as given and still block search hits with the same geometry.
-struct DuplicateCase {
-    const char* name;
-    std::vector<std::string> actions;
-    int regions;
-};
+// Only OCR sees the name on a scan: the text search finds nothing, yet the copy is checked
+// for the term and needs review, and so does verifying it again.
+TEST_F(CliCommands, TermsOnlyOcrSeesAreStillVerified) {
+    testing::ScanPage scan;
+    scan.source.texts = {testing::TextRun{"Beneficiary: Margaret Oyelaran", 72, 700, 14}};
+    testing::writeFile(dir_.file("in.pdf"), testing::buildScannedPdf({scan}));
 
-void PrintTo(const DuplicateCase& c, std::ostream* os) { *os << c.name; }
+    const auto find = cli({"find", "IN", "Oyelaran", "--ocr"});
+    ASSERT_EQ(find.exitCode, 0) << find.err;
+    const auto hits = Json::parse(find.out);
+    ASSERT_EQ(hits.size(), 1u);
+    EXPECT_EQ(hits[0]["source"], "OCR");
+    EXPECT_EQ(hits[0]["text"], "Oyelaran");
+    EXPECT_TRUE(find.said("OCR 1 of 1\n")) << find.err;
 
-class CliExportDuplicates : public CliCommands, public ::testing::WithParamInterface<DuplicateCase> {};
+    const auto run = cli({"export", "IN", "-o", "OUT", "--find", "Oyelaran", "--region", "0:10,10,50,50"});
+    EXPECT_EQ(run.exitCode, 3) << run.err;
+    EXPECT_TRUE(run.said("--find term 1 found no matches")) << run.err;
+    EXPECT_FALSE(run.said("Oyelaran")) << "search terms are never echoed";
+    EXPECT_EQ(Json::parse(run.out)["verification"]["suspiciousMatches"], Json::array({"Oyelaran"}));
 
-TEST_P(CliExportDuplicates, CountsRegionsAsTheModelWould) {
-    std::vector<std::string> args{"export", in(), "-o", path("dup.pdf"), "--no-verify"};
-    args.insert(args.end(), GetParam().actions.begin(), GetParam().actions.end());
-    const auto run = runCli(args);
-    ASSERT_EQ(run.exitCode, 0) << run.err;
-    EXPECT_EQ(nlohmann::json::parse(run.out)["redactionCount"], GetParam().regions);
+    const auto verify = cli({"verify", "OUT", "--term", "Oyelaran", "--term", "Nobody"});
+    EXPECT_EQ(verify.exitCode, 3) << verify.err;
+    EXPECT_EQ(Json::parse(verify.out),
+              Json({{"passed", false}, {"checkedPages", 1}, {"suspiciousMatches", Json::array({"Oyelaran"})}}));
+    EXPECT_TRUE(verify.said("Verifying page 1 of 1\n")) << verify.err;
 }
 
-std::string johnSmithRegion() {
-    // Where the search puts "John Smith", as a region argument.
-    const auto document = PdfDocument::fromBytes(testing::buildPdf(sampleSpec()));
-    const auto hit = RedactionEngine::nativeTextMatches(document, "John Smith").at(0).rect;
-    std::ostringstream text;
-    text.precision(17);
-    text << hit.x + 1 << ',' << hit.y - 1 << ',' << hit.width + 2 << ',' << hit.height;
-    return "1:" + text.str();
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Cli, CliExportDuplicates,
-    ::testing::Values(DuplicateCase{"sameTermTwice", {"--find", "Smith", "--find", "smith"}, 2},
-                      DuplicateCase{"overlappingTerms", {"--find", "John Smith", "--find", "Smith"}, 3},
-                      DuplicateCase{"regionTwice", {"--region", "0:10,10,50,50", "--region", "0:10,10,50,50"}, 2},
-                      DuplicateCase{"hitAfterNearRegion", {"--region", johnSmithRegion(), "--find", "John Smith"}, 1},
-                      DuplicateCase{"regionOnOtherPage", {"--region", "0:10,10,50,50", "--find", "Cover"}, 2}),
-    [](const auto& p) { return std::string(p.param.name); });
-
-// Every spelling of the input is refused before anything is opened or written.
-class CliOverwriteGuard : public CliCommands, public ::testing::WithParamInterface<const char*> {};
-
-TEST_P(CliOverwriteGuard, RefusesToWriteOverTheInput) {
-    const std::string spelling = GetParam();
-    fs::path output;
-    if (spelling == "symlink") {
-        output = dir_.file("link.pdf");
-        fs::create_symlink(input_, output);
-    } else if (spelling == "linkedfolder") {
-        fs::create_directory_symlink(dir_.path(), dir_.file("alias"));
-        output = dir_.file("alias") / input_.filename();
-    } else if (spelling == "hardlink") {
-        output = dir_.file("hard.pdf");
-        fs::create_hard_link(input_, output);
-    } else {
-        output = dir_.path().string() + spelling;
+// The workspace's duplicate rule across --find hits; drawn regions are kept as given and
+// still block search hits with the same geometry.
+TEST_F(CliCommands, ExportCountsRegionsAsTheWorkspaceWould) {
+    const PageRect r = johnSmith();
+    std::ostringstream nearJohnSmith;  // a point off the hit
+    nearJohnSmith.precision(17);
+    nearJohnSmith << "1:" << r.x + 1 << ',' << r.y - 1 << ',' << r.width + 2 << ',' << r.height;
+    const std::pair<std::vector<std::string>, int> cases[] = {
+        {{"--find", "Smith", "--find", "smith"}, 2},
+        {{"--find", "John Smith", "--find", "Smith"}, 3},
+        {{"--region", "0:10,10,50,50", "--region", "0:10,10,50,50"}, 2},
+        {{"--region", nearJohnSmith.str(), "--find", "John Smith"}, 1},
+        {{"--region", "0:10,10,50,50", "--find", "Cover"}, 2},
+    };
+    for (const auto& [actions, regions] : cases) {
+        std::vector<std::string> args{"export", "IN", "-o", "OUT", "--no-verify"};
+        args.insert(args.end(), actions.begin(), actions.end());
+        const auto run = cli(args);
+        ASSERT_EQ(run.exitCode, 0) << run.err;
+        const auto result = Json::parse(run.out);
+        EXPECT_EQ(result["redactionCount"], regions) << actions[1] << ' ' << actions[3];
+        EXPECT_TRUE(result["verification"].is_null());
     }
-    const auto before = testing::readFile(input_);
-    const auto run = runCli({"export", in(), "-o", output.string(), "--find", "Smith", "--no-verify"});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.err, "Norvane will not overwrite the original PDF. Choose a different output name.\n");
-    EXPECT_TRUE(run.out.empty());
-    EXPECT_EQ(testing::readFile(input_), before);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cli, CliOverwriteGuard,
-                         ::testing::Values("/in.pdf", "/./in.pdf", "/missing/../in.pdf", "//in.pdf", "symlink",
-                                           "linkedfolder", "hardlink"),
-                         [](const auto& p) {
-                             std::string name;
-                             for (char c : std::string(p.param)) {
-                                 name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-                             }
-                             return name;
-                         });
+std::vector<unsigned char> lockedPdf(std::optional<std::string> userPassword) {
+    auto document = testing::textPages({"x"});
+    document.ownerPassword = "owner";
+    document.userPassword = std::move(userPassword);
+    return testing::buildPdf(document);
+}
+
+const std::string kOverwrite = "Norvane will not overwrite the original PDF. Choose a different output name.";
+const std::string kEncrypted = "This PDF is encrypted or password-protected. Unlock it before redacting.";
+const std::string kUnreadable = "The selected PDF could not be opened.";
+const std::string kNothingToDo = "Add at least one redaction before exporting.";
 
 struct FailureCase {
     const char* name;
-    std::vector<std::string> args;  // "IN" and "OUT" stand for the input and a fresh output
+    std::vector<std::string> args;
     int exitCode;
-    std::string message;  // last line of stderr, or empty to only check the exit code
+    std::string message = {};                              // the last line of stderr; usage errors are left unchecked
+    std::optional<std::vector<unsigned char>> input = {};  // instead of the sample
 };
-
-void PrintTo(const FailureCase& c, std::ostream* os) { *os << c.name; }
 
 class CliFailures : public CliCommands, public ::testing::WithParamInterface<FailureCase> {};
 
+std::map<std::string, std::vector<unsigned char>> contents(const fs::path& dir) {
+    std::map<std::string, std::vector<unsigned char>> files;
+    for (const auto& entry : fs::recursive_directory_iterator(dir)) {
+        files[entry.path().string()] =
+            entry.is_regular_file() ? testing::readFile(entry.path()) : std::vector<unsigned char>{};
+    }
+    return files;
+}
+
 TEST_P(CliFailures, ExitWithoutWritingAnything) {
-    std::vector<std::string> args = GetParam().args;
-    for (auto& arg : args) {
-        if (arg == "IN") {
-            arg = in();
-        } else if (arg == "OUT") {
-            arg = path("out.pdf");
-        } else if (arg == "NODIR") {
-            arg = path("no/such/dir/out.pdf");
-        }
-    }
-    const auto run = runCli(args);
+    const auto input = dir_.file("in.pdf");
+    if (GetParam().input) testing::writeFile(input, *GetParam().input);
+    // Other names of the input, for the overwrite refusals.
+    fs::create_symlink(input, dir_.file("link.pdf"));
+    fs::create_hard_link(input, dir_.file("hard.pdf"));
+    fs::create_directory_symlink(dir_.path(), dir_.file("alias"));
+    const auto before = contents(dir_.path());
+    const auto run = cli(GetParam().args);
     EXPECT_EQ(run.exitCode, GetParam().exitCode) << run.err;
-    EXPECT_TRUE(run.out.empty()) << run.out;
+    EXPECT_EQ(run.out, "");
     if (!GetParam().message.empty()) {
-        // The fixed message is the last line; status lines may come before it.
-        EXPECT_TRUE(run.err.ends_with("\n" + GetParam().message + "\n") || run.err == GetParam().message + "\n")
-            << run.err;
+        EXPECT_TRUE(("\n" + run.err).ends_with("\n" + GetParam().message + "\n")) << run.err;
     }
-    std::vector<fs::path> left;
-    for (const auto& entry : fs::recursive_directory_iterator(dir_.path())) {
-        left.push_back(entry.path().filename());
-    }
-    EXPECT_EQ(left, std::vector<fs::path>{"in.pdf"});
+    EXPECT_EQ(contents(dir_.path()), before);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Cli, CliFailures,
-    ::testing::Values(
-        FailureCase{"noCommandArgs", {"export"}, 2, ""},
-        FailureCase{"noOutput", {"export", "IN", "--find", "Smith"}, 2, ""},
-        FailureCase{"outputWithoutValue", {"export", "IN", "--find", "Smith", "-o"}, 2, ""},
-        FailureCase{"noInput", {"export", "-o", "OUT", "--find", "Smith"}, 2, ""},
-        FailureCase{"unknownOption", {"export", "IN", "-o", "OUT", "--bogus"}, 2, ""},
-        FailureCase{"regionTooFewNumbers", {"export", "IN", "-o", "OUT", "--region", "0:1,2,30"}, 2, ""},
-        FailureCase{"regionBadPage", {"export", "IN", "-o", "OUT", "--region", "x:1,2,30,40"}, 2, ""},
-        FailureCase{"regionNotFinite", {"export", "IN", "-o", "OUT", "--region", "0:nan,2,30,40"}, 2, ""},
-        FailureCase{"regionTooSmall", {"export", "IN", "-o", "OUT", "--region", "0:1,2,1.5,40"}, 2, ""},
-        FailureCase{"regionPastLastPage", {"export", "IN", "-o", "OUT", "--region", "2:1,2,30,40"}, 2, ""},
-        FailureCase{"findMissingText", {"find", "IN"}, 2, ""},
-        FailureCase{"verifyTermWithoutValue", {"verify", "IN", "--term"}, 2, ""},
-        FailureCase{"unknownCommand", {"redact", "IN"}, 2, ""},
-        FailureCase{"nothingFound", {"export", "IN", "-o", "OUT", "--find", "Jones"}, 1,
-                    "Add at least one redaction before exporting."},
-        FailureCase{"blankFind", {"export", "IN", "-o", "OUT", "--find", "   "}, 1,
-                    "Add at least one redaction before exporting."},
-        FailureCase{"noActions", {"export", "IN", "-o", "OUT"}, 1, "Add at least one redaction before exporting."},
-        FailureCase{"missingInput", {"find", "NODIR", "Smith"}, 1, "The selected PDF could not be opened."},
-        FailureCase{"unwritableOutput", {"export", "IN", "-o", "NODIR", "--find", "Smith", "--no-verify"}, 1,
-                    "The secure redacted PDF could not be created."},
-        FailureCase{"verifyMissingFile", {"verify", "NODIR", "--term", "x"}, 1,
-                    "The exported PDF was created but verification could not complete."}),
+    ::testing::ValuesIn(std::vector<FailureCase>{
+        {"unknownCommand", {"redact", "IN"}, 2},
+        {"infoWithoutInput", {"info"}, 2},
+        {"findWithoutText", {"find", "IN"}, 2},
+        {"verifyTermWithoutValue", {"verify", "IN", "--term"}, 2},
+        {"noOutput", {"export", "IN", "--find", "Smith"}, 2},
+        {"outputWithoutValue", {"export", "IN", "--find", "Smith", "-o"}, 2},
+        {"noInput", {"export", "-o", "OUT", "--find", "Smith"}, 2},
+        {"unknownOption", {"export", "IN", "-o", "OUT", "--bogus"}, 2},
+        {"regionTooFewNumbers", {"export", "IN", "-o", "OUT", "--region", "0:1,2,30"}, 2},
+        {"regionBadPage", {"export", "IN", "-o", "OUT", "--region", "x:1,2,30,40"}, 2},
+        {"regionNotFinite", {"export", "IN", "-o", "OUT", "--region", "0:nan,2,30,40"}, 2},
+        {"regionTooSmall", {"export", "IN", "-o", "OUT", "--region", "0:1,2,1.5,40"}, 2},
+        {"regionPastLastPage", {"export", "IN", "-o", "OUT", "--region", "2:1,2,30,40"}, 2},
+        {"nothingFound", {"export", "IN", "-o", "OUT", "--find", "Jones"}, 1, kNothingToDo},
+        {"blankFind", {"export", "IN", "-o", "OUT", "--find", "   "}, 1, kNothingToDo},
+        {"noActions", {"export", "IN", "-o", "OUT"}, 1, kNothingToDo},
+        {"findMissingFile", {"find", "DIR/none.pdf", "Smith"}, 1, kUnreadable},
+        {"infoMissingFile", {"info", "DIR/none.pdf"}, 1, kUnreadable},
+        {"infoNotPdf", {"info", "IN"}, 1, kUnreadable, std::vector<unsigned char>{'G', 'I', 'F', '8', '9', 'a'}},
+        {"infoNoPages", {"info", "IN"}, 1, "The PDF contains no readable pages.", testing::buildPdf({})},
+        {"infoOwnerPassword", {"info", "IN"}, 1, kEncrypted, lockedPdf(std::nullopt)},
+        {"exportUserPassword", {"export", "IN", "-o", "OUT", "--find", "x"}, 1, kEncrypted, lockedPdf("u")},
+        {"unwritableOutput",
+         {"export", "IN", "-o", "DIR/no/out.pdf", "--find", "Smith", "--no-verify"},
+         1,
+         "The secure redacted PDF could not be created."},
+        {"verifyMissingFile",
+         {"verify", "DIR/none.pdf", "--term", "x"},
+         1,
+         "The exported PDF was created but verification could not complete."},
+        {"overwriteSamePath", {"export", "IN", "-o", "IN", "--find", "Smith"}, 1, kOverwrite},
+        {"overwriteDotDot", {"export", "IN", "-o", "DIR/missing/../in.pdf", "--find", "Smith"}, 1, kOverwrite},
+        {"overwriteSymlink", {"export", "IN", "-o", "DIR/link.pdf", "--find", "Smith"}, 1, kOverwrite},
+        {"overwriteLinkedFolder", {"export", "IN", "-o", "DIR/alias/in.pdf", "--find", "Smith"}, 1, kOverwrite},
+        {"overwriteHardLink", {"export", "IN", "-o", "DIR/hard.pdf", "--find", "Smith"}, 1, kOverwrite},
+    }),
     [](const auto& p) { return std::string(p.param.name); });
-
-TEST_F(CliCommands, RefusesEncryptedInput) {
-    auto spec = sampleSpec();
-    spec.ownerPassword = "owner";
-    testing::writeFile(input_, testing::buildPdf(spec));
-    const auto run = runCli({"export", in(), "-o", path("out.pdf"), "--find", "Smith"});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.err, "This PDF is encrypted or password-protected. Unlock it before redacting.\n");
-    EXPECT_FALSE(fs::exists(path("out.pdf")));
-}
 
 }  // namespace
 }  // namespace norvane
