@@ -47,11 +47,12 @@ protected:
         }
         std::ostringstream out;
         std::ostringstream err;
-        const int exitCode = cli::run(args, cli::Console{out, err, terminal});
+        const int exitCode = cli::run(args, cli::Console{out, err, terminal}, services_);
         return {exitCode, out.str(), err.str()};
     }
 
     testing::TempDir dir_;
+    Services services_{std::make_shared<RecentRedactionStore>(std::nullopt), nullptr, {}};
 };
 
 TEST_F(CliCommands, FindPrintsHitsAsJson) {
