@@ -19,7 +19,7 @@
 namespace norvane {
 namespace {
 
-using testing::DocumentSpec;
+using testing::documentOf;
 using testing::PageSpec;
 
 struct Reported {
@@ -27,19 +27,14 @@ struct Reported {
     PageRect rect;
 };
 
-SharedPdfDocument makeDocument(const std::vector<PageSpec>& pages) {
-    DocumentSpec spec;
-    spec.pages = pages;
-    return PdfDocument::fromBytes(testing::buildPdf(spec));
+SharedPdfDocument letterPages(int count) {
+    return documentOf(std::vector<PageSpec>(static_cast<std::size_t>(count)));
 }
-
-SharedPdfDocument letterPages(int count) { return makeDocument(std::vector<PageSpec>(static_cast<std::size_t>(count))); }
 
 // A canvas on screen, with every reported drag recorded.
 class CanvasHarness {
 public:
-    explicit CanvasHarness(SharedPdfDocument document, QSize size = QSize(700, 600), SharedPdfDocument creation = nullptr)
-        : canvas(creation ? creation : document) {
+    explicit CanvasHarness(SharedPdfDocument document, QSize size = QSize(700, 600)) : canvas(document) {
         canvas.setOnManualRedaction([this](qint64 page, const PageRect& rect) { reports.push_back({page, rect}); });
         canvas.resize(size);
         canvas.show();
@@ -66,14 +61,14 @@ QPointF expectedPagePoint(const PageRect& box, int rotation, double fx, double f
     const double minX = box.x, minY = box.y, maxX = box.x + box.width, maxY = box.y + box.height;
     const double w = box.width, h = box.height;
     switch (rotation) {
-    case 90:
-        return {minX + fy * w, minY + fx * h};
-    case 180:
-        return {maxX - fx * w, minY + fy * h};
-    case 270:
-        return {maxX - fy * w, maxY - fx * h};
-    default:
-        return {minX + fx * w, maxY - fy * h};
+        case 90:
+            return {minX + fy * w, minY + fx * h};
+        case 180:
+            return {maxX - fx * w, minY + fy * h};
+        case 270:
+            return {maxX - fy * w, maxY - fx * h};
+        default:
+            return {minX + fx * w, maxY - fy * h};
     }
 }
 
@@ -87,7 +82,9 @@ struct DragCase {
     int pageIndex;  // pages before it shift it down the column
 };
 
-void PrintTo(const DragCase& c, std::ostream* os) { *os << c.name; }
+void PrintTo(const DragCase& c, std::ostream* os) {
+    *os << c.name;
+}
 
 class DragGeometryTest : public ::testing::TestWithParam<DragCase> {};
 
@@ -97,7 +94,7 @@ TEST_P(DragGeometryTest, DragBecomesThePageSpaceRectangleUnderThePointer) {
     page.mediaBox = c.mediaBox;
     page.rotate = c.rotation;
     std::vector<PageSpec> pages(static_cast<std::size_t>(c.pageIndex) + 1, page);
-    CanvasHarness h(makeDocument(pages));
+    CanvasHarness h(documentOf(pages));
     h.canvas.setZoom(c.zoom);
     h.canvas.synchronize(h.canvas.document(), {}, c.pageIndex);
 
@@ -126,19 +123,16 @@ TEST_P(DragGeometryTest, DragBecomesThePageSpaceRectangleUnderThePointer) {
     EXPECT_FALSE(h.canvas.isDragging());
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    RotationsZoomsAndBoxes, DragGeometryTest,
-    ::testing::Values(DragCase{"letter_r0", {0, 0, 612, 792}, 0, 1.0, 0},
-                      DragCase{"letter_r90", {0, 0, 612, 792}, 90, 1.0, 0},
-                      DragCase{"letter_r180", {0, 0, 612, 792}, 180, 1.0, 0},
-                      DragCase{"letter_r270", {0, 0, 612, 792}, 270, 1.0, 0},
-                      DragCase{"offset_r0_zoomed", {100, -50, 300, 500}, 0, 2.5, 0},
-                      DragCase{"offset_r90_zoomed", {100, -50, 300, 500}, 90, 2.5, 0},
-                      DragCase{"offset_r180_small", {100, -50, 300, 500}, 180, 0.4, 0},
-                      DragCase{"offset_r270_small", {100, -50, 300, 500}, 270, 0.4, 0},
-                      DragCase{"third_page_r90", {-200, 300, 400, 250}, 90, 1.0, 2},
-                      DragCase{"fifth_page_r270_zoomed", {10, 20, 595, 842}, 270, 1.6, 4}),
-    [](const auto& param) { return std::string(param.param.name); });
+INSTANTIATE_TEST_SUITE_P(RotationsZoomsAndBoxes, DragGeometryTest,
+                         ::testing::Values(DragCase{"letter_r0", {0, 0, 612, 792}, 0, 1.0, 0},
+                                           DragCase{"letter_r90", {0, 0, 612, 792}, 90, 1.0, 0},
+                                           DragCase{"letter_r180", {0, 0, 612, 792}, 180, 1.0, 0},
+                                           DragCase{"letter_r270", {0, 0, 612, 792}, 270, 1.0, 0},
+                                           DragCase{"offset_r0_zoomed", {100, -50, 300, 500}, 0, 2.5, 0},
+                                           DragCase{"offset_r90_zoomed", {100, -50, 300, 500}, 90, 2.5, 0},
+                                           DragCase{"offset_r270_small", {100, -50, 300, 500}, 270, 0.4, 0},
+                                           DragCase{"fifth_page_r270_zoomed", {10, 20, 595, 842}, 270, 1.6, 4}),
+                         [](const auto& param) { return std::string(param.param.name); });
 
 // The arithmetic above is only as good as its idea of /Rotate; check that idea against
 // pixels MuPDF actually draws.
@@ -148,7 +142,9 @@ struct RenderedBoxCase {
     int rotation;
 };
 
-void PrintTo(const RenderedBoxCase& c, std::ostream* os) { *os << c.name; }
+void PrintTo(const RenderedBoxCase& c, std::ostream* os) {
+    *os << c.name;
+}
 
 class RenderedGeometryTest : public ::testing::TestWithParam<RenderedBoxCase> {};
 
@@ -159,7 +155,7 @@ TEST_P(RenderedGeometryTest, BlackRectangleAppearsWhereTheGeometrySaysItIs) {
     spec.rotate = c.rotation;
     const PageRect mark{c.mediaBox.x + 30, c.mediaBox.y + 50, 60, 20};  // off-centre, not square
     spec.filledBlackRects = {mark};
-    const auto document = makeDocument({spec});
+    const auto document = documentOf({spec});
     PagePreviewRenderer renderer(document);
     const auto image = renderer.render(0, 1.0);
     if (!image) {
@@ -172,7 +168,9 @@ TEST_P(RenderedGeometryTest, BlackRectangleAppearsWhereTheGeometrySaysItIs) {
     int minX = image->width, minY = image->height, maxX = -1, maxY = -1;
     for (int y = 0; y < image->height; ++y) {
         for (int x = 0; x < image->width; ++x) {
-            const auto* px = &image->rgb[(static_cast<std::size_t>(y) * static_cast<std::size_t>(image->width) + static_cast<std::size_t>(x)) * 3];
+            const auto* px = &image->rgb[(static_cast<std::size_t>(y) * static_cast<std::size_t>(image->width) +
+                                          static_cast<std::size_t>(x)) *
+                                         3];
             if (px[0] < 60 && px[1] < 60 && px[2] < 60) {
                 minX = std::min(minX, x), minY = std::min(minY, y), maxX = std::max(maxX, x), maxY = std::max(maxY, y);
             }
@@ -188,9 +186,7 @@ TEST_P(RenderedGeometryTest, BlackRectangleAppearsWhereTheGeometrySaysItIs) {
 
 INSTANTIATE_TEST_SUITE_P(Rotations, RenderedGeometryTest,
                          ::testing::Values(RenderedBoxCase{"r0", {0, 0, 200, 300}, 0},
-                                           RenderedBoxCase{"r90", {0, 0, 200, 300}, 90},
                                            RenderedBoxCase{"r180", {0, 0, 200, 300}, 180},
-                                           RenderedBoxCase{"r270", {0, 0, 200, 300}, 270},
                                            RenderedBoxCase{"offset_r90", {150, -40, 200, 300}, 90},
                                            RenderedBoxCase{"offset_r270", {-70, 500, 200, 300}, 270}),
                          [](const auto& param) { return std::string(param.param.name); });
@@ -217,35 +213,31 @@ struct SizeCase {
     int dx;
     int dy;
     bool reported;
+    double zoom = 1.0;
 };
 
 class ClickThresholdTest : public ::testing::TestWithParam<SizeCase> {};
 
+// Measured in view points, not page units: zoomed in, a tiny page box is still reported and
+// left for the model to drop.
 TEST_P(ClickThresholdTest, OnlyDragsOfAtLeastEightByEightViewPointsAreReported) {
     const SizeCase& c = GetParam();
     CanvasHarness h(letterPages(1));
-    const QPoint start = h.canvas.pageRectInViewport(0).center().toPoint();
+    h.canvas.setZoom(c.zoom);
+    const QPoint start(h.view()->width() / 2, h.view()->height() / 2);
     h.drag(start, start + QPoint(c.dx, c.dy));
-    EXPECT_EQ(h.reports.size(), c.reported ? 1u : 0u);
+    ASSERT_EQ(h.reports.size(), c.reported ? 1u : 0u);
     EXPECT_FALSE(h.canvas.isDragging());
     EXPECT_FALSE(h.canvas.dragPreview());
+    if (c.reported) {
+        EXPECT_NEAR(h.reports[0].rect.width, std::abs(c.dx) / h.canvas.scale(), 1e-3);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, ClickThresholdTest,
                          ::testing::Values(SizeCase{0, 0, false}, SizeCase{5, 5, false}, SizeCase{7, 40, false},
                                            SizeCase{40, 7, false}, SizeCase{8, 8, true}, SizeCase{-8, -8, true},
-                                           SizeCase{-30, 9, true}));
-
-TEST(PageCanvas, ZoomedInANineByNinePointDragIsStillReportedButTiny) {
-    CanvasHarness h(letterPages(1));
-    h.canvas.setZoom(8.0);
-    const QPoint start(h.view()->width() / 2, h.view()->height() / 2);
-    h.drag(start, start + QPoint(9, 9));
-    ASSERT_EQ(h.reports.size(), 1u);
-    // Under 2 page units: the model will drop it, the view must not.
-    EXPECT_LT(h.reports[0].rect.width, 2.0);
-    EXPECT_LT(h.reports[0].rect.height, 2.0);
-}
+                                           SizeCase{-30, 9, true}, SizeCase{9, 9, true, 8.0}));
 
 TEST(PageCanvas, PreviewFollowsThePointerAndEscapeDropsTheDrag) {
     CanvasHarness h(letterPages(1));
@@ -253,7 +245,8 @@ TEST(PageCanvas, PreviewFollowsThePointerAndEscapeDropsTheDrag) {
     QTest::mousePress(h.view(), Qt::LeftButton, Qt::NoModifier, start);
     QTest::mouseMove(h.view(), start + QPoint(50, 30));
     ASSERT_TRUE(h.canvas.dragPreview());
-    EXPECT_EQ(h.canvas.dragPreview()->toRect(), QRect(start, start + QPoint(50, 30)).normalized().adjusted(0, 0, -1, -1));
+    EXPECT_EQ(h.canvas.dragPreview()->toRect(),
+              QRect(start, start + QPoint(50, 30)).normalized().adjusted(0, 0, -1, -1));
     QTest::mouseMove(h.view(), start + QPoint(-20, -10));  // rebuilt from the start, not grown
     EXPECT_EQ(h.canvas.dragPreview()->topLeft().toPoint(), start + QPoint(-20, -10));
     QTest::keyClick(&h.canvas, Qt::Key_Escape);
@@ -288,17 +281,6 @@ TEST(PageCanvas, PressInTheMarginBesidePageStartsADragOnTheNearestPage) {
     EXPECT_LT(h.reports[0].rect.x, 0.0);  // starts left of the media box
 }
 
-TEST(PageCanvas, WithoutADocumentPressesGoToTheScrollArea) {
-    PageCanvas canvas(nullptr);
-    canvas.resize(400, 300);
-    canvas.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&canvas));
-    EXPECT_FALSE(canvas.pageAt(QPointF(100, 100)));
-    QTest::mousePress(canvas.viewport(), Qt::LeftButton, Qt::NoModifier, QPoint(100, 100));
-    EXPECT_FALSE(canvas.isDragging());
-    QTest::mouseRelease(canvas.viewport(), Qt::LeftButton, Qt::NoModifier, QPoint(200, 200));
-}
-
 // ---- the document it was made for ----
 
 TEST(PageCanvas, DragsOnAnotherDocumentThanTheOneItWasMadeForAreDropped) {
@@ -314,17 +296,13 @@ TEST(PageCanvas, DragsOnAnotherDocumentThanTheOneItWasMadeForAreDropped) {
     h.drag(start, start + QPoint(40, 40));
     EXPECT_EQ(h.reports.size(), 1u) << "the new document's pages are not in the one captured";
 
-    // Made with no document at all: nothing is ever reported.
-    PageCanvas detached(nullptr);
-    std::vector<Reported> none;
-    detached.setOnManualRedaction([&](qint64 p, const PageRect& r) { none.push_back({p, r}); });
-    detached.resize(600, 500);
-    detached.show();
-    detached.synchronize(first, {}, 0);
-    const QPoint centre = detached.pageRectInViewport(0).center().toPoint();
-    QTest::mousePress(detached.viewport(), Qt::LeftButton, Qt::NoModifier, centre);
-    QTest::mouseRelease(detached.viewport(), Qt::LeftButton, Qt::NoModifier, centre + QPoint(40, 40));
-    EXPECT_TRUE(none.empty());
+    // Made with no document at all: presses go to the scroll area, nothing is ever reported.
+    CanvasHarness detached(nullptr);
+    EXPECT_FALSE(detached.canvas.pageAt(QPointF(100, 100)));
+    detached.drag(QPoint(100, 100), QPoint(200, 200));
+    detached.canvas.synchronize(first, {}, 0);
+    detached.drag(start, start + QPoint(40, 40));
+    EXPECT_TRUE(detached.reports.empty());
 }
 
 TEST(PageCanvas, SameDocumentObjectKeepsZoomAndScrollAcrossUpdates) {
@@ -385,7 +363,8 @@ TEST(PageCanvas, KeyboardZoomAndFitToWidth) {
     EXPECT_DOUBLE_EQ(h.canvas.scale(), fit);
     QTest::keyClick(&h.canvas, Qt::Key_Minus, Qt::ControlModifier);
     EXPECT_LT(h.canvas.scale(), fit);
-    for (int i = 0; i < 40; ++i) QTest::keyClick(&h.canvas, Qt::Key_Minus, Qt::ControlModifier);
+    for (int i = 0; i < 40; ++i)
+        QTest::keyClick(&h.canvas, Qt::Key_Minus, Qt::ControlModifier);
     EXPECT_GT(h.canvas.scale(), 0.0);  // bounded, never zero
 }
 
@@ -416,7 +395,7 @@ TEST(PageCanvas, PendingRegionsArePaintedBlackAndBadPageIndicesAreSkipped) {
     PageSpec rotated;
     rotated.rotate = 90;
     rotated.mediaBox = {50, 50, 400, 600};
-    const auto document = makeDocument({rotated});
+    const auto document = documentOf({rotated});
     CanvasHarness h(document);
     const PageRect rect{100, 100, 120, 80};
     const std::vector<RedactionRegion> regions{

@@ -1,10 +1,10 @@
 // The Recent Redactions screen over a throwaway store: its two forms, the cards, clearing
 // with and without confirmation, live updates, and the date wording.
 
-#include "ui/themed_widgets.h"
-#include "model/recent_redaction_store.h"
 #include "history/recent_redactions_view.h"
+#include "model/recent_redaction_store.h"
 #include "tests/support/pdf_factory.h"
+#include "ui/themed_widgets.h"
 
 #include <QApplication>
 #include <QFile>
@@ -16,40 +16,61 @@
 namespace norvane {
 namespace {
 
+QString textOf(QWidget* card, const char* name) {
+    auto* label = card->findChild<QLabel*>(QString::fromUtf8(name));
+    return label ? label->text() : QString();
+}
+
 class HistoryViewTest : public ::testing::Test {
 protected:
     QString storePath() const { return QString::fromStdString(temp.file("history/recent-redactions.json").string()); }
-
-    static QString textOf(QWidget* card, const char* name) {
-        if (auto* label = card->findChild<QLabel*>(QString::fromUtf8(name))) return label->text();
-        return {};
-    }
-
-    static QString badgeOf(QWidget* card) {
-        auto* badge = card->findChild<theme::SymbolView*>(QStringLiteral("verificationBadge"));
-        return badge ? badge->symbol() : QString();
-    }
 
     testing::TempDir temp;
     RecentRedactionStore store{storePath()};
 };
 
-TEST_F(HistoryViewTest, EmptyHistoryShowsThePlaceholderAndDisablesClear) {
-    RecentRedactionsView view(store);
+struct StoredFile {
+    const char* name;
+    const char* contents;  // null: no file at all
+    bool withPath = true;
+};
+
+class EmptyHistory : public HistoryViewTest, public ::testing::WithParamInterface<StoredFile> {};
+
+INSTANTIATE_TEST_SUITE_P(Files, EmptyHistory,
+                         ::testing::Values(StoredFile{"NoFile", nullptr}, StoredFile{"NoPath", nullptr, false},
+                                           StoredFile{"EmptyList", "[]"}, StoredFile{"NotJson", "{[,"},
+                                           StoredFile{"IncompleteRecord", R"([{"id": "x", "pageCount": 1}])"}),
+                         [](const auto& param) { return std::string(param.param.name); });
+
+TEST_P(EmptyHistory, ShowsThePlaceholderAndDisablesClear) {
+    if (GetParam().contents) {
+        std::filesystem::create_directories(temp.file("history"));
+        const std::string text = GetParam().contents;
+        testing::writeFile(storePath().toStdString(), {text.begin(), text.end()});
+    }
+    RecentRedactionStore loaded(GetParam().withPath ? std::optional(storePath()) : std::nullopt);
+    RecentRedactionsView view(loaded);
     EXPECT_TRUE(view.showsPlaceholder());
     EXPECT_FALSE(view.clearButton()->isEnabled());
     EXPECT_TRUE(view.cards().isEmpty());
+    EXPECT_FALSE(view.confirmingClear());
     bool placeholderTitle = false;
     for (auto* label : view.findChildren<QLabel*>()) {
         if (label->text() == QStringLiteral("No Recent Redactions")) placeholderTitle = label->isVisibleTo(&view);
     }
     EXPECT_TRUE(placeholderTitle);
+
+    // The first export after a damaged file still shows up.
+    loaded.add(QStringLiteral("a.pdf"), QStringLiteral("/out/a.pdf"), 1, 1, true);
+    EXPECT_EQ(view.cards().size(), 1);
 }
 
-TEST_F(HistoryViewTest, CardsListRecordsNewestFirstWithTheirFacts) {
+TEST_F(HistoryViewTest, CardsListRecordsNewestFirstWithTheirFactsVerbatim) {
     store.add(QStringLiteral("first.pdf"), QStringLiteral("/out/first-redacted.pdf"), 1, 1, true);
-    store.add(QStringLiteral("Überweisung Ärztin.pdf"), QStringLiteral("/out/second-redacted.pdf"), 12, 0, false);
-    store.add(QStringLiteral("third.pdf"), QStringLiteral("/out/third-redacted.pdf"), 3, 250, true);
+    // Text that a rich-text label would swallow or reinterpret.
+    store.add(QStringLiteral("<b>Überweisung</b> &amp; co.pdf"), QStringLiteral("/out/second.pdf"), 12, 0, false);
+    store.add(QStringLiteral("third.pdf"), QStringLiteral("/out/third-redacted.pdf"), 1200, 35000, true);
     RecentRedactionsView view(store);
     ASSERT_FALSE(view.showsPlaceholder());
     EXPECT_TRUE(view.clearButton()->isEnabled());
@@ -58,33 +79,26 @@ TEST_F(HistoryViewTest, CardsListRecordsNewestFirstWithTheirFacts) {
         const char* source;
         const char* counts;
         const char* badge;
-    } expected[] = {{"third.pdf", "3 pages \u00B7 250 redactions", "checkmark.shield.fill"},
-                    {"Überweisung Ärztin.pdf", "12 pages \u00B7 0 redactions", "exclamationmark.triangle.fill"},
-                    {"first.pdf", "1 pages \u00B7 1 redactions", "checkmark.shield.fill"}};
+    } expected[] = {
+        {"third.pdf", "1200 pages \u00B7 35000 redactions", "checkmark.shield.fill"},
+        {"<b>Überweisung</b> &amp; co.pdf", "12 pages \u00B7 0 redactions", "exclamationmark.triangle.fill"},
+        {"first.pdf", "1 pages \u00B7 1 redactions", "checkmark.shield.fill"}};
     const auto cards = view.cards();
     ASSERT_EQ(cards.size(), 3);
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(textOf(cards[i], "sourceName"), QString::fromUtf8(expected[i].source));
+        EXPECT_EQ(cards[i]->findChild<QLabel*>(QStringLiteral("sourceName"))->textFormat(), Qt::PlainText);
         EXPECT_EQ(textOf(cards[i], "counts"), QString::fromUtf8(expected[i].counts));
-        EXPECT_EQ(badgeOf(cards[i]), QString::fromUtf8(expected[i].badge));
+        auto* badge = cards[i]->findChild<theme::SymbolView*>(QStringLiteral("verificationBadge"));
+        ASSERT_NE(badge, nullptr);
+        EXPECT_EQ(badge->symbol(), QString::fromUtf8(expected[i].badge));
         EXPECT_FALSE(textOf(cards[i], "date").isEmpty());
     }
 }
 
-TEST_F(HistoryViewTest, SourceNamesAreShownVerbatim) {
-    // Text that a rich-text label would swallow or reinterpret.
-    store.add(QStringLiteral("<b>bold</b> &amp; co.pdf"), QStringLiteral("/out/x.pdf"), 1, 1, true);
-    RecentRedactionsView view(store);
-    ASSERT_EQ(view.cards().size(), 1);
-    auto* label = view.cards().first()->findChild<QLabel*>(QStringLiteral("sourceName"));
-    ASSERT_NE(label, nullptr);
-    EXPECT_EQ(label->text(), QStringLiteral("<b>bold</b> &amp; co.pdf"));
-    EXPECT_EQ(label->textFormat(), Qt::PlainText);
-}
-
-TEST_F(HistoryViewTest, LongPathsKeepTheirBeginningAndEnd) {
-    const QString path = QStringLiteral("/home/someone/Documents/") + QString(40, QLatin1Char('x')).repeated(6) +
-                         QStringLiteral("/final-report-redacted.pdf");
+TEST_F(HistoryViewTest, LongPathsKeepTheirEndsAndRevealHandsOverThePathAsRecorded) {
+    const QString path = QString::fromStdString(temp.file("gone").string()) + QLatin1Char('/') +
+                         QString(40, QLatin1Char('x')).repeated(6) + QStringLiteral("/final-report-redacted.pdf");
     store.add(QStringLiteral("final-report.pdf"), path, 2, 2, true);
     RecentRedactionsView view(store);
     view.resize(900, 600);
@@ -95,30 +109,25 @@ TEST_F(HistoryViewTest, LongPathsKeepTheirBeginningAndEnd) {
     EXPECT_EQ(label->fullText(), path);
     const QString shown = label->displayedText();
     EXPECT_LT(shown.size(), path.size());
-    EXPECT_TRUE(shown.startsWith(QStringLiteral("/home/"))) << shown.toStdString();
+    EXPECT_TRUE(shown.startsWith(path.left(5))) << shown.toStdString();
     EXPECT_TRUE(shown.endsWith(QStringLiteral("-redacted.pdf"))) << shown.toStdString();
     EXPECT_TRUE(shown.contains(QChar(0x2026))) << shown.toStdString();
-}
 
-TEST_F(HistoryViewTest, RevealHandsOverThePathAsRecordedEvenIfTheFileIsGone) {
-    const QString missing = QString::fromStdString(temp.file("gone/never-existed-redacted.pdf").string());
-    store.add(QStringLiteral("gone.pdf"), missing, 1, 1, true);
-    RecentRedactionsView view(store);
+    // The file never existed: the path is handed over all the same.
     QStringList revealed;
-    view.setReveal([&](const QString& path) { revealed.append(path); });
+    view.setReveal([&](const QString& p) { revealed.append(p); });
     view.cards().first()->findChild<QPushButton*>(QStringLiteral("reveal"))->click();
-    EXPECT_EQ(revealed, QStringList{missing});
+    EXPECT_EQ(revealed, QStringList{path});
     EXPECT_EQ(store.records().size(), 1u);
 }
 
-struct ClearCase {
-    const char* name;
-    bool confirm;
-};
+class HistoryClearing : public HistoryViewTest, public ::testing::WithParamInterface<bool> {};
 
-class HistoryClearing : public HistoryViewTest, public ::testing::WithParamInterface<ClearCase> {};
+INSTANTIATE_TEST_SUITE_P(Choices, HistoryClearing, ::testing::Bool(),
+                         [](const auto& param) { return param.param ? "Confirmed" : "Cancelled"; });
 
 TEST_P(HistoryClearing, OnlyAConfirmedClearEmptiesTheHistory) {
+    const bool confirm = GetParam();
     const std::filesystem::path pdf = temp.file("kept.pdf");
     testing::writeFile(pdf, testing::buildPdf(testing::textPages({"kept"})));
     store.add(QStringLiteral("kept.pdf"), QString::fromStdString(pdf.string()), 1, 1, true);
@@ -128,7 +137,7 @@ TEST_P(HistoryClearing, OnlyAConfirmedClearEmptiesTheHistory) {
     view.setConfirmClear([&](QWidget*) {
         ++asked;
         flagWhileAsking = view.confirmingClear();
-        return GetParam().confirm;
+        return confirm;
     });
 
     view.clearButton()->click();
@@ -137,23 +146,15 @@ TEST_P(HistoryClearing, OnlyAConfirmedClearEmptiesTheHistory) {
     EXPECT_TRUE(flagWhileAsking);
     EXPECT_FALSE(view.confirmingClear());
     EXPECT_TRUE(std::filesystem::exists(pdf));  // never touches a PDF
-    if (GetParam().confirm) {
-        EXPECT_TRUE(store.records().empty());
-        EXPECT_TRUE(view.showsPlaceholder());
-        EXPECT_FALSE(view.clearButton()->isEnabled());
+    EXPECT_EQ(store.records().size(), confirm ? 0u : 1u);
+    EXPECT_EQ(view.showsPlaceholder(), confirm);
+    EXPECT_EQ(view.clearButton()->isEnabled(), !confirm);
+    if (confirm) {
         QFile file(storePath());
         ASSERT_TRUE(file.open(QIODevice::ReadOnly));
         EXPECT_EQ(file.readAll().trimmed(), QByteArray("[]"));
-    } else {
-        EXPECT_EQ(store.records().size(), 1u);
-        EXPECT_EQ(view.cards().size(), 1);
-        EXPECT_TRUE(view.clearButton()->isEnabled());
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(Choices, HistoryClearing,
-                         ::testing::Values(ClearCase{"Confirmed", true}, ClearCase{"Cancelled", false}),
-                         [](const auto& paramInfo) { return std::string(paramInfo.param.name); });
 
 TEST_F(HistoryViewTest, FollowsTheStoreWhileShown) {
     RecentRedactionsView view(store);
@@ -171,24 +172,6 @@ TEST_F(HistoryViewTest, FollowsTheStoreWhileShown) {
     store.clear();
     EXPECT_TRUE(view.showsPlaceholder());
     EXPECT_FALSE(view.clearButton()->isEnabled());
-}
-
-TEST_F(HistoryViewTest, AFreshScreenStartsWithoutAPendingConfirmation) {
-    store.add(QStringLiteral("a.pdf"), QStringLiteral("/out/a.pdf"), 1, 1, true);
-    RecentRedactionsView view(store);
-    EXPECT_FALSE(view.confirmingClear());
-}
-
-// ---- Wording -------------------------------------------------------------------------------
-
-TEST(HistoryWording, CountsNeverChangeWithTheNumber) {
-    const struct {
-        qint64 pages, redactions;
-        const char* text;
-    } cases[] = {{1, 1, "1 pages \u00B7 1 redactions"},
-                 {0, 0, "0 pages \u00B7 0 redactions"},
-                 {1200, 35000, "1200 pages \u00B7 35000 redactions"}};
-    for (const auto& c : cases) EXPECT_EQ(exportCountsText(c.pages, c.redactions), QString::fromUtf8(c.text));
 }
 
 TEST(HistoryWording, DatesShowYearMonthDayHourMinuteOnly) {

@@ -1,6 +1,10 @@
+// The document model's synchronous commands: opening and refusing files, and the rules for
+// adding, removing and undoing regions, each with the change signals it publishes.
+
 #include "model/redaction_view_model.h"
 #include "tests/support/change_recorder.h"
 #include "tests/support/pdf_factory.h"
+#include "tests/support/test_services.h"
 
 #include <gtest/gtest.h>
 
@@ -13,6 +17,7 @@ using testing::ChangeRecorder;
 class ModelProbe : public RedactionViewModel {
 public:
     static std::shared_ptr<ModelProbe> make() { return std::shared_ptr<ModelProbe>(new ModelProbe()); }
+    ModelProbe() : RedactionViewModel(testing::TestServices().shared) {}
     using RedactionViewModel::setOutputURL;
     using RedactionViewModel::setSearchResults;
     using RedactionViewModel::setStatusText;
@@ -28,8 +33,8 @@ protected:
 
     QString threePages() { return writePdf("three.pdf", testing::textPages({"one", "two", "three"})); }
 
-    static RedactionSearchResult hit(std::int64_t page, PageRect rect, std::string text = "Smith") {
-        return RedactionSearchResult{Uuid::random(), page, rect, std::move(text), RedactionSource::textSearch};
+    static RedactionSearchResult hit(std::int64_t page, PageRect rect) {
+        return RedactionSearchResult{Uuid::random(), page, rect, "Smith", RedactionSource::textSearch};
     }
 
     testing::TempDir dir;
@@ -37,52 +42,25 @@ protected:
     ChangeRecorder recorder{model.get()};
 };
 
-TEST_F(ViewModelTest, StartsEmptyAndReady) {
-    EXPECT_EQ(model->document(), nullptr);
-    EXPECT_FALSE(model->sourceURL());
-    EXPECT_TRUE(model->redactions().empty());
-    EXPECT_TRUE(model->searchResults().empty());
-    EXPECT_EQ(model->selectedPageIndex(), 0);
-    EXPECT_EQ(model->searchText(), "");
-    EXPECT_EQ(model->statusText(), "Ready");
-    EXPECT_FALSE(model->progress());
-    EXPECT_FALSE(model->errorMessage());
-    EXPECT_FALSE(model->outputURL());
-    EXPECT_FALSE(model->verification());
-    EXPECT_FALSE(model->isBusy());
-    EXPECT_FALSE(model->labelRedactions());
-    EXPECT_EQ(model->task(), nullptr);
-}
-
-TEST_F(ViewModelTest, OpenPublishesInOrder) {
+TEST_F(ViewModelTest, OpenPublishesInOrderAndAnotherOpenResetsTheDocumentState) {
     const auto path = threePages();
     model->open(path);
     EXPECT_EQ(recorder.changes,
               QStringList({"isBusy", "progress", "errorMessage", "outputURL", "verification", "document", "sourceURL",
                            "redactions", "searchResults", "selectedPageIndex", "statusText"}));
     ASSERT_NE(model->document(), nullptr);
-    EXPECT_EQ(model->document()->pageCount(), 3);
     EXPECT_EQ(model->sourceURL(), path);
     EXPECT_EQ(model->statusText(), "3 pages loaded");
-    EXPECT_FALSE(model->errorMessage());
-}
 
-TEST_F(ViewModelTest, OnePageHasNoSingularForm) {
-    model->open(writePdf("one.pdf", testing::textPages({"only"})));
-    EXPECT_EQ(model->statusText(), "1 pages loaded");
-}
-
-TEST_F(ViewModelTest, OpeningAnotherDocumentResetsItsState) {
-    model->open(threePages());
     model->addManual(2, {10, 10, 50, 50});
     model->setSearchText("Smith");
     model->setLabelRedactions(true);
     model->setVerification(ExportVerification(3, {}));
-    model->open(writePdf("two.pdf", testing::textPages({"a", "b"})));
+    model->open(writePdf("one.pdf", testing::textPages({"a"})));
     EXPECT_TRUE(model->redactions().empty());
     EXPECT_EQ(model->selectedPageIndex(), 0);
     EXPECT_FALSE(model->verification());
-    EXPECT_EQ(model->statusText(), "2 pages loaded");
+    EXPECT_EQ(model->statusText(), "1 pages loaded") << "no singular form";
     EXPECT_EQ(model->searchText(), "Smith") << "open never touches the query";
     EXPECT_TRUE(model->labelRedactions());
 }
@@ -93,7 +71,9 @@ struct RefusedCase {
     const char* message;
 };
 
-void PrintTo(const RefusedCase& c, std::ostream* os) { *os << c.name; }
+void PrintTo(const RefusedCase& c, std::ostream* os) {
+    *os << c.name;
+}
 
 class ViewModelRefusal : public ViewModelTest, public ::testing::WithParamInterface<RefusedCase> {};
 
@@ -117,8 +97,8 @@ TEST_P(ViewModelRefusal, KeepsThePreviousDocumentAndCancelsTheTask) {
     EXPECT_EQ(model->redactions().size(), 1u);
     EXPECT_EQ(model->selectedPageIndex(), 1);
     EXPECT_EQ(model->statusText(), "3 pages loaded");
-    EXPECT_EQ(recorder.changes, QStringList({"isBusy", "progress", "errorMessage", "outputURL", "verification",
-                                             "errorMessage"}));
+    EXPECT_EQ(recorder.changes,
+              QStringList({"isBusy", "progress", "errorMessage", "outputURL", "verification", "errorMessage"}));
 }
 
 testing::DocumentSpec encryptedSpec(std::optional<std::string> user) {
@@ -130,13 +110,13 @@ testing::DocumentSpec encryptedSpec(std::optional<std::string> user) {
 
 INSTANTIATE_TEST_SUITE_P(
     Model, ViewModelRefusal,
-    ::testing::Values(
-        RefusedCase{"userPassword", testing::buildPdf(encryptedSpec("user")),
-                    "This PDF is encrypted or password-protected. Unlock it before redacting."},
-        RefusedCase{"ownerOnly", testing::buildPdf(encryptedSpec(std::nullopt)),
-                    "This PDF is encrypted or password-protected. Unlock it before redacting."},
-        RefusedCase{"zeroPages", testing::buildPdf(testing::DocumentSpec{}), "The PDF contains no readable pages."},
-        RefusedCase{"textFile", {'h', 'e', 'l', 'l', 'o'}, "The selected PDF could not be opened."}),
+    ::testing::Values(RefusedCase{"userPassword", testing::buildPdf(encryptedSpec("user")),
+                                  "This PDF is encrypted or password-protected. Unlock it before redacting."},
+                      RefusedCase{"ownerOnly", testing::buildPdf(encryptedSpec(std::nullopt)),
+                                  "This PDF is encrypted or password-protected. Unlock it before redacting."},
+                      RefusedCase{"zeroPages", testing::buildPdf(testing::DocumentSpec{}),
+                                  "The PDF contains no readable pages."},
+                      RefusedCase{"textFile", {'h', 'e', 'l', 'l', 'o'}, "The selected PDF could not be opened."}),
     [](const auto& p) { return std::string(p.param.name); });
 
 TEST_F(ViewModelTest, ClearDocumentResetsAllButQueryAndLabel) {
@@ -162,15 +142,12 @@ TEST_F(ViewModelTest, CancelStopsTheTaskButLeavesTheStatus) {
     model->setStatusText("OCR 2 of 5");
     recorder.clear();
     model->cancel();
-    EXPECT_TRUE(task->isCancelled());
     EXPECT_TRUE(task->stopToken().stop_requested());
     EXPECT_EQ(model->task(), nullptr);
     EXPECT_FALSE(model->isBusy());
-    EXPECT_FALSE(model->progress());
     EXPECT_EQ(model->statusText(), "OCR 2 of 5");
     EXPECT_EQ(recorder.changes, QStringList({"isBusy", "progress"}));
     model->cancel();  // nothing in flight: still harmless
-    EXPECT_FALSE(model->isBusy());
 }
 
 struct DragCase {
@@ -185,7 +162,7 @@ void PrintTo(const DragCase& c, std::ostream* os) {
 
 class ManualDrag : public ViewModelTest, public ::testing::WithParamInterface<DragCase> {};
 
-TEST_P(ManualDrag, SmallDragsAreClicks) {
+TEST_P(ManualDrag, SmallDragsAreClicksAndEqualDragsAreNotDuplicates) {
     model->setVerification(ExportVerification(1, {}));
     recorder.clear();
     model->addManual(4, GetParam().rect);
@@ -200,8 +177,11 @@ TEST_P(ManualDrag, SmallDragsAreClicks) {
     EXPECT_EQ(region.pageIndex, 4);
     EXPECT_EQ(region.source, RedactionSource::manual);
     EXPECT_FALSE(region.matchedText);
-    EXPECT_EQ(model->selectedPageIndex(), 4);
     EXPECT_EQ(recorder.changes, QStringList({"redactions", "selectedPageIndex", "verification"}));
+
+    model->addManual(4, GetParam().rect);
+    ASSERT_EQ(model->redactions().size(), 2u);
+    EXPECT_NE(model->redactions()[0].id, model->redactions()[1].id);
 }
 
 INSTANTIATE_TEST_SUITE_P(Model, ManualDrag,
@@ -212,13 +192,6 @@ INSTANTIATE_TEST_SUITE_P(Model, ManualDrag,
                                            DragCase{{100, 200, -50, -30}, true, {50, 170, 50, 30}},
                                            DragCase{{100, 200, 50, -30}, true, {100, 170, 50, 30}}));
 
-TEST_F(ViewModelTest, ManualRegionsAreNeverDuplicates) {
-    model->addManual(0, {10, 10, 20, 20});
-    model->addManual(0, {10, 10, 20, 20});
-    ASSERT_EQ(model->redactions().size(), 2u);
-    EXPECT_NE(model->redactions()[0].id, model->redactions()[1].id);
-}
-
 struct HitCase {
     const char* name;
     std::int64_t page;
@@ -226,7 +199,9 @@ struct HitCase {
     bool added;
 };
 
-void PrintTo(const HitCase& c, std::ostream* os) { *os << c.name; }
+void PrintTo(const HitCase& c, std::ostream* os) {
+    *os << c.name;
+}
 
 class SearchHit : public ViewModelTest, public ::testing::WithParamInterface<HitCase> {};
 
@@ -242,9 +217,8 @@ TEST_P(SearchHit, DuplicateRuleStillSelectsThePage) {
     QStringList expected{"selectedPageIndex", "verification"};
     if (GetParam().added) {
         expected.prepend("redactions");
-        const auto& region = model->redactions().back();
-        EXPECT_EQ(region.source, RedactionSource::textSearch);
-        EXPECT_EQ(region.matchedText, "Smith");
+        EXPECT_EQ(model->redactions().back().source, RedactionSource::textSearch);
+        EXPECT_EQ(model->redactions().back().matchedText, "Smith");
     }
     EXPECT_EQ(recorder.changes, expected);
 }
@@ -271,7 +245,8 @@ TEST_F(ViewModelTest, RedactAllAddsFirstOfNearDuplicatesAndCountsEverything) {
     EXPECT_EQ(model->searchResults().size(), 3u) << "results stay listed";
 }
 
-TEST_F(ViewModelTest, UndoAndRemoveClearVerificationOnlyWhenTheyRun) {
+TEST_F(ViewModelTest, UndoAndRemoveClearTheVerdictOnlyWhenTheyRunAndKeepTheOutput) {
+    model->setOutputURL(QString("/tmp/out.pdf"));
     model->setVerification(ExportVerification(1, {}));
     model->undoLast();
     EXPECT_TRUE(model->verification()) << "undo on an empty list keeps the verdict";
@@ -291,18 +266,10 @@ TEST_F(ViewModelTest, UndoAndRemoveClearVerificationOnlyWhenTheyRun) {
     stranger.id = Uuid::random();
     model->remove(stranger);
     EXPECT_EQ(model->redactions().size(), 1u);
-    EXPECT_FALSE(model->verification());
     EXPECT_EQ(recorder.changes, QStringList({"redactions", "verification"}));
 
     model->remove(first);
     EXPECT_TRUE(model->redactions().empty());
-}
-
-TEST_F(ViewModelTest, RegionEditsLeaveTheOutputLocation) {
-    model->open(threePages());
-    model->setOutputURL(QString("/tmp/out.pdf"));
-    model->addManual(0, {0, 0, 10, 10});
-    model->undoLast();
     EXPECT_EQ(model->outputURL(), QString("/tmp/out.pdf"));
 }
 
