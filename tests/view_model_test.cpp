@@ -11,86 +11,86 @@
 namespace norvane {
 namespace {
 
-using testing::ChangeRecorder;
-
 // Reaches the fields that only the model's own operations write, to set up a scene.
 class ModelProbe : public RedactionViewModel {
 public:
-    static std::shared_ptr<ModelProbe> make() { return std::shared_ptr<ModelProbe>(new ModelProbe()); }
     ModelProbe() : RedactionViewModel(testing::TestServices().shared) {}
     using RedactionViewModel::setOutputURL;
     using RedactionViewModel::setSearchResults;
-    using RedactionViewModel::setStatusText;
 };
 
 class ViewModelTest : public ::testing::Test {
 protected:
-    QString writePdf(const std::string& name, const testing::DocumentSpec& spec) {
-        const auto path = dir.file(name);
-        testing::writeFile(path, testing::buildPdf(spec));
-        return QString::fromStdString(path.string());
+    QString writePdf(const testing::DocumentSpec& spec, const std::string& name = "doc.pdf") {
+        testing::writeFile(dir.file(name), testing::buildPdf(spec));
+        return QString::fromStdString(dir.file(name).string());
     }
-
-    QString threePages() { return writePdf("three.pdf", testing::textPages({"one", "two", "three"})); }
-
     static RedactionSearchResult hit(std::int64_t page, PageRect rect) {
         return RedactionSearchResult{Uuid::random(), page, rect, "Smith", RedactionSource::textSearch};
     }
 
     testing::TempDir dir;
-    std::shared_ptr<ModelProbe> model = ModelProbe::make();
-    ChangeRecorder recorder{model.get()};
+    std::shared_ptr<ModelProbe> model = std::make_shared<ModelProbe>();
+    testing::ChangeRecorder recorder{model.get()};
 };
 
-TEST_F(ViewModelTest, OpenPublishesInOrderAndAnotherOpenResetsTheDocumentState) {
-    const auto path = threePages();
-    model->open(path);
-    EXPECT_EQ(recorder.changes,
-              QStringList({"isBusy", "progress", "errorMessage", "outputURL", "verification", "document", "sourceURL",
-                           "redactions", "searchResults", "selectedPageIndex", "statusText"}));
-    ASSERT_NE(model->document(), nullptr);
-    EXPECT_EQ(model->sourceURL(), path);
-    EXPECT_EQ(model->statusText(), "3 pages loaded");
-
+TEST_F(ViewModelTest, OpenAndClearResetEverythingButTheQueryAndLabel) {
+    model->open(writePdf(testing::textPages({"one", "two", "three"})));
     model->addManual(2, {10, 10, 50, 50});
     model->setSearchText("Smith");
     model->setLabelRedactions(true);
     model->setVerification(ExportVerification(3, {}));
-    model->open(writePdf("one.pdf", testing::textPages({"a"})));
+    const QString path = writePdf(testing::textPages({"a"}), "one.pdf");
+    model->open(path);
+    EXPECT_EQ(model->sourceURL(), path);
     EXPECT_TRUE(model->redactions().empty());
     EXPECT_EQ(model->selectedPageIndex(), 0);
     EXPECT_FALSE(model->verification());
     EXPECT_EQ(model->statusText(), "1 pages loaded") << "no singular form";
-    EXPECT_EQ(model->searchText(), "Smith") << "open never touches the query";
+    EXPECT_EQ(model->searchText(), "Smith");
     EXPECT_TRUE(model->labelRedactions());
+
+    model->setErrorMessage(QStringLiteral("old"));
+    model->clearDocument();
+    EXPECT_FALSE(model->errorMessage());
+    EXPECT_TRUE(model->redactions().empty());
+    EXPECT_EQ(model->document(), nullptr);
+    EXPECT_EQ(model->statusText(), "Ready");
+    EXPECT_EQ(model->searchText(), "Smith");
 }
 
-struct RefusedCase {
-    const char* name;
-    std::vector<unsigned char> bytes;
-    const char* message;
-};
-
-void PrintTo(const RefusedCase& c, std::ostream* os) {
-    *os << c.name;
+testing::DocumentSpec encrypted(std::optional<std::string> user) {
+    auto spec = testing::textPages({"secret"});
+    spec.ownerPassword = "owner";
+    spec.userPassword = std::move(user);
+    return spec;
 }
 
-class ViewModelRefusal : public ViewModelTest, public ::testing::WithParamInterface<RefusedCase> {};
+const char* const kLocked = "This PDF is encrypted or password-protected. Unlock it before redacting.";
 
-TEST_P(ViewModelRefusal, KeepsThePreviousDocumentAndCancelsTheTask) {
-    const auto good = threePages();
+class Refusal : public ViewModelTest,
+                public ::testing::WithParamInterface<std::pair<std::vector<unsigned char>, const char*>> {};
+
+INSTANTIATE_TEST_SUITE_P(Files, Refusal,
+                         ::testing::Values(std::pair(testing::buildPdf(encrypted("user")), kLocked),
+                                           std::pair(testing::buildPdf(encrypted(std::nullopt)), kLocked),
+                                           std::pair(testing::buildPdf({}), "The PDF contains no readable pages."),
+                                           std::pair(std::vector<unsigned char>{'h', 'i'},
+                                                     "The selected PDF could not be opened.")));
+
+TEST_P(Refusal, KeepsThePreviousDocumentAndCancelsTheTaskButLeavesTheStatus) {
+    const auto good = writePdf(testing::textPages({"one", "two", "three"}));
     model->open(good);
     model->addManual(1, {10, 10, 50, 50});
     const auto document = model->document();
     const auto task = model->beginTask();
-    const auto bad = dir.file("bad.pdf");
-    testing::writeFile(bad, GetParam().bytes);
+    testing::writeFile(dir.file("bad.pdf"), GetParam().first);
     recorder.clear();
 
-    model->open(QString::fromStdString(bad.string()));
+    model->open(QString::fromStdString(dir.file("bad.pdf").string()));
 
-    EXPECT_EQ(model->errorMessage(), QString::fromUtf8(GetParam().message));
-    EXPECT_TRUE(task->isCancelled());
+    EXPECT_EQ(model->errorMessage(), QString::fromUtf8(GetParam().second));
+    EXPECT_TRUE(task->stopToken().stop_requested());
     EXPECT_EQ(model->task(), nullptr);
     EXPECT_EQ(model->document(), document);
     EXPECT_EQ(model->sourceURL(), good);
@@ -101,140 +101,64 @@ TEST_P(ViewModelRefusal, KeepsThePreviousDocumentAndCancelsTheTask) {
               QStringList({"isBusy", "progress", "errorMessage", "outputURL", "verification", "errorMessage"}));
 }
 
-testing::DocumentSpec encryptedSpec(std::optional<std::string> user) {
-    auto spec = testing::textPages({"secret"});
-    spec.ownerPassword = "owner";
-    spec.userPassword = std::move(user);
-    return spec;
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Model, ViewModelRefusal,
-    ::testing::Values(RefusedCase{"userPassword", testing::buildPdf(encryptedSpec("user")),
-                                  "This PDF is encrypted or password-protected. Unlock it before redacting."},
-                      RefusedCase{"ownerOnly", testing::buildPdf(encryptedSpec(std::nullopt)),
-                                  "This PDF is encrypted or password-protected. Unlock it before redacting."},
-                      RefusedCase{"zeroPages", testing::buildPdf(testing::DocumentSpec{}),
-                                  "The PDF contains no readable pages."},
-                      RefusedCase{"textFile", {'h', 'e', 'l', 'l', 'o'}, "The selected PDF could not be opened."}),
-    [](const auto& p) { return std::string(p.param.name); });
-
-TEST_F(ViewModelTest, ClearDocumentResetsAllButQueryAndLabel) {
-    model->open(threePages());
-    model->addManual(0, {1, 1, 10, 10});
-    model->setSearchText("query");
-    model->setLabelRedactions(true);
-    model->setErrorMessage(QString("old"));
-    recorder.clear();
-    model->clearDocument();
-    EXPECT_EQ(recorder.changes,
-              QStringList({"isBusy", "progress", "document", "sourceURL", "redactions", "searchResults",
-                           "selectedPageIndex", "outputURL", "verification", "errorMessage", "statusText"}));
-    EXPECT_EQ(model->document(), nullptr);
-    EXPECT_TRUE(model->redactions().empty());
-    EXPECT_EQ(model->statusText(), "Ready");
-    EXPECT_EQ(model->searchText(), "query");
-    EXPECT_TRUE(model->labelRedactions());
-}
-
-TEST_F(ViewModelTest, CancelStopsTheTaskButLeavesTheStatus) {
-    const auto task = model->beginTask();
-    model->setStatusText("OCR 2 of 5");
-    recorder.clear();
-    model->cancel();
-    EXPECT_TRUE(task->stopToken().stop_requested());
-    EXPECT_EQ(model->task(), nullptr);
-    EXPECT_FALSE(model->isBusy());
-    EXPECT_EQ(model->statusText(), "OCR 2 of 5");
-    EXPECT_EQ(recorder.changes, QStringList({"isBusy", "progress"}));
-    model->cancel();  // nothing in flight: still harmless
-}
-
-struct DragCase {
-    PageRect rect;
-    bool added;
-    PageRect stored;
-};
-
-void PrintTo(const DragCase& c, std::ostream* os) {
-    *os << "[" << c.rect.x << ", " << c.rect.y << ", " << c.rect.width << ", " << c.rect.height << "]";
-}
-
-class ManualDrag : public ViewModelTest, public ::testing::WithParamInterface<DragCase> {};
-
-TEST_P(ManualDrag, SmallDragsAreClicksAndEqualDragsAreNotDuplicates) {
-    model->setVerification(ExportVerification(1, {}));
-    recorder.clear();
-    model->addManual(4, GetParam().rect);
-    if (!GetParam().added) {
-        EXPECT_TRUE(recorder.changes.isEmpty());
-        EXPECT_TRUE(model->verification()) << "a click changes nothing at all";
-        return;
-    }
-    ASSERT_EQ(model->redactions().size(), 1u);
-    const auto& region = model->redactions()[0];
-    EXPECT_EQ(region.rect, GetParam().stored);
-    EXPECT_EQ(region.pageIndex, 4);
-    EXPECT_EQ(region.source, RedactionSource::manual);
-    EXPECT_FALSE(region.matchedText);
-    EXPECT_EQ(recorder.changes, QStringList({"redactions", "selectedPageIndex", "verification"}));
-
-    model->addManual(4, GetParam().rect);
-    ASSERT_EQ(model->redactions().size(), 2u);
-    EXPECT_NE(model->redactions()[0].id, model->redactions()[1].id);
-}
-
-INSTANTIATE_TEST_SUITE_P(Model, ManualDrag,
-                         ::testing::Values(DragCase{{10, 10, 1.9, 40}, false, {}},
-                                           DragCase{{10, 10, 40, 1.99}, false, {}},
-                                           DragCase{{10, 10, -1.9, -40}, false, {}},
-                                           DragCase{{10, 10, 2.0, 2.0}, true, {10, 10, 2, 2}},
-                                           DragCase{{100, 200, -50, -30}, true, {50, 170, 50, 30}},
-                                           DragCase{{100, 200, 50, -30}, true, {100, 170, 50, 30}}));
-
-struct HitCase {
+// A manual drag on page 4, or a search hit beside a manual region at (100, 100, 50, 20) on page 1.
+struct AddCase {
     const char* name;
+    bool fromSearch;
     std::int64_t page;
     PageRect rect;
     bool added;
+    PageRect stored = {};
 };
 
-void PrintTo(const HitCase& c, std::ostream* os) {
-    *os << c.name;
-}
+class Adding : public ViewModelTest, public ::testing::WithParamInterface<AddCase> {};
 
-class SearchHit : public ViewModelTest, public ::testing::WithParamInterface<HitCase> {};
+INSTANTIATE_TEST_SUITE_P(
+    Regions, Adding,
+    ::testing::Values(AddCase{"narrowDrag", false, 4, {10, 10, 1.9, 40}, false},
+                      AddCase{"flatDrag", false, 4, {10, 10, 40, 1.99}, false},
+                      AddCase{"smallBackwardsDrag", false, 4, {10, 10, -1.9, -40}, false},
+                      AddCase{"smallestDrag", false, 4, {10, 10, 2, 2}, true, {10, 10, 2, 2}},
+                      AddCase{"backwardsDrag", false, 4, {100, 200, -50, -30}, true, {50, 170, 50, 30}},
+                      AddCase{"upwardsDrag", false, 4, {100, 200, 50, -30}, true, {100, 170, 50, 30}},
+                      AddCase{"sameHit", true, 1, {100, 100, 50, 20}, false},
+                      AddCase{"hitWithinThree", true, 1, {103, 97, 47, 23}, false},
+                      AddCase{"hitXOff", true, 1, {103.01, 100, 50, 20}, true, {103.01, 100, 50, 20}},
+                      AddCase{"hitYOff", true, 1, {100, 96.99, 50, 20}, true, {100, 96.99, 50, 20}},
+                      AddCase{"hitWidthOff", true, 1, {100, 100, 53.01, 20}, true, {100, 100, 53.01, 20}},
+                      AddCase{"hitHeightOff", true, 1, {100, 100, 50, 16.99}, true, {100, 100, 50, 16.99}},
+                      AddCase{"hitOnOtherPage", true, 2, {100, 100, 50, 20}, true, {100, 100, 50, 20}}),
+    [](const auto& param) { return std::string(param.param.name); });
 
-TEST_P(SearchHit, DuplicateRuleStillSelectsThePage) {
+// Clicks change nothing at all; a duplicate hit adds nothing but still selects its page.
+TEST_P(Adding, ClicksAndDuplicateHitsAddNothing) {
+    const AddCase& c = GetParam();
     model->addManual(1, {100, 100, 50, 20});
     model->setVerification(ExportVerification(1, {}));
     model->setSelectedPageIndex(0);
     recorder.clear();
-    model->addSearchResult(hit(GetParam().page, GetParam().rect));
-    EXPECT_EQ(model->redactions().size(), GetParam().added ? 2u : 1u);
-    EXPECT_EQ(model->selectedPageIndex(), GetParam().page);
-    EXPECT_FALSE(model->verification());
-    QStringList expected{"selectedPageIndex", "verification"};
-    if (GetParam().added) {
-        expected.prepend("redactions");
-        EXPECT_EQ(model->redactions().back().source, RedactionSource::textSearch);
-        EXPECT_EQ(model->redactions().back().matchedText, "Smith");
+    if (c.fromSearch) {
+        model->addSearchResult(hit(c.page, c.rect));
+    } else {
+        model->addManual(c.page, c.rect);
     }
-    EXPECT_EQ(recorder.changes, expected);
+    ASSERT_EQ(model->redactions().size(), c.added ? 2u : 1u);
+    QStringList expected{"selectedPageIndex", "verification"};
+    if (c.added) {
+        expected.prepend("redactions");
+        const auto& region = model->redactions().back();
+        EXPECT_EQ(region.rect, c.stored);
+        EXPECT_EQ(region.pageIndex, c.page);
+        EXPECT_EQ(region.source, c.fromSearch ? RedactionSource::textSearch : RedactionSource::manual);
+        EXPECT_EQ(region.matchedText, c.fromSearch ? std::optional<std::string>("Smith") : std::nullopt);
+    }
+    EXPECT_EQ(recorder.changes, c.added || c.fromSearch ? expected : QStringList());
+    EXPECT_EQ(model->selectedPageIndex(), c.added || c.fromSearch ? c.page : 0);
+    EXPECT_EQ(model->verification().has_value(), !c.added && !c.fromSearch);
 }
 
-INSTANTIATE_TEST_SUITE_P(Model, SearchHit,
-                         ::testing::Values(HitCase{"same", 1, {100, 100, 50, 20}, false},
-                                           HitCase{"withinThree", 1, {103, 97, 47, 23}, false},
-                                           HitCase{"xOff", 1, {103.01, 100, 50, 20}, true},
-                                           HitCase{"yOff", 1, {100, 96.99, 50, 20}, true},
-                                           HitCase{"widthOff", 1, {100, 100, 53.01, 20}, true},
-                                           HitCase{"heightOff", 1, {100, 100, 50, 16.99}, true},
-                                           HitCase{"otherPage", 2, {100, 100, 50, 20}, true}),
-                         [](const auto& p) { return std::string(p.param.name); });
-
 TEST_F(ViewModelTest, RedactAllAddsFirstOfNearDuplicatesAndCountsEverything) {
-    model->open(threePages());
+    model->open(writePdf(testing::textPages({"one", "two", "three"})));
     model->addManual(0, {300, 300, 20, 20});
     model->setSearchResults({hit(1, {10, 10, 40, 12}), hit(1, {11, 12, 41, 10}), hit(2, {10, 10, 40, 12})});
     model->addAllSearchResults();
@@ -260,14 +184,12 @@ TEST_F(ViewModelTest, UndoAndRemoveClearTheVerdictOnlyWhenTheyRunAndKeepTheOutpu
     EXPECT_EQ(model->redactions()[0].id, first.id);
     EXPECT_FALSE(model->verification());
 
-    model->setVerification(ExportVerification(1, {}));
-    recorder.clear();
     RedactionRegion stranger = first;
     stranger.id = Uuid::random();
+    recorder.clear();
     model->remove(stranger);
     EXPECT_EQ(model->redactions().size(), 1u);
     EXPECT_EQ(recorder.changes, QStringList({"redactions", "verification"}));
-
     model->remove(first);
     EXPECT_TRUE(model->redactions().empty());
     EXPECT_EQ(model->outputURL(), QString("/tmp/out.pdf"));
