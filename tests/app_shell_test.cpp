@@ -84,6 +84,7 @@ private:
 };
 
 struct PollingCase {
+    friend void PrintTo(const PollingCase& c, std::ostream* os) { *os << c.name; }
     const char* name;
     std::vector<std::pair<int, FakeWindow>> arrivals;
     int expectedSearches;
@@ -254,8 +255,6 @@ TEST_F(ShellTest, TheSiteOpensThroughTheDesktopFromTheMenuAndThePanel) {
 
     AboutPanel panel(services.desktop);
     panel.show();
-    panel.resize(500, 400);
-    EXPECT_EQ(panel.size(), QSize(340, 248));
     EXPECT_EQ(panel.linkButton()->text(), websiteLinkTitle(websiteAddress()));
     panel.linkButton()->click();
     EXPECT_EQ(services.desktop->opened, (std::vector<QUrl>(2, QUrl(websiteAddress()))));
@@ -267,28 +266,26 @@ TEST_F(ShellTest, TheSiteOpensThroughTheDesktopFromTheMenuAndThePanel) {
     EXPECT_EQ(services.desktop->opened.size(), 2u);
 }
 
-class AboutClosing : public ShellTest, public ::testing::WithParamInterface<std::function<void(AboutPanel*)>> {};
-
-TEST_P(AboutClosing, EndsTheModalRun) {
-    showNorvaneAbout(services.desktop);
-    QPointer<AboutPanel> panel = currentAboutPanel();
-    ASSERT_FALSE(panel.isNull());
-    bool wasModal = false;
-    // Runs inside the panel's modal loop.
-    QTimer::singleShot(50, [&] {
-        wasModal = QApplication::activeModalWidget() == panel.data();
-        GetParam()(panel.data());
-    });
-    EXPECT_TRUE(QTest::qWaitFor([&] { return currentAboutPanel() == nullptr; }));
-    EXPECT_TRUE(wasModal);
-    EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return panel.isNull(); }));  // released once closed
+TEST_F(ShellTest, EveryWayOfClosingTheAboutPanelEndsItsModalRunAndReleasesIt) {
+    const std::function<void(AboutPanel*)> closers[] = {[](AboutPanel* p) { QTest::keyClick(p, Qt::Key_Return); },
+                                                        [](AboutPanel* p) { p->closeButton()->click(); },
+                                                        [](AboutPanel* p) { p->close(); }};
+    for (const auto& close : closers) {
+        showNorvaneAbout(services.desktop);
+        QPointer<AboutPanel> panel = currentAboutPanel();
+        ASSERT_FALSE(panel.isNull());
+        bool wasModal = false;
+        // Runs inside the panel's modal loop.
+        QTimer::singleShot(50, [&] {
+            wasModal = QApplication::activeModalWidget() == panel.data();
+            close(panel.data());
+        });
+        EXPECT_TRUE(QTest::qWaitFor([&] { return currentAboutPanel() == nullptr; }));
+        EXPECT_TRUE(wasModal);
+        EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+        EXPECT_TRUE(QTest::qWaitFor([&] { return panel.isNull(); }));
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Paths, AboutClosing,
-                         ::testing::Values([](AboutPanel* p) { QTest::keyClick(p, Qt::Key_Return); },
-                                           [](AboutPanel* p) { p->closeButton()->click(); },
-                                           [](AboutPanel* p) { p->close(); }));
 
 TEST(Website, OnlyUsableWebAddressesAreOpened) {
     const std::pair<const char*, bool> cases[] = {{"https://norvane.example/", true},

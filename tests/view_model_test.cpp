@@ -21,8 +21,8 @@ public:
 
 class ViewModelTest : public ::testing::Test {
 protected:
-    QString writePdf(const testing::DocumentSpec& spec, const std::string& name = "doc.pdf") {
-        testing::writeFile(dir.file(name), testing::buildPdf(spec));
+    QString writePdf(const testing::DocumentSpec& content, const std::string& name = "doc.pdf") {
+        testing::writeFile(dir.file(name), testing::buildPdf(content));
         return QString::fromStdString(dir.file(name).string());
     }
     static RedactionSearchResult hit(std::int64_t page, PageRect rect) {
@@ -60,23 +60,30 @@ TEST_F(ViewModelTest, OpenAndClearResetEverythingButTheQueryAndLabel) {
 }
 
 testing::DocumentSpec encrypted(std::optional<std::string> user) {
-    auto spec = testing::textPages({"secret"});
-    spec.ownerPassword = "owner";
-    spec.userPassword = std::move(user);
-    return spec;
+    auto locked = testing::textPages({"secret"});
+    locked.ownerPassword = "owner";
+    locked.userPassword = std::move(user);
+    return locked;
 }
 
 const char* const kLocked = "This PDF is encrypted or password-protected. Unlock it before redacting.";
 
-class Refusal : public ViewModelTest,
-                public ::testing::WithParamInterface<std::pair<std::vector<unsigned char>, const char*>> {};
+struct RefusedFile {
+    friend void PrintTo(const RefusedFile& c, std::ostream* os) { *os << c.name; }
+    const char* name;
+    std::vector<unsigned char> bytes;
+    const char* message;
+};
 
-INSTANTIATE_TEST_SUITE_P(Files, Refusal,
-                         ::testing::Values(std::pair(testing::buildPdf(encrypted("user")), kLocked),
-                                           std::pair(testing::buildPdf(encrypted(std::nullopt)), kLocked),
-                                           std::pair(testing::buildPdf({}), "The PDF contains no readable pages."),
-                                           std::pair(std::vector<unsigned char>{'h', 'i'},
-                                                     "The selected PDF could not be opened.")));
+class Refusal : public ViewModelTest, public ::testing::WithParamInterface<RefusedFile> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, Refusal,
+    ::testing::Values(RefusedFile{"userPassword", testing::buildPdf(encrypted("user")), kLocked},
+                      RefusedFile{"ownerPasswordOnly", testing::buildPdf(encrypted(std::nullopt)), kLocked},
+                      RefusedFile{"noPages", testing::buildPdf({}), "The PDF contains no readable pages."},
+                      RefusedFile{"notAPdf", {'h', 'i'}, "The selected PDF could not be opened."}),
+    [](const auto& param) { return std::string(param.param.name); });
 
 TEST_P(Refusal, KeepsThePreviousDocumentAndCancelsTheTaskButLeavesTheStatus) {
     const auto good = writePdf(testing::textPages({"one", "two", "three"}));
@@ -84,12 +91,12 @@ TEST_P(Refusal, KeepsThePreviousDocumentAndCancelsTheTaskButLeavesTheStatus) {
     model->addManual(1, {10, 10, 50, 50});
     const auto document = model->document();
     const auto task = model->beginTask();
-    testing::writeFile(dir.file("bad.pdf"), GetParam().first);
+    testing::writeFile(dir.file("bad.pdf"), GetParam().bytes);
     recorder.clear();
 
     model->open(QString::fromStdString(dir.file("bad.pdf").string()));
 
-    EXPECT_EQ(model->errorMessage(), QString::fromUtf8(GetParam().second));
+    EXPECT_EQ(model->errorMessage(), QString::fromUtf8(GetParam().message));
     EXPECT_TRUE(task->stopToken().stop_requested());
     EXPECT_EQ(model->task(), nullptr);
     EXPECT_EQ(model->document(), document);
@@ -103,6 +110,7 @@ TEST_P(Refusal, KeepsThePreviousDocumentAndCancelsTheTaskButLeavesTheStatus) {
 
 // A manual drag on page 4, or a search hit beside a manual region at (100, 100, 50, 20) on page 1.
 struct AddCase {
+    friend void PrintTo(const AddCase& c, std::ostream* os) { *os << c.name; }
     const char* name;
     bool fromSearch;
     std::int64_t page;

@@ -1,6 +1,6 @@
 // The workspace screen driven like a person: choosing and dropping files, the queue and its
 // guard, the one alert, the editing layout's enabled states, lists and verdict, and the
-// quick guide's hover and popover rules.
+// quick guide's hover rule.
 
 #include "workspace/workspace_screen.h"
 
@@ -143,21 +143,32 @@ TEST_F(WorkspaceTest, TheFirstPdfOpensAndTheRestWaitUntilAnotherChoiceReplacesTh
 }
 
 struct ImportCase {
+    friend void PrintTo(const ImportCase& c, std::ostream* os) { *os << c.name; }
     const char* name;
     std::vector<const char*> files;
     const char* opened;  // null: nothing opens
     const char* queue;   // null: no bar
 };
 
-// The same names chosen in the picker and dropped on the card; only a drop stays silent.
-class ImportFilterTest : public WorkspaceTest, public ::testing::WithParamInterface<std::tuple<ImportCase, bool>> {};
+// The same names opened, chosen in the picker and dropped on the card; only a drop stays silent.
+enum class Way { opened, picked, dropped };
+
+class ImportFilterTest : public WorkspaceTest, public ::testing::WithParamInterface<std::tuple<ImportCase, Way>> {};
 
 TEST_P(ImportFilterTest, OnlyNamesEndingInPdfAnyCaseAreTaken) {
-    const auto& [c, dropped] = GetParam();
+    const auto& [c, way] = GetParam();
+    const bool dropped = way == Way::dropped;
     QStringList chosen;
     for (const char* name : c.files)
         chosen << pdf(name);
-    if (dropped) {
+    if (way == Way::picked) {
+        QTest::mouseClick(landing()->selectButton(), Qt::LeftButton);
+        auto* picker = screen.findChild<QFileDialog*>(QStringLiteral("pdfPicker"));
+        ASSERT_NE(picker, nullptr);
+        EXPECT_EQ(picker->fileMode(), QFileDialog::ExistingFiles);
+        emit picker->filesSelected(chosen);
+        picker->close();
+    } else if (dropped) {
         DropCard* card = landing()->dropCard();
         QMimeData data;
         QList<QUrl> urls;
@@ -190,21 +201,13 @@ INSTANTIATE_TEST_SUITE_P(
                            ImportCase{"mixedCase", {"a.pdf", "B.PDF", "c.Pdf"}, "a.pdf", "2 PDFs queued"},
                            ImportCase{"noExtension", {"README", "notes.txt"}, nullptr, nullptr},
                            ImportCase{"pdfNotLast", {"archive.pdf.zip"}, nullptr, nullptr}),
-                       ::testing::Bool()),
+                       ::testing::Values(Way::opened, Way::picked, Way::dropped)),
     [](const auto& param) {
-    return std::string(std::get<0>(param.param).name) + (std::get<1>(param.param) ? "Dropped" : "Chosen");
+    const Way way = std::get<1>(param.param);
+    return std::string(std::get<0>(param.param).name) + (way == Way::opened   ? "Opened"
+                                                         : way == Way::picked ? "Picked"
+                                                                              : "Dropped");
     });
-
-TEST_F(WorkspaceTest, SelectPdfsShowsThePickerAndItsChoiceIsImported) {
-    QTest::mouseClick(landing()->selectButton(), Qt::LeftButton);
-    auto* picker = screen.findChild<QFileDialog*>(QStringLiteral("pdfPicker"));
-    ASSERT_NE(picker, nullptr);
-    EXPECT_EQ(picker->fileMode(), QFileDialog::ExistingFiles);
-    emit picker->filesSelected({pdf("one.pdf"), pdf("two.PDF")});
-    picker->close();
-    EXPECT_EQ(openName(), "one.pdf");
-    EXPECT_EQ(queueText(), "1 PDF queued");
-}
 
 TEST_F(WorkspaceTest, AnEncryptedFirstPdfKeepsTheLandingAndStillQueuesTheOthers) {
     auto locked = testing::textPages({"secret"});
