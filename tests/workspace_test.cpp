@@ -153,6 +153,10 @@ struct ImportCase {
 // The same names opened, chosen in the picker and dropped on the card; only a drop stays silent.
 enum class Way { opened, picked, dropped };
 
+void PrintTo(Way way, std::ostream* os) {
+    *os << (way == Way::opened ? "opened" : way == Way::picked ? "picked" : "dropped");
+}
+
 class ImportFilterTest : public WorkspaceTest, public ::testing::WithParamInterface<std::tuple<ImportCase, Way>> {};
 
 TEST_P(ImportFilterTest, OnlyNamesEndingInPdfAnyCaseAreTaken) {
@@ -203,10 +207,7 @@ INSTANTIATE_TEST_SUITE_P(
                            ImportCase{"pdfNotLast", {"archive.pdf.zip"}, nullptr, nullptr}),
                        ::testing::Values(Way::opened, Way::picked, Way::dropped)),
     [](const auto& param) {
-    const Way way = std::get<1>(param.param);
-    return std::string(std::get<0>(param.param).name) + (way == Way::opened   ? "Opened"
-                                                         : way == Way::picked ? "Picked"
-                                                                              : "Dropped");
+    return std::string(std::get<0>(param.param).name) + "_" + ::testing::PrintToString(std::get<1>(param.param));
     });
 
 TEST_F(WorkspaceTest, AnEncryptedFirstPdfKeepsTheLandingAndStillQueuesTheOthers) {
