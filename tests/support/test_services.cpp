@@ -1,0 +1,19 @@
+#include "tests/support/test_services.h"
+
+namespace norvane::testing {
+
+std::optional<QString> ScriptedDesktop::chooseSaveLocation(const QString& proposedName, const QString& directory) {
+    asked.emplace_back(proposedName, directory);
+    if (whileOpen) {
+        whileOpen();
+    }
+    return answer;
+}
+
+TestServices::TestServices(std::optional<std::filesystem::path> historyFile, EngineCalls engine)
+    : desktop(std::make_shared<ScriptedDesktop>()),
+      history(std::make_shared<RecentRedactionStore>(
+          historyFile ? std::optional(QString::fromStdString(historyFile->string())) : std::nullopt)),
+      shared(std::make_shared<const Services>(Services{history, desktop, std::move(engine)})) {}
+
+}  // namespace norvane::testing

@@ -1,0 +1,39 @@
+#pragma once
+// Services for tests: the history in a file the test chooses (or in memory only), a desktop
+// that answers from a script and records what it was asked, and the engine calls given.
+
+#include "model/services.h"
+
+#include <QStringList>
+#include <QUrl>
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace norvane::testing {
+
+class ScriptedDesktop : public DesktopServices {
+public:
+    std::optional<QString> answer;  // the save dialog's answer; nothing: dismissed
+    std::function<void()> whileOpen;
+    std::vector<std::pair<QString, QString>> asked;  // (proposed name, directory)
+    QStringList revealed;
+    std::vector<QUrl> opened;
+
+    std::optional<QString> chooseSaveLocation(const QString& proposedName, const QString& directory) override;
+    void revealInFileManager(const QString& path) override { revealed << path; }
+    void openUrl(const QUrl& url) override { opened.push_back(url); }
+};
+
+struct TestServices {
+    explicit TestServices(std::optional<std::filesystem::path> historyFile = std::nullopt, EngineCalls engine = {});
+
+    std::shared_ptr<ScriptedDesktop> desktop;
+    std::shared_ptr<RecentRedactionStore> history;
+    SharedServices shared;
+};
+
+}  // namespace norvane::testing
