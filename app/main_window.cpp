@@ -81,8 +81,9 @@ void MainWindow::buildMenus() {
     minimize_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_M));
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
-    website_ = help->addAction(QStringLiteral("Explore More Local Tools"), this,
-                               [this] { openNorvaneWebsite(*services_->desktop); });
+    website_ = help->addAction(QStringLiteral("Explore More Local Tools"), this, [this] {
+        if (services_->desktop) openNorvaneWebsite(*services_->desktop);
+    });
     help->addSeparator();
     about_ = help->addAction(QStringLiteral("About Norvane Redaction"), this,
                              [this] { showNorvaneAbout(services_->desktop); });

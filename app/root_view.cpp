@@ -188,7 +188,7 @@ void RootView::showDetailFor(std::optional<RedactionSidebarItem> item) {
             detail_ = new WorkspaceScreen(services_);
             break;
         case RedactionSidebarItem::recent:
-            detail_ = new RecentRedactionsView(*services_->history);
+            detail_ = new RecentRedactionsView(*services_->history, services_->desktop);
             break;
         case RedactionSidebarItem::howTo:
             detail_ = new EnhancedRedactionHowToView;

@@ -124,11 +124,12 @@ std::vector<RedactionSearchResult> RedactionEngine::ocrMatches(const SharedPdfDo
     forEachPage(pageCount, progress, stop, [&](std::int64_t pageIndex) {
         const auto readings = readPage(*session, pageIndex, kOcrSearchDpi, kMinimumTextHeight, ocr, stop);
         if (!readings) {
-            return;
+            return false;
         }
         for (const PageRect& rect : pageMatches(*readings, term, queryKey)) {
             results.push_back(RedactionSearchResult{Uuid::random(), pageIndex, rect, term, RedactionSource::ocr});
         }
+        return true;
     });
     return results;
 }

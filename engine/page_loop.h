@@ -9,15 +9,15 @@
 
 namespace norvane {
 
-// Throws CancellationError when `stop` is requested before a page.
+// Throws CancellationError when `stop` is requested before a page. `work` returns whether it
+// read the page; a page it skipped is not reported as done.
 template <typename Work>
 void forEachPage(std::int64_t pageCount, const PageProgress& progress, const std::stop_token& stop, Work&& work) {
     for (std::int64_t pageIndex = 0; pageIndex < pageCount; ++pageIndex) {
         if (stop.stop_requested()) {
             throw CancellationError();
         }
-        work(pageIndex);
-        if (progress) {
+        if (work(pageIndex) && progress) {
             progress(pageIndex + 1, pageCount);
         }
     }

@@ -420,6 +420,7 @@ void writeSecurePdf(const SharedPdfDocument& document, const std::vector<Redacti
             throw RedactionError::cannotRenderPage(i);
         }
         writer.addPage(i, document->page(i), *page);
+        return true;
     });
     writer.finish();
 }

@@ -89,7 +89,7 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
     forEachPage(document->pageCount(), progress, stop, [&](std::int64_t pageIndex) {
         collectFound(pageText(*session, pageIndex), terms, found);
         if (terms.empty()) {
-            return;
+            return true;
         }
         std::optional<std::vector<PageReading>> readings;
         try {
@@ -104,6 +104,7 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
             throw RedactionError::outputVerificationFailed();
         }
         collectFound(recognisedText(*readings), terms, found);
+        return true;
     });
     return ExportVerification(document->pageCount(), std::vector<std::string>(found.begin(), found.end()));
 }

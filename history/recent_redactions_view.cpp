@@ -1,6 +1,5 @@
 #include "history/recent_redactions_view.h"
 
-#include "ui/qt_desktop_services.h"
 #include "ui/theme.h"
 #include "ui/themed_widgets.h"
 #include "ui/typography.h"
@@ -48,10 +47,9 @@ QString exportCountsText(qint64 pageCount, qint64 redactionCount) {
     return QStringLiteral("%1 pages \u00B7 %2 redactions").arg(pageCount).arg(redactionCount);
 }
 
-RecentRedactionsView::RecentRedactionsView(RecentRedactionStore& store, QWidget* parent)
-    : QWidget(parent), store_(store), confirmClear_(&RecentRedactionsView::askToClear) {
-    reveal_ = [](const QString& path) { QtDesktopServices().revealInFileManager(path); };
-
+RecentRedactionsView::RecentRedactionsView(RecentRedactionStore& store, std::shared_ptr<DesktopServices> desktop,
+                                           QWidget* parent)
+    : QWidget(parent), store_(store), desktop_(std::move(desktop)), confirmClear_(&RecentRedactionsView::askToClear) {
     auto* stack = new QVBoxLayout(this);
     stack->setContentsMargins(28, 28, 28, 28);
     stack->setSpacing(18);
@@ -208,7 +206,7 @@ QWidget* RecentRedactionsView::makeCard(const RecentRedactionRecord& record) {
     reveal->setObjectName(QStringLiteral("reveal"));
     const QString path = record.outputPath;
     connect(reveal, &QPushButton::clicked, this, [this, path] {
-        if (reveal_) reveal_(path);
+        if (desktop_) desktop_->revealInFileManager(path);
     });
     row->addWidget(reveal, 0, Qt::AlignVCenter);
     return card;

@@ -2,6 +2,7 @@
 // The "Recent Redactions" screen: one card per finished export, newest first, a Reveal button
 // per card and a confirmed "Clear History". It never opens, reads or deletes a PDF.
 
+#include "model/desktop_services.h"
 #include "model/recent_redaction_store.h"
 
 #include <QDateTime>
@@ -9,6 +10,7 @@
 #include <QWidget>
 
 #include <functional>
+#include <memory>
 
 class QPushButton;
 class QStackedWidget;
@@ -25,13 +27,13 @@ QString exportCountsText(qint64 pageCount, qint64 redactionCount);
 class RecentRedactionsView : public QWidget {
     Q_OBJECT
 public:
-    using Reveal = std::function<void(const QString& path)>;
     // Asks whether to clear; true clears. Replaceable so tests need no modal dialog.
     using ConfirmClear = std::function<bool(QWidget* parent)>;
 
-    explicit RecentRedactionsView(RecentRedactionStore& store, QWidget* parent = nullptr);
+    // `desktop` shows an export in the file manager; may be null.
+    RecentRedactionsView(RecentRedactionStore& store, std::shared_ptr<DesktopServices> desktop,
+                         QWidget* parent = nullptr);
 
-    void setReveal(Reveal reveal) { reveal_ = std::move(reveal); }
     void setConfirmClear(ConfirmClear confirm) { confirmClear_ = std::move(confirm); }
 
     bool confirmingClear() const { return confirmingClear_; }
@@ -51,7 +53,7 @@ private:
     QWidget* makeCard(const RecentRedactionRecord& record);
 
     RecentRedactionStore& store_;
-    Reveal reveal_;
+    std::shared_ptr<DesktopServices> desktop_;
     ConfirmClear confirmClear_;
     bool confirmingClear_ = false;
     QPushButton* clearButton_ = nullptr;

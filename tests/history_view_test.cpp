@@ -3,6 +3,7 @@
 
 #include "history/recent_redactions_view.h"
 #include "tests/support/pdf_factory.h"
+#include "tests/support/test_services.h"
 #include "ui/themed_widgets.h"
 
 #include <QApplication>
@@ -22,6 +23,7 @@ QString textOf(QWidget* card, const char* name) {
 class HistoryViewTest : public ::testing::Test {
 protected:
     testing::TempDir temp;
+    std::shared_ptr<testing::ScriptedDesktop> desktop = std::make_shared<testing::ScriptedDesktop>();
     QString path = QString::fromStdString(temp.file("history/recent-redactions.json").string());
 };
 
@@ -33,7 +35,7 @@ TEST_F(HistoryViewTest, AnEmptyOrDamagedHistoryShowsThePlaceholderUntilAnExportI
         if (!contents.empty()) testing::writeFile(path.toStdString(), {contents.begin(), contents.end()});
         for (const bool withPath : {true, false}) {
             RecentRedactionStore store(withPath ? std::optional(path) : std::nullopt);
-            RecentRedactionsView view(store);
+            RecentRedactionsView view(store, desktop);
             EXPECT_TRUE(view.showsPlaceholder()) << contents;
             EXPECT_FALSE(view.clearButton()->isEnabled());
             EXPECT_FALSE(view.confirmingClear());
@@ -56,7 +58,7 @@ TEST_F(HistoryViewTest, CardsShowTheirFactsVerbatimAndRevealThePathAsRecorded) {
                              QString(240, QLatin1Char('x')) + QStringLiteral("/final-report-redacted.pdf");
     store.add(QStringLiteral("<b>Überweisung</b> &amp; co.pdf"), QStringLiteral("/out/second.pdf"), 12, 0, false);
     store.add(QStringLiteral("final-report.pdf"), longPath, 1200, 35000, true);
-    RecentRedactionsView view(store);
+    RecentRedactionsView view(store, desktop);
     view.resize(900, 600);
     view.show();
     QApplication::processEvents();
@@ -88,10 +90,8 @@ TEST_F(HistoryViewTest, CardsShowTheirFactsVerbatimAndRevealThePathAsRecorded) {
         << shown.toStdString();
 
     // The file never existed: its path is handed over all the same.
-    QStringList revealed;
-    view.setReveal([&](const QString& p) { revealed.append(p); });
     cards[0]->findChild<QPushButton*>(QStringLiteral("reveal"))->click();
-    EXPECT_EQ(revealed, QStringList{longPath});
+    EXPECT_EQ(desktop->revealed, QStringList{longPath});
 }
 
 TEST_F(HistoryViewTest, OnlyAConfirmedClearEmptiesTheHistoryAndNeverTouchesAPdf) {
@@ -99,7 +99,7 @@ TEST_F(HistoryViewTest, OnlyAConfirmedClearEmptiesTheHistoryAndNeverTouchesAPdf)
     const std::filesystem::path pdf = temp.file("kept.pdf");
     testing::writeFile(pdf, testing::buildPdf(testing::textPages({"kept"})));
     store.add(QStringLiteral("kept.pdf"), QString::fromStdString(pdf.string()), 1, 1, true);
-    RecentRedactionsView view(store);
+    RecentRedactionsView view(store, desktop);
     for (const bool confirm : {false, true}) {
         bool flagWhileAsking = false;
         view.setConfirmClear([&](QWidget*) {
