@@ -7,20 +7,23 @@
 
 namespace norvane::testing {
 
-std::vector<unsigned char> saveToBytes(fz_context* ctx, pdf_document* doc, const pdf_write_options& options);
+// Drops what MuPDF handed out however the block is left, so muCall bodies own nothing.
+template <class T, auto drop>
+struct Held {
+    explicit Held(fz_context* context) : ctx(context) {}
+    ~Held() { drop(ctx, ptr); }
+    Held(const Held&) = delete;
+    Held& operator=(const Held&) = delete;
 
-// A document read from memory (the bytes must outlive it), dropped with the object.
-class OpenedPdf {
-public:
-    OpenedPdf(fz_context* ctx, const std::vector<unsigned char>& bytes);
-    ~OpenedPdf() { pdf_drop_document(ctx_, doc_); }
-    OpenedPdf(const OpenedPdf&) = delete;
-    OpenedPdf& operator=(const OpenedPdf&) = delete;
-    pdf_document* get() const { return doc_; }
-
-private:
-    fz_context* ctx_;
-    pdf_document* doc_ = nullptr;
+    fz_context* ctx;
+    T* ptr = nullptr;
 };
+
+// A document read from `bytes`, which must outlive it.
+struct OpenedPdf : Held<pdf_document, pdf_drop_document> {
+    OpenedPdf(fz_context* ctx, const std::vector<unsigned char>& bytes);
+};
+
+std::vector<unsigned char> saveToBytes(fz_context* ctx, pdf_document* doc, const pdf_write_options& options);
 
 }  // namespace norvane::testing

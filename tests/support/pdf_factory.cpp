@@ -256,7 +256,7 @@ std::vector<unsigned char> buildPdf(const DocumentSpec& spec) {
     std::snprintf(options.opwd_utf8, sizeof options.opwd_utf8, "%s", spec.ownerPassword.value_or("").c_str());
     std::snprintf(options.upwd_utf8, sizeof options.upwd_utf8, "%s", spec.userPassword.value_or("").c_str());
     const OpenedPdf doc(ctx, bytes);
-    return saveToBytes(ctx, doc.get(), options);
+    return saveToBytes(ctx, doc.ptr, options);
 }
 
 SharedPdfDocument documentOf(const std::vector<PageSpec>& pages) {
@@ -280,26 +280,17 @@ std::vector<unsigned char> withRevision(const std::vector<unsigned char>& bytes,
     writeFile(path, bytes);
     mu::Context context;
     fz_context* ctx = context.get();
-    pdf_document* doc = nullptr;
-    fz_buffer* buffer = nullptr;
+    Held<pdf_document, pdf_drop_document> doc(ctx);
+    Held<fz_buffer, fz_drop_buffer> buffer(ctx);
     mu::muCall(ctx, [&] {
-        fz_try(ctx) {
-            doc = pdf_open_document(ctx, path.c_str());
-            buffer = fz_new_buffer_from_copied_data(ctx, reinterpret_cast<const unsigned char*>(content.data()),
-                                                    content.size());
-            pdf_obj* page = pdf_lookup_page_obj(ctx, doc, pageIndex);
-            pdf_dict_put_drop(ctx, page, PDF_NAME(Contents), pdf_add_stream(ctx, doc, buffer, nullptr, 0));
-            pdf_write_options options = pdf_default_write_options;
-            options.do_incremental = 1;
-            pdf_save_document(ctx, doc, path.c_str(), &options);
-        }
-        fz_always(ctx) {
-            fz_drop_buffer(ctx, buffer);
-            pdf_drop_document(ctx, doc);
-        }
-        fz_catch(ctx) {
-            fz_rethrow(ctx);
-        }
+        doc.ptr = pdf_open_document(ctx, path.c_str());
+        buffer.ptr =
+            fz_new_buffer_from_copied_data(ctx, reinterpret_cast<const unsigned char*>(content.data()), content.size());
+        pdf_obj* page = pdf_lookup_page_obj(ctx, doc.ptr, pageIndex);
+        pdf_dict_put_drop(ctx, page, PDF_NAME(Contents), pdf_add_stream(ctx, doc.ptr, buffer.ptr, nullptr, 0));
+        pdf_write_options options = pdf_default_write_options;
+        options.do_incremental = 1;
+        pdf_save_document(ctx, doc.ptr, path.c_str(), &options);
     });
     return readFile(path);
 }
@@ -309,19 +300,12 @@ double textWidth(const std::string& text, double size, const std::string& font) 
     fz_context* ctx = context.get();
     const std::string latin = toLatin1(text);
     float width = 0;
+    Held<fz_font, fz_drop_font> f(ctx);
     mu::muCall(ctx, [&] {
-        fz_font* f = fz_new_base14_font(ctx, font.c_str());
-        fz_try(ctx) {
-            for (char c : latin) {
-                // WinAnsi agrees with Unicode for the characters the tests use.
-                width += fz_advance_glyph(ctx, f, fz_encode_character(ctx, f, static_cast<unsigned char>(c)), 0);
-            }
-        }
-        fz_always(ctx) {
-            fz_drop_font(ctx, f);
-        }
-        fz_catch(ctx) {
-            fz_rethrow(ctx);
+        f.ptr = fz_new_base14_font(ctx, font.c_str());
+        for (char c : latin) {
+            // WinAnsi agrees with Unicode for the characters the tests use.
+            width += fz_advance_glyph(ctx, f.ptr, fz_encode_character(ctx, f.ptr, static_cast<unsigned char>(c)), 0);
         }
     });
     return static_cast<double>(width) * size;

@@ -6,22 +6,15 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
-#include <cstring>
 #include <set>
 
 namespace norvane::testing {
 namespace {
 
-// Takes the buffer over.
 std::string textOf(fz_context* ctx, fz_buffer* buffer) {
-    if (!buffer) {
-        return {};
-    }
     unsigned char* data = nullptr;
-    const std::size_t size = fz_buffer_storage(ctx, buffer, &data);
-    std::string text(reinterpret_cast<const char*>(data), size);
-    fz_drop_buffer(ctx, buffer);
-    return text;
+    const std::size_t size = buffer ? fz_buffer_storage(ctx, buffer, &data) : 0;
+    return size ? std::string(reinterpret_cast<const char*>(data), size) : std::string();
 }
 
 std::vector<std::string> keysOf(fz_context* ctx, pdf_obj* dict) {
@@ -56,28 +49,20 @@ void decodeFirstImage(fz_context* ctx, pdf_document* doc, pdf_obj* xobjects, Ins
         if (!pdf_name_eq(ctx, pdf_dict_get(ctx, value, PDF_NAME(Subtype)), PDF_NAME(Image)) || ++page.imageCount > 1) {
             continue;
         }
-        fz_pixmap* pix = nullptr;
+        Held<fz_image, fz_drop_image> decoded(ctx);
+        Held<fz_pixmap, fz_drop_pixmap> pix(ctx);
         mu::muCall(ctx, [&] {
-            fz_image* decoded = pdf_load_image(ctx, doc, value);
-            fz_try(ctx) {
-                pix = fz_get_pixmap_from_image(ctx, decoded, nullptr, nullptr, nullptr, nullptr);
-            }
-            fz_always(ctx) {
-                fz_drop_image(ctx, decoded);
-            }
-            fz_catch(ctx) {
-                fz_rethrow(ctx);
-            }
+            decoded.ptr = pdf_load_image(ctx, doc, value);
+            pix.ptr = fz_get_pixmap_from_image(ctx, decoded.ptr, nullptr, nullptr, nullptr, nullptr);
         });
-        page.width = fz_pixmap_width(ctx, pix);
-        page.height = fz_pixmap_height(ctx, pix);
-        page.components = fz_pixmap_components(ctx, pix);
+        page.width = fz_pixmap_width(ctx, pix.ptr);
+        page.height = fz_pixmap_height(ctx, pix.ptr);
+        page.components = fz_pixmap_components(ctx, pix.ptr);
         const auto row = static_cast<std::size_t>(page.width) * static_cast<std::size_t>(page.components);
         for (int y = 0; y < page.height; ++y) {
-            const unsigned char* from = fz_pixmap_samples(ctx, pix) + y * fz_pixmap_stride(ctx, pix);
+            const unsigned char* from = fz_pixmap_samples(ctx, pix.ptr) + y * fz_pixmap_stride(ctx, pix.ptr);
             page.pixels.insert(page.pixels.end(), from, from + row);
         }
-        fz_drop_pixmap(ctx, pix);
     }
 }
 
@@ -96,7 +81,7 @@ InspectedPdf inspectPdf(const std::vector<unsigned char>& bytes, bool decodeImag
     mu::Context context;
     fz_context* ctx = context.get();
     const OpenedPdf opened(ctx, bytes);
-    pdf_document* doc = opened.get();
+    pdf_document* doc = opened.ptr;
     pdf_obj* trailer = pdf_trailer(ctx, doc);
     pdf_obj* info = pdf_dict_get(ctx, trailer, PDF_NAME(Info));
     int pageCount = 0;
@@ -111,53 +96,38 @@ InspectedPdf inspectPdf(const std::vector<unsigned char>& bytes, bool decodeImag
     }
 
     for (int num = 1; num < pdf_xref_len(ctx, doc); ++num) {
-        pdf_obj* obj = nullptr;
-        fz_buffer* printed = nullptr;
-        fz_buffer* stream = nullptr;
+        Held<pdf_obj, pdf_drop_obj> obj(ctx);
+        Held<fz_buffer, fz_drop_buffer> printed(ctx);
+        Held<fz_output, fz_drop_output> out(ctx);
+        Held<fz_buffer, fz_drop_buffer> stream(ctx);
         try {
             mu::muCall(ctx, [&] {
-                obj = pdf_load_object(ctx, doc, num);
-                printed = fz_new_buffer(ctx, 256);
-                fz_output* out = fz_new_output_with_buffer(ctx, printed);
-                fz_try(ctx) {
-                    pdf_print_obj(ctx, out, obj, 0, 0);
-                    fz_close_output(ctx, out);
-                }
-                fz_always(ctx) {
-                    fz_drop_output(ctx, out);
-                }
-                fz_catch(ctx) {
-                    fz_rethrow(ctx);
-                }
-                if (pdf_is_stream(ctx, obj)) {
-                    stream = pdf_load_stream_number(ctx, doc, num);
+                obj.ptr = pdf_load_object(ctx, doc, num);
+                printed.ptr = fz_new_buffer(ctx, 256);
+                out.ptr = fz_new_output_with_buffer(ctx, printed.ptr);
+                pdf_print_obj(ctx, out.ptr, obj.ptr, 0, 0);
+                fz_close_output(ctx, out.ptr);
+                if (pdf_is_stream(ctx, obj.ptr)) {
+                    stream.ptr = pdf_load_stream_number(ctx, doc, num);
                 }
             });
         } catch (const mu::MuPdfError&) {
             // A free or broken entry: nothing to read.
         }
-        result.everything += textOf(ctx, printed) + "\n" + textOf(ctx, stream) + "\n";
-        collectStrings(ctx, obj, result.everything);
-        pdf_drop_obj(ctx, obj);
+        result.everything += textOf(ctx, printed.ptr) + "\n" + textOf(ctx, stream.ptr) + "\n";
+        collectStrings(ctx, obj.ptr, result.everything);
     }
 
     std::set<std::string> pageKeys;
     for (int i = 0; i < pageCount; ++i) {
         InspectedPage page;
         pdf_obj* pageObj = nullptr;
-        fz_buffer* text = nullptr;
+        Held<fz_page, fz_drop_page> loaded(ctx);
+        Held<fz_buffer, fz_drop_buffer> text(ctx);
         mu::muCall(ctx, [&] {
             pageObj = pdf_lookup_page_obj(ctx, doc, i);
-            fz_page* loaded = fz_load_page(ctx, &doc->super, i);
-            fz_try(ctx) {
-                text = fz_new_buffer_from_page(ctx, loaded, nullptr);
-            }
-            fz_always(ctx) {
-                fz_drop_page(ctx, loaded);
-            }
-            fz_catch(ctx) {
-                fz_rethrow(ctx);
-            }
+            loaded.ptr = fz_load_page(ctx, &doc->super, i);
+            text.ptr = fz_new_buffer_from_page(ctx, loaded.ptr, nullptr);
         });
         const fz_rect media = pdf_to_rect(ctx, pdf_dict_get_inheritable(ctx, pageObj, PDF_NAME(MediaBox)));
         page.mediaBox = PageRect{media.x0, media.y0, media.x1 - media.x0, media.y1 - media.y0};
@@ -167,7 +137,7 @@ InspectedPdf inspectPdf(const std::vector<unsigned char>& bytes, bool decodeImag
         for (const std::string& key : keysOf(ctx, pageObj)) {
             pageKeys.insert(key);
         }
-        const std::string extracted = textOf(ctx, text);
+        const std::string extracted = textOf(ctx, text.ptr);
         result.textCharacters += static_cast<int>(std::count_if(
             extracted.begin(), extracted.end(), [](char c) { return !std::isspace(static_cast<unsigned char>(c)); }));
         pdf_obj* xobjects = pdf_dict_get(ctx, resources, PDF_NAME(XObject));

@@ -21,24 +21,17 @@ ImageSpec scan(const ScanPage& page) {
     mu::Context context;
     fz_context* ctx = context.get();
     const OpenedPdf doc(ctx, bytes);
-    fz_pixmap* pix = nullptr;
+    Held<fz_page, fz_drop_page> p(ctx);
+    Held<fz_pixmap, fz_drop_pixmap> pix(ctx);
     const auto scale = static_cast<float>(page.dpi / 72.0);
     mu::muCall(ctx, [&] {
-        fz_page* p = fz_load_page(ctx, &doc.get()->super, 0);
-        fz_try(ctx) {
-            pix = fz_new_pixmap_from_page(ctx, p, fz_scale(scale, scale), fz_device_gray(ctx), 0);
-        }
-        fz_always(ctx) {
-            fz_drop_page(ctx, p);
-        }
-        fz_catch(ctx) {
-            fz_rethrow(ctx);
-        }
+        p.ptr = fz_load_page(ctx, &doc.ptr->super, 0);
+        pix.ptr = fz_new_pixmap_from_page(ctx, p.ptr, fz_scale(scale, scale), fz_device_gray(ctx), 0);
     });
-    const int w = fz_pixmap_width(ctx, pix);
-    const int h = fz_pixmap_height(ctx, pix);
-    const auto stride = static_cast<std::size_t>(fz_pixmap_stride(ctx, pix));
-    const unsigned char* shown = fz_pixmap_samples(ctx, pix);
+    const int w = fz_pixmap_width(ctx, pix.ptr);
+    const int h = fz_pixmap_height(ctx, pix.ptr);
+    const auto stride = static_cast<std::size_t>(fz_pixmap_stride(ctx, pix.ptr));
+    const unsigned char* shown = fz_pixmap_samples(ctx, pix.ptr);
     const bool quarter = page.rotate == 90 || page.rotate == 270;
     ImageSpec image{{}, quarter ? h : w, quarter ? w : h, true};
     for (int sy = 0; sy < image.height; ++sy) {
@@ -50,7 +43,6 @@ ImageSpec scan(const ScanPage& page) {
             image.samples.push_back(shown[static_cast<std::size_t>(dy) * stride + static_cast<std::size_t>(dx)]);
         }
     }
-    fz_drop_pixmap(ctx, pix);
     return image;
 }
 
