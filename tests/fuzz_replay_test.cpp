@@ -6,37 +6,23 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
 
 namespace norvane {
 namespace {
 
-std::vector<std::filesystem::path> keptInputs() {
-    std::vector<std::filesystem::path> inputs;
+TEST(FuzzReplay, EngineSurvivesEveryKeptInput) {
+    int replayed = 0;
     for (const auto& entry : std::filesystem::directory_iterator(NORVANE_SOURCE_DIR "/tests/fuzz-crashes")) {
         if (entry.is_regular_file() && entry.path().filename().string().front() != '.') {
-            inputs.push_back(entry.path());
+            SCOPED_TRACE(entry.path().filename().string());
+            const auto bytes = testing::readFile(entry.path());
+            fuzz::exerciseEngine(bytes.data(), bytes.size());
+            ++replayed;
         }
     }
-    std::sort(inputs.begin(), inputs.end());
-    return inputs;
+    EXPECT_GT(replayed, 0);
 }
-
-class FuzzReplay : public ::testing::TestWithParam<std::filesystem::path> {};
-
-TEST_P(FuzzReplay, EngineSurvivesTheInput) {
-    const auto bytes = testing::readFile(GetParam());
-    fuzz::exerciseEngine(bytes.data(), bytes.size());
-}
-
-INSTANTIATE_TEST_SUITE_P(Kept, FuzzReplay, ::testing::ValuesIn(keptInputs()), [](const auto& kept) {
-    std::string name = kept.param.stem().string();
-    for (char& c : name) {
-        c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-    }
-    return name;
-});
 
 }  // namespace
 }  // namespace norvane

@@ -2,27 +2,26 @@
 
 namespace norvane::testing {
 
-std::vector<unsigned char> saveToBytes(fz_context* ctx, pdf_document* doc, const pdf_write_options& options) {
-    fz_buffer* buffer = nullptr;
+OpenedPdf::OpenedPdf(fz_context* context, const std::vector<unsigned char>& bytes) : Held(context) {
+    Held<fz_stream, fz_drop_stream> in(ctx);
     mu::muCall(ctx, [&] {
-        buffer = fz_new_buffer(ctx, 65536);
-        fz_output* out = nullptr;
-        fz_try(ctx) {
-            out = fz_new_output_with_buffer(ctx, buffer);
-            pdf_write_document(ctx, doc, out, &options);
-            fz_close_output(ctx, out);
-        }
-        fz_always(ctx) { fz_drop_output(ctx, out); }
-        fz_catch(ctx) {
-            fz_drop_buffer(ctx, buffer);
-            fz_rethrow(ctx);
-        }
+        in.ptr = fz_open_memory(ctx, bytes.data(), bytes.size());
+        ptr = pdf_open_document_with_stream(ctx, in.ptr);
+    });
+}
+
+std::vector<unsigned char> saveToBytes(fz_context* ctx, pdf_document* doc, const pdf_write_options& options) {
+    Held<fz_buffer, fz_drop_buffer> buffer(ctx);
+    Held<fz_output, fz_drop_output> out(ctx);
+    mu::muCall(ctx, [&] {
+        buffer.ptr = fz_new_buffer(ctx, 65536);
+        out.ptr = fz_new_output_with_buffer(ctx, buffer.ptr);
+        pdf_write_document(ctx, doc, out.ptr, &options);
+        fz_close_output(ctx, out.ptr);
     });
     unsigned char* data = nullptr;
-    const std::size_t length = fz_buffer_storage(ctx, buffer, &data);
-    std::vector<unsigned char> bytes(data, data + length);
-    fz_drop_buffer(ctx, buffer);
-    return bytes;
+    const std::size_t length = fz_buffer_storage(ctx, buffer.ptr, &data);
+    return {data, data + length};
 }
 
 }  // namespace norvane::testing

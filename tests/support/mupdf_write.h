@@ -1,11 +1,28 @@
 #pragma once
-// Saving a MuPDF document built in a test to bytes; shared by the test factories.
+// MuPDF plumbing shared by the test factories and the inspector.
 
 #include "engine/mupdf_session.h"
 
 #include <vector>
 
 namespace norvane::testing {
+
+// Drops what MuPDF handed out however the block is left, so muCall bodies own nothing.
+template <class T, auto drop>
+struct Held {
+    explicit Held(fz_context* context) : ctx(context) {}
+    ~Held() { drop(ctx, ptr); }
+    Held(const Held&) = delete;
+    Held& operator=(const Held&) = delete;
+
+    fz_context* ctx;
+    T* ptr = nullptr;
+};
+
+// A document read from `bytes`, which must outlive it.
+struct OpenedPdf : Held<pdf_document, pdf_drop_document> {
+    OpenedPdf(fz_context* ctx, const std::vector<unsigned char>& bytes);
+};
 
 std::vector<unsigned char> saveToBytes(fz_context* ctx, pdf_document* doc, const pdf_write_options& options);
 

@@ -5,11 +5,21 @@
 #include "engine/pdf_document.h"
 #include "records/redaction_records.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <optional>
+#include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
+
+namespace norvane {
+// Lets failed expectations show the rectangles they compared.
+void PrintTo(const PageRect& rect, std::ostream* os);
+}  // namespace norvane
 
 namespace norvane::testing {
 
@@ -44,18 +54,19 @@ struct ImageSpec {
     int height = 256;
     bool gray = false;
     unsigned seed = 1;
+    std::vector<unsigned char> samples{};  // rows top to bottom; empty: the generated picture
 };
 
 struct PageSpec {
     PageRect mediaBox{0, 0, 612, 792};
-    std::optional<PageRect> cropBox;
+    std::optional<PageRect> cropBox{};
     int rotate = 0;
-    std::vector<TextRun> texts;
-    std::vector<PageRect> filledBlackRects;  // drawn after the text, in the content stream
-    std::string extraContent;                 // raw operators appended to the content stream
-    std::vector<ImageSpec> images;            // drawn first, under the text
-    std::vector<AnnotationSpec> annotations;
-    std::vector<FieldSpec> fields;
+    std::vector<TextRun> texts{};
+    std::vector<PageRect> filledBlackRects{};  // drawn after the text, in the content stream
+    std::string extraContent{};                // raw operators appended to the content stream
+    std::vector<ImageSpec> images{};           // drawn first, under the text
+    std::vector<AnnotationSpec> annotations{};
+    std::vector<FieldSpec> fields{};
 };
 
 struct AttachmentSpec {
@@ -68,9 +79,9 @@ struct DocumentSpec {
     std::optional<std::string> ownerPassword;
     std::optional<std::string> userPassword;
     std::map<std::string, std::string> info;  // Info dictionary entries, e.g. {"Title", "…"}
-    std::optional<std::string> xmpMetadata;    // catalog /Metadata stream, stored uncompressed
-    std::vector<AttachmentSpec> attachments;   // catalog /Names /EmbeddedFiles
-    std::vector<std::string> outlineTitles;    // one bookmark per title, each to page 1
+    std::optional<std::string> xmpMetadata;   // catalog /Metadata stream, stored uncompressed
+    std::vector<AttachmentSpec> attachments;  // catalog /Names /EmbeddedFiles
+    std::vector<std::string> outlineTitles;   // one bookmark per title, each to page 1
 };
 
 std::vector<unsigned char> buildPdf(const DocumentSpec& spec);
@@ -84,12 +95,29 @@ SharedPdfDocument documentOf(const std::vector<PageSpec>& pages);
 std::vector<unsigned char> withRevision(const std::vector<unsigned char>& bytes, int pageIndex,
                                         const std::string& content);
 
+// A classic PDF from object bodies numbered from 1; object 1 is the catalog.
+std::vector<unsigned char> rawPdf(const std::vector<std::string>& objects, const std::string& trailerExtra = "");
+
 // Convenience: one Letter page per entry, each with one line of 12 pt Helvetica at (72, 720).
 DocumentSpec textPages(const std::vector<std::string>& lines);
 
 // Width of a run of text in points, as MuPDF measures the base-14 font.
 double textWidth(const std::string& text, double size, const std::string& font = "Helvetica");
 
+// The area the glyphs of bytes [begin, end) of a run may ink, in the run's page space:
+// from the descender to the ascender, across their advance widths.
+PageRect glyphBox(const TextRun& run, std::size_t begin, std::size_t end);
+PageRect glyphBox(const TextRun& run, const std::string& word);
+
+bool contains(const PageRect& outer, const PageRect& inner);
+
+RedactionRegion region(std::int64_t pageIndex, PageRect rect);
+
+// (page number, page count) as the engine reports them, and a receiver that keeps them.
+using Progress = std::vector<std::pair<std::int64_t, std::int64_t>>;
+std::function<void(std::int64_t, std::int64_t)> recordInto(Progress& progress);
+
+std::vector<unsigned char> bytesOf(const std::string& text);
 void writeFile(const std::filesystem::path& path, const std::vector<unsigned char>& bytes);
 std::vector<unsigned char> readFile(const std::filesystem::path& path);
 

@@ -16,8 +16,6 @@ struct InspectedPage {
     int rotate = 0;
     std::vector<std::string> resourceKeys;  // top-level keys of the page's /Resources
     int imageCount = 0;                     // image XObjects in the resources
-    bool hasAnnotations = false;
-    std::string contents;                   // the decoded content stream
     // The first image XObject, decoded.
     int width = 0;
     int height = 0;

@@ -4,7 +4,6 @@
 
 #include "tests/support/pdf_factory.h"
 
-#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -20,17 +19,10 @@ struct ScanPage {
 
 std::vector<unsigned char> buildScannedPdf(const std::vector<ScanPage>& pages);
 
-// One upright Letter scan per entry, each with the given lines of 12 pt Helvetica.
-std::vector<ScanPage> scannedLines(const std::vector<std::vector<std::string>>& pages);
+// One upright Letter scan per entry, each with one line of 12 pt Helvetica at (72, 720).
+std::vector<ScanPage> scannedLines(const std::vector<std::string>& lines);
 
 // Where a rectangle of the upright source page lies in the scanned page's page space.
 PageRect scannedRect(const ScanPage& page, const PageRect& sourceRect);
-
-// The area the glyphs of bytes [begin, end) of a run may ink, in the run's page space:
-// from the descender to the ascender, across their advance widths.
-PageRect glyphBox(const TextRun& run, std::size_t begin, std::size_t end);
-PageRect glyphBox(const TextRun& run, const std::string& word);
-
-bool contains(const PageRect& outer, const PageRect& inner);
 
 }  // namespace norvane::testing
