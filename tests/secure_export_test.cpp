@@ -105,11 +105,15 @@ TEST(SecureExport, PageSizeRotationAndImageResolution) {
 // The stored image is exactly the rendered page, boxes included: nothing is lost or smeared,
 // and a page without colour is stored grey.
 TEST(SecureExport, StoredPixelsEqualTheRenderedPage) {
-    for (const bool colour : {false, true}) {
-        PageSpec page{.mediaBox = {0, 0, 300, 200}, .texts = {{"Some text to keep", 20, 150, 14}}};
-        if (colour) {
-            page.images.push_back({{20, 20, 120, 80}, 64, 48});
-        }
+    const PageSpec grey{.mediaBox = {0, 0, 300, 200}, .texts = {{"Some text to keep", 20, 150, 14}}};
+    PageSpec photo = grey;
+    photo.images.push_back({{20, 20, 120, 80}, 64, 48});
+    // Red in the page's last pixel only, at 180 dpi: a grey test that skips any pixel loses it.
+    PageSpec corner = grey;
+    corner.extraContent = "1 0 0 rg 299.6 0 0.4 0.4 re f\n";
+    for (const auto& [name, page, colour] :
+         {std::tuple{"grey", grey, false}, std::tuple{"photo", photo, true}, std::tuple{"corner", corner, true}}) {
+        SCOPED_TRACE(name);
         const auto document = documentOf({page});
         const std::vector<RedactionRegion> boxes{region(0, {150, 20, 100, 40}), region(0, {18, 140, 80, 30})};
         TempDir dir;
@@ -129,7 +133,7 @@ TEST(SecureExport, StoredPixelsEqualTheRenderedPage) {
         for (std::size_t i = 0; i < rendered->samples.size(); ++i) {
             mismatches += rendered->samples[i] != stored.pixels[i / 3 * n + (colour ? i % 3 : 0)];
         }
-        EXPECT_EQ(mismatches, 0u) << (colour ? "colour" : "grey");
+        EXPECT_EQ(mismatches, 0u);
     }
 }
 
