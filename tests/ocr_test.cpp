@@ -51,33 +51,6 @@ TEST(Ocr, RecognitionLanguagesAreEnglishPlusTheLocalesWhenInstalled) {
     }
 }
 
-TEST(Ocr, ImageBoxesReturnToWhereTheyWereOnThePage) {
-    for (const PageSpec& page : {PageSpec{}, PageSpec{.mediaBox = {50, 50, 300, 400}},
-                                 PageSpec{.mediaBox = {-100, 20, 300, 400}, .rotate = 90}, PageSpec{.rotate = 180},
-                                 PageSpec{.mediaBox = {30, -40, 500, 200}, .rotate = 270}}) {
-        SCOPED_TRACE(page.rotate);
-        mu::Session session(documentOf({page}));
-        const auto image = renderImage(session, 0, 36, {}, false, RenderOrientation::displayed);
-        ASSERT_TRUE(image);
-        const PageRect& media = page.mediaBox;
-        const PageRect onPage{media.x + 0.25 * media.width, media.y + 0.1 * media.height, 0.3 * media.width,
-                              0.05 * media.height};
-        // Page rect -> pixel corners -> normalised, lower-left origin.
-        const Affine& m = image->pageToPixel;
-        const double u0 = m.a * onPage.x + m.c * onPage.y + m.e, v0 = m.b * onPage.x + m.d * onPage.y + m.f;
-        const double u1 = m.a * onPage.maxX() + m.c * onPage.maxY() + m.e;
-        const double v1 = m.b * onPage.maxX() + m.d * onPage.maxY() + m.f;
-        const double w = image->width;
-        const double h = image->height;
-        const PageRect back = imageBoxToPage(*image, NormalizedBox{std::min(u0, u1) / w, 1.0 - std::max(v0, v1) / h,
-                                                                   std::abs(u1 - u0) / w, std::abs(v1 - v0) / h});
-        EXPECT_NEAR(back.x, onPage.x, 1e-6);
-        EXPECT_NEAR(back.y, onPage.y, 1e-6);
-        EXPECT_NEAR(back.width, onPage.width, 1e-6);
-        EXPECT_NEAR(back.height, onPage.height, 1e-6);
-    }
-}
-
 TEST(Ocr, OneTightBoxPerOccurrence) {
     ScanPage page;
     page.source.texts = {
@@ -231,30 +204,6 @@ TEST(OcrService, DropsLinesBelowTheMinimumHeightOnly) {
     // 5 pt is about 15 pixels high at 220 dpi, below 0.008 of the 2420-pixel page.
     EXPECT_THAT(texts(0), ::testing::ElementsAre("ordinarysizedwords", "smallprintclause"));
     EXPECT_THAT(texts(0.008f), ::testing::ElementsAre("ordinarysizedwords"));
-}
-
-TEST(OcrService, SymbolRangesAddUpToTheLineText) {
-    mu::Session session(scanned(scannedLines({"Grant Ashby, 14 Mill Lane"})));
-    const auto image = renderImage(session, 0, 150, {}, false, RenderOrientation::displayed);
-    ASSERT_TRUE(image);
-    OcrService ocr;
-    const auto lines = ocr.recognize(*image, 150, 0);
-    ASSERT_EQ(lines.size(), 1u);
-    const OcrLine& line = lines[0];
-    std::string rebuilt;
-    for (const auto& symbol : line.symbols) {
-        ASSERT_LE(rebuilt.size(), symbol.begin);
-        rebuilt.append(symbol.begin - rebuilt.size(), ' ');
-        rebuilt += line.text.substr(symbol.begin, symbol.end - symbol.begin);
-        EXPECT_GT(symbol.box.width, 0);
-        EXPECT_GE(symbol.box.x, line.box.x - 1e-9);
-        EXPECT_LE(symbol.box.x + symbol.box.width, line.box.x + line.box.width + 1e-9);
-    }
-    EXPECT_EQ(rebuilt, line.text);
-    EXPECT_FALSE(line.boxForRange(line.text.size(), line.text.size() + 3));
-    const auto space = line.text.find(' ');
-    ASSERT_NE(space, std::string::npos);
-    EXPECT_FALSE(line.boxForRange(space, space + 1)) << "a word break has no ink";
 
     PageImage truncated{100, 100, 3, std::vector<std::uint8_t>(100 * 99 * 3), {}};
     EXPECT_THROW(ocr.recognize(truncated, 150, 0), OcrError);

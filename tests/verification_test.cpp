@@ -111,20 +111,6 @@ TEST(Verification, ARecogniserThatCannotStartFailsVerification) {
     before ? ::setenv("TESSDATA_PREFIX", saved.c_str(), 1) : ::unsetenv("TESSDATA_PREFIX");
 }
 
-TEST(Verification, CancellingBetweenPagesThrows) {
-    TempDir dir;
-    writeFile(dir.file("three.pdf"), buildPdf(textPages({"one", "two", "three"})));
-    std::stop_source stop;
-    Progress progress;
-    const auto onPage = [&](std::int64_t page, std::int64_t count) {
-        progress.emplace_back(page, count);
-        stop.request_stop();
-    };
-    EXPECT_THROW(RedactionEngine::verifyOutput(dir.file("three.pdf"), {"term"}, onPage, stop.get_token()),
-                 CancellationError);
-    EXPECT_EQ(progress, (Progress{{1, 3}}));
-}
-
 // Fail closed: a copy that cannot be read in full is never reported clean.
 TEST(Verification, UnreadableOutputFailsVerification) {
     DocumentSpec locked = textPages({"Harrington"});
