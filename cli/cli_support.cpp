@@ -19,9 +19,17 @@ Json toJson(const RedactionSearchResult& result) {
 }
 
 Json toJson(const ExportVerification& verification) {
+    Json findings = Json::array();
+    for (const VerificationFinding& finding : verification.findings()) {
+        findings.push_back(Json{{"term", finding.term},
+                                {"pageIndex", finding.pageIndex},
+                                {"rect", toJson(finding.rect)},
+                                {"source", std::string(rawValue(finding.source))}});
+    }
     return Json{{"passed", verification.passed()},
                 {"checkedPages", verification.checkedPages()},
-                {"suspiciousMatches", verification.suspiciousMatches()}};
+                {"suspiciousMatches", verification.suspiciousMatches()},
+                {"findings", std::move(findings)}};
 }
 
 PageProgress progressPrinter(const Console& console, std::string prefix) {

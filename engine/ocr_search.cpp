@@ -15,17 +15,6 @@ constexpr double kOcrSearchDpi = 220;
 // Lines lower than this fraction of the page image are noise, not text worth a box.
 constexpr float kMinimumTextHeight = 0.008f;
 
-// The widened page-space box; nothing for a box of no area, which would cover nothing
-// (safetyExpanded leaves those as they are).
-std::optional<PageRect> coveringRect(const PageImage& image, const NormalizedBox& box) {
-    const PageRect rect = imageBoxToPage(image, box);
-    if (!(rect.width > 0) || !(rect.height > 0) || !std::isfinite(rect.x) || !std::isfinite(rect.y) ||
-        !std::isfinite(rect.width) || !std::isfinite(rect.height)) {
-        return std::nullopt;
-    }
-    return safetyExpanded(rect);
-}
-
 // The boxes for one recognised line. The key decides whether the line matches; the literal
 // query, where recognition spelled it the same way, narrows each box to those characters.
 // When the key holds the query more often than the literal search can place it (another
@@ -65,12 +54,6 @@ std::vector<PageRect> lineMatches(const PageImage& image, const OcrLine& line, c
         rects.push_back(*whole);
     }
     return rects;
-}
-
-bool containsCentreOf(const PageRect& outer, const PageRect& inner) {
-    const double x = inner.x + inner.width / 2;
-    const double y = inner.y + inner.height / 2;
-    return x >= outer.minX() && x <= outer.maxX() && y >= outer.minY() && y <= outer.maxY();
 }
 
 // Hits of one page from all its readings: every hit on a line read upright, and a hit on a

@@ -1,5 +1,9 @@
 #include "engine/page_reading.h"
 
+#include "engine/search_keys.h"
+
+#include <cmath>
+
 namespace norvane {
 
 std::optional<std::vector<PageReading>> readPage(const mu::Session& session, std::int64_t pageIndex, double dpi,
@@ -29,6 +33,21 @@ std::optional<std::vector<PageReading>> readPage(const mu::Session& session, std
         readings.push_back(std::move(reading));
     }
     return readings;
+}
+
+std::optional<PageRect> coveringRect(const PageImage& image, const NormalizedBox& box) {
+    const PageRect rect = imageBoxToPage(image, box);
+    if (!(rect.width > 0) || !(rect.height > 0) || !std::isfinite(rect.x) || !std::isfinite(rect.y) ||
+        !std::isfinite(rect.width) || !std::isfinite(rect.height)) {
+        return std::nullopt;
+    }
+    return safetyExpanded(rect);
+}
+
+bool containsCentreOf(const PageRect& outer, const PageRect& inner) {
+    const double x = inner.x + inner.width / 2;
+    const double y = inner.y + inner.height / 2;
+    return x >= outer.minX() && x <= outer.maxX() && y >= outer.minY() && y <= outer.maxY();
 }
 
 }  // namespace norvane

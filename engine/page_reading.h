@@ -26,4 +26,10 @@ std::optional<std::vector<PageReading>> readPage(const mu::Session& session, std
                                                  float minimumLineHeight, std::optional<OcrService>& ocr,
                                                  std::stop_token stop);
 
+// The widened page-space box of a recognised box; nothing for a box of no area, which would
+// cover nothing.
+std::optional<PageRect> coveringRect(const PageImage& image, const NormalizedBox& box);
+
+bool containsCentreOf(const PageRect& outer, const PageRect& inner);
+
 }  // namespace norvane

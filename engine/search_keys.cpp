@@ -229,4 +229,17 @@ std::size_t countOccurrences(std::string_view haystack, std::string_view needle)
     return count;
 }
 
+void appendUtf8(std::string& out, char32_t c) {
+    if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) {
+        c = 0xFFFD;
+    }
+    char buffer[4];
+    std::int32_t length = 0;
+    UBool failed = false;
+    U8_APPEND(reinterpret_cast<std::uint8_t*>(buffer), length, 4, static_cast<UChar32>(c), failed);
+    if (!failed) {
+        out.append(buffer, static_cast<std::size_t>(length));
+    }
+}
+
 }  // namespace norvane

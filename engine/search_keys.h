@@ -22,6 +22,9 @@ PageRect safetyExpanded(const PageRect& rect);
 // Trims Unicode white space and line breaks from both ends.
 std::string trimmed(std::string_view text);
 
+// Appends `c` as UTF-8; what is not a Unicode scalar value becomes U+FFFD.
+void appendUtf8(std::string& out, char32_t c);
+
 using ByteRange = std::pair<std::size_t, std::size_t>;  // [begin, end) byte offsets
 
 // The search could not be set up or run, so "not found" would be a guess.

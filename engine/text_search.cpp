@@ -7,7 +7,7 @@
 // run of white space in the query matches any run of spaces and line breaks in the text,
 // which lets a match continue onto the next line or page.
 
-#include "engine/mupdf_session.h"
+#include "engine/page_text.h"
 #include "engine/redaction_engine.h"
 #include "engine/search_keys.h"
 
@@ -44,19 +44,6 @@ bool isGapCharacter(char32_t c) {
 
 char32_t foldedKey(char32_t c) {
     return static_cast<char32_t>(u_foldCase(static_cast<UChar32>(c), U_FOLD_CASE_DEFAULT));
-}
-
-void appendUtf8(std::string& out, char32_t c) {
-    if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) {
-        c = 0xFFFD;
-    }
-    char buffer[4];
-    std::int32_t length = 0;
-    UBool failed = false;
-    U8_APPEND(reinterpret_cast<std::uint8_t*>(buffer), length, 4, static_cast<UChar32>(c), failed);
-    if (!failed) {
-        out.append(buffer, static_cast<std::size_t>(length));
-    }
 }
 
 // Ligature code points typed into the query compare as their letters, as the text does.
@@ -232,60 +219,21 @@ private:
     bool lastWasGap_ = false;
 };
 
-PageRect toPageSpace(const fz_quad& quad, const fz_matrix& toUser) {
-    const fz_rect r = fz_rect_from_quad(fz_transform_quad(quad, toUser));
-    return PageRect{r.x0, r.y0, static_cast<double>(r.x1) - r.x0, static_cast<double>(r.y1) - r.y0};
-}
-
 // Feeds one page's characters; a page MuPDF cannot read contributes nothing.
 void feedPage(const mu::Session& session, int pageIndex, Matcher& matcher, std::uint64_t& lineCounter,
               std::vector<RedactionSearchResult>& results, const std::string& fallbackText) {
-    fz_context* ctx = session.ctx();
-    pdf_document* pdf = session.pdf();
-    mu::PageTextResources extraction(ctx);
-    fz_matrix toUser = fz_identity;
-    try {
-        mu::muCall(ctx, [&] {
-            pdf_page* page = pdf_load_page(ctx, pdf, pageIndex);
-            extraction.page = &page->super;
-            fz_rect mediaBox;
-            fz_matrix pageCtm;
-            pdf_page_transform(ctx, page, &mediaBox, &pageCtm);
-            toUser = fz_invert_matrix(pageCtm);
-            extraction.text = fz_new_stext_page(ctx, fz_transform_rect(mediaBox, pageCtm));
-            fz_stext_options options{};
-            options.flags = 0;  // ligatures split into letters, white space normalised
-            extraction.device = fz_new_stext_device(ctx, extraction.text, &options);
-            fz_run_page(ctx, extraction.page, extraction.device, fz_identity, nullptr);
-            fz_close_device(ctx, extraction.device);
-        });
-    } catch (const mu::MuPdfError&) {
-        return;
-    }
-
     Glyph lineBreak;
     lineBreak.c = '\n';
     lineBreak.page = pageIndex;
-    for (fz_stext_block* block = extraction.text->first_block; block; block = block->next) {
-        if (block->type != FZ_STEXT_BLOCK_TEXT) {
-            continue;
-        }
-        for (fz_stext_line* line = block->u.t.first_line; line; line = line->next) {
+    try {
+        forEachTextLine(session, pageIndex, [&](const std::vector<TextLayerChar>& line) {
             const std::uint64_t lineId = ++lineCounter;
-            for (fz_stext_char* ch = line->first_char; ch; ch = ch->next) {
-                if (ch->c < 0) {
-                    continue;
-                }
-                Glyph glyph;
-                glyph.c = static_cast<char32_t>(ch->c);
-                glyph.page = pageIndex;
-                glyph.line = lineId;
-                glyph.hasBox = true;
-                glyph.box = toPageSpace(ch->quad, toUser);
-                matcher.add(glyph, results, fallbackText);
+            for (const TextLayerChar& ch : line) {
+                matcher.add(Glyph{ch.c, pageIndex, lineId, true, ch.box}, results, fallbackText);
             }
             matcher.add(lineBreak, results, fallbackText);
-        }
+        });
+    } catch (const mu::MuPdfError&) {
     }
 }
 

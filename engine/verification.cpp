@@ -1,60 +1,116 @@
 #include "engine/mupdf_session.h"
 #include "engine/page_loop.h"
 #include "engine/page_reading.h"
+#include "engine/page_text.h"
 #include "engine/redaction_engine.h"
 #include "engine/search_keys.h"
 
+#include <algorithm>
 #include <optional>
-#include <set>
 
 namespace norvane {
 namespace {
 
 constexpr double kVerificationDpi = 150;
 
-// The page's text layer as plain text. A page that cannot be loaded or whose text cannot be
-// read throws: nobody can say it is clean.
-std::string pageText(const mu::Session& session, std::int64_t pageIndex) {
-    fz_context* ctx = session.ctx();
-    fz_document* doc = session.doc();
-    const int index = static_cast<int>(pageIndex);
-    mu::PageTextResources x(ctx);
+// Runs the matcher, whose failure must fail the verification rather than pass the page.
+std::vector<ByteRange> occurrences(const std::string& text, const std::string& term) {
     try {
-        mu::muCall(ctx, [&] { x.page = fz_load_page(ctx, doc, index); });
-        mu::muCall(ctx, [&] { x.text = fz_new_stext_page_from_page(ctx, x.page, nullptr); });
-        mu::muCall(ctx, [&] { x.buffer = fz_new_buffer_from_stext_page(ctx, x.text); });
+        return findAllIgnoringCaseAndAccents(text, term);
+    } catch (const MatcherUnavailable&) {
+        throw RedactionError::outputVerificationFailed();
+    }
+}
+
+// The page's text layer as plain text, one line per line, each character's bytes and box
+// kept so a finding can say where it is. A page whose text cannot be read throws: nobody
+// can say it is clean.
+struct TextLayer {
+    struct Char {
+        std::size_t begin, end, line;
+        PageRect box;
+    };
+    std::string text;
+    std::vector<Char> chars;
+};
+
+TextLayer textLayer(const mu::Session& session, std::int64_t pageIndex) {
+    TextLayer layer;
+    std::size_t lines = 0;
+    try {
+        forEachTextLine(session, static_cast<int>(pageIndex), [&](const std::vector<TextLayerChar>& line) {
+            for (const TextLayerChar& ch : line) {
+                const std::size_t begin = layer.text.size();
+                appendUtf8(layer.text, ch.c);
+                layer.chars.push_back({begin, layer.text.size(), lines, ch.box});
+            }
+            layer.text += '\n';
+            ++lines;
+        });
     } catch (const mu::MuPdfError&) {
         throw RedactionError::outputVerificationFailed();
     }
-    unsigned char* data = nullptr;
-    const std::size_t length = fz_buffer_storage(ctx, x.buffer, &data);
-    return std::string(reinterpret_cast<const char*>(data), length);
+    return layer;
 }
 
-void collectFound(const std::string& text, const std::vector<std::string>& terms, std::set<std::string>& found) {
-    for (const auto& term : terms) {
-        try {
-            if (!found.contains(term) && findIgnoringCaseAndAccents(text, term)) {
-                found.insert(term);
+// One finding per line a text-layer match touches; the whole page when its characters have
+// no usable boxes, so a finding always says where to look.
+void textLayerFindings(const TextLayer& layer, const std::string& term, std::int64_t pageIndex, const PageRect& page,
+                       std::vector<VerificationFinding>& findings) {
+    for (const auto& [begin, end] : occurrences(layer.text, term)) {
+        std::vector<PageRect> parts;
+        std::optional<std::size_t> line;
+        for (const TextLayer::Char& ch : layer.chars) {
+            if (ch.end <= begin || ch.begin >= end) {
+                continue;
             }
-        } catch (const MatcherUnavailable&) {
-            throw RedactionError::outputVerificationFailed();
+            if (line != ch.line) {
+                parts.push_back(ch.box.standardized());
+                line = ch.line;
+            } else {
+                parts.back() = parts.back().united(ch.box);
+            }
+        }
+        bool placed = false;
+        for (const PageRect& part : parts) {
+            if (!part.isEmpty()) {
+                findings.push_back({term, pageIndex, safetyExpanded(part), RedactionSource::textSearch});
+                placed = true;
+            }
+        }
+        if (!placed) {
+            findings.push_back({term, pageIndex, page, RedactionSource::textSearch});
         }
     }
 }
 
-// Every reading's lines, one per line; readings apart so no term spans two of them.
-std::string recognisedText(const std::vector<PageReading>& readings) {
-    std::string recognised;
+// Findings from every reading: the characters where a line read upright places them, else the
+// whole line; a line read turned only where no upright reading already placed the term.
+void recognisedFindings(const std::vector<PageReading>& readings, const std::string& term, std::int64_t pageIndex,
+                        const PageRect& page, std::vector<VerificationFinding>& findings) {
+    std::vector<PageRect> upright;
+    std::vector<PageRect> turned;
     for (const PageReading& reading : readings) {
         for (const OcrLine& line : reading.lines) {
-            if (!recognised.empty()) {
-                recognised += '\n';
+            for (const auto& [begin, end] : occurrences(line.text, term)) {
+                const auto box = line.upright ? line.boxForRange(begin, end) : std::nullopt;
+                auto rect = box ? coveringRect(reading.geometry, *box) : std::nullopt;
+                if (!rect) {
+                    rect = coveringRect(reading.geometry, line.box);
+                }
+                (line.upright ? upright : turned).push_back(rect.value_or(page));
             }
-            recognised += line.text;
         }
     }
-    return recognised;
+    for (const PageRect& rect : turned) {
+        if (std::none_of(upright.begin(), upright.end(),
+                         [&](const PageRect& placed) { return containsCentreOf(rect, placed); })) {
+            upright.push_back(rect);
+        }
+    }
+    for (const PageRect& rect : upright) {
+        findings.push_back({term, pageIndex, rect, RedactionSource::ocr});
+    }
 }
 
 }  // namespace
@@ -84,10 +140,14 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
         }
     }
 
-    std::set<std::string> found;  // byte order of UTF-8 is code-point order
+    std::vector<VerificationFinding> findings;
     std::optional<OcrService> ocr;
     forEachPage(document->pageCount(), progress, stop, [&](std::int64_t pageIndex) {
-        collectFound(pageText(*session, pageIndex), terms, found);
+        const PageRect page = document->page(pageIndex).mediaBox.standardized();
+        const TextLayer layer = textLayer(*session, pageIndex);
+        for (const auto& term : terms) {
+            textLayerFindings(layer, term, pageIndex, page, findings);
+        }
         if (terms.empty()) {
             return true;
         }
@@ -103,10 +163,12 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
         if (!readings) {
             throw RedactionError::outputVerificationFailed();
         }
-        collectFound(recognisedText(*readings), terms, found);
+        for (const auto& term : terms) {
+            recognisedFindings(*readings, term, pageIndex, page, findings);
+        }
         return true;
     });
-    return ExportVerification(document->pageCount(), std::vector<std::string>(found.begin(), found.end()));
+    return ExportVerification::fromFindings(document->pageCount(), std::move(findings));
 }
 
 }  // namespace norvane

@@ -50,6 +50,19 @@ PageRect PageRect::united(const PageRect& other) const {
     return PageRect{x0, y0, x1 - x0, y1 - y0};
 }
 
+ExportVerification ExportVerification::fromFindings(std::int64_t checkedPages,
+                                                    std::vector<VerificationFinding> findings) {
+    std::vector<std::string> terms;
+    for (const auto& finding : findings) {
+        terms.push_back(finding.term);
+    }
+    std::sort(terms.begin(), terms.end());  // byte order of UTF-8 is code-point order
+    terms.erase(std::unique(terms.begin(), terms.end()), terms.end());
+    ExportVerification verification(checkedPages, std::move(terms));
+    verification.findings_ = std::move(findings);
+    return verification;
+}
+
 std::string_view rawValue(RedactionSource source) {
     switch (source) {
         case RedactionSource::manual:

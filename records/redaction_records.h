@@ -73,20 +73,35 @@ struct RedactionSearchResult {
     RedactionSource source = RedactionSource::textSearch;
 };
 
+// Where verification saw a term in the output: the page and the covering rectangle in that
+// page's space, read from the text layer (textSearch) or the pixels (ocr).
+struct VerificationFinding {
+    std::string term;
+    std::int64_t pageIndex = 0;
+    PageRect rect;
+    RedactionSource source = RedactionSource::ocr;
+
+    friend bool operator==(const VerificationFinding&, const VerificationFinding&) = default;
+};
+
 class ExportVerification {
 public:
     ExportVerification() = default;
     ExportVerification(std::int64_t checkedPages, std::vector<std::string> suspiciousMatches)
         : checkedPages_(checkedPages), suspiciousMatches_(std::move(suspiciousMatches)) {}
+    // The terms are those of the findings, distinct and in code-point order.
+    static ExportVerification fromFindings(std::int64_t checkedPages, std::vector<VerificationFinding> findings);
 
     // Passing is defined by the findings, so the two can never disagree.
     bool passed() const { return suspiciousMatches_.empty(); }
     std::int64_t checkedPages() const { return checkedPages_; }
     const std::vector<std::string>& suspiciousMatches() const { return suspiciousMatches_; }
+    const std::vector<VerificationFinding>& findings() const { return findings_; }
 
 private:
     std::int64_t checkedPages_ = 0;
     std::vector<std::string> suspiciousMatches_;
+    std::vector<VerificationFinding> findings_;
 };
 
 class RedactionError : public std::exception {

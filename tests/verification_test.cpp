@@ -81,6 +81,52 @@ TEST(Verification, TextLayerFindingsAreDistinctTrimmedAndInCodePointOrder) {
     }
 }
 
+// Each missed occurrence is named with its page and place, in the checked file's own page
+// space (the copy's pages start at the origin), from the pixels and from a text layer alike.
+TEST(Verification, FindingsLocateEveryMissedOccurrence) {
+    for (const auto& [media, rotate] :
+         {std::pair{PageRect{0, 0, 612, 792}, 0}, std::pair{PageRect{40, 60, 500, 700}, 90},
+          std::pair{PageRect{-30, 20, 600, 500}, 270}}) {
+        SCOPED_TRACE(rotate);
+        const TextRun covered{"Payee Harrington", media.x + 60, media.maxY() - 100, 14};
+        const TextRun missed{"Harrington, second copy", media.x + 60, media.maxY() - 300, 14};
+        DocumentSpec spec;
+        spec.pages = {PageSpec{.mediaBox = media},
+                      PageSpec{.mediaBox = media, .rotate = rotate, .texts = {covered, missed}}};
+        const PageRect ink = glyphBox(covered, "Harrington");
+        TempDir dir;
+        RedactionEngine::exportSecurePDF(PdfDocument::fromBytes(buildPdf(spec)),
+                                         {region(1, {ink.x - 6, ink.y - 6, ink.width + 12, ink.height + 12})},
+                                         dir.file("copy.pdf"), false, {});
+        const ExportVerification result = verify(dir.file("copy.pdf"), {"Harrington"});
+        ASSERT_EQ(result.findings().size(), 1u);
+        const VerificationFinding& finding = result.findings()[0];
+        EXPECT_EQ(std::tuple(finding.term, finding.pageIndex, finding.source),
+                  std::tuple(std::string("Harrington"), 1, RedactionSource::ocr));
+        PageRect word = glyphBox(missed, "Harrington");
+        word.x -= media.x;
+        word.y -= media.y;
+        EXPECT_PRED2(contains, finding.rect, word);
+        EXPECT_LT(finding.rect.width, word.width + 30);
+        EXPECT_LT(finding.rect.height, word.height + 20);
+    }
+
+    const TextRun line{"Smith wrote to Smith", 72, 700, 12};
+    TempDir dir;
+    DocumentSpec plain;
+    plain.pages = {PageSpec{.texts = {line}}};
+    writeFile(dir.file("plain.pdf"), buildPdf(plain));
+    const ExportVerification result = verify(dir.file("plain.pdf"), {"smith"});
+    std::vector<PageRect> fromText;
+    for (const VerificationFinding& finding : result.findings()) {
+        if (finding.source == RedactionSource::textSearch) fromText.push_back(finding.rect);
+    }
+    ASSERT_EQ(fromText.size(), 2u);
+    EXPECT_PRED2(contains, fromText[0], glyphBox(line, 0, 5));
+    EXPECT_PRED2(contains, fromText[1], glyphBox(line, 15, 20));
+    EXPECT_LT(fromText[0].maxX(), glyphBox(line, 9, 14).x) << "the word, not the line";
+}
+
 // Scans are read as shown; a copy of a page turned after it was made shows its text sideways
 // or upside down, and a name left uncovered there must still be found.
 TEST(Verification, FindsTermsOnTurnedPages) {
