@@ -80,10 +80,43 @@ void PageCanvas::synchronize(const SharedPdfDocument& document, const std::vecto
     }
 }
 
+void PageCanvas::setOutlines(std::vector<PageOutline> outlines) {
+    if (outlines != outlines_) {
+        outlines_ = std::move(outlines);
+        viewport()->update();
+    }
+}
+
+QRectF PageCanvas::pageRectToViewport(qint64 pageIndex, const PageRect& rect) const {
+    if (!document_ || pageIndex < 0 || pageIndex >= document_->pageCount()) {
+        return {};
+    }
+    const QRectF page = pageRectInViewport(pageIndex);
+    const QRectF displayed = pageRectToDisplayed(document_->page(pageIndex), rect);
+    return {page.left() + displayed.left() * scale_, page.top() + displayed.top() * scale_, displayed.width() * scale_,
+            displayed.height() * scale_};
+}
+
+void PageCanvas::revealRect(qint64 pageIndex, const PageRect& rect) {
+    const QRectF target = pageRectToViewport(pageIndex, rect);
+    if (target.isEmpty()) {
+        return;
+    }
+    const QRectF view(QPointF(0, 0), QSizeF(viewport()->size()));
+    const auto centreOn = [](QScrollBar* bar, double from, double to, double extent) {
+        if (from < 0 || to > extent) {
+            bar->setValue(bar->value() + static_cast<int>(std::lround((from + to - extent) / 2)));
+        }
+    };
+    centreOn(verticalScrollBar(), target.top(), target.bottom(), view.height());
+    centreOn(horizontalScrollBar(), target.left(), target.right(), view.width());
+}
+
 void PageCanvas::setDocument(const SharedPdfDocument& document) {
     endDrag();
     document_ = document;
     regions_.clear();
+    outlines_.clear();
     renderQueue_.setDocument(document_);
     relayout();
     verticalScrollBar()->setValue(0);
@@ -345,14 +378,27 @@ void PageCanvas::paintEvent(QPaintEvent*) {
             continue;
         }
         const QRectF page = pageRectInViewport(region.pageIndex);
-        const QRectF displayed = pageRectToDisplayed(document_->page(region.pageIndex), region.rect);
-        const QRectF box(page.left() + displayed.left() * scale_, page.top() + displayed.top() * scale_,
-                         displayed.width() * scale_, displayed.height() * scale_);
+        const QRectF box = pageRectToViewport(region.pageIndex, region.rect);
         painter.save();
         painter.setClipRect(page);
         painter.setPen(QPen(Qt::black, 1.0));
         painter.setBrush(Qt::black);
         painter.drawRect(box);
+        painter.restore();
+    }
+
+    // Outlines over the boxes: a hit already covered still shows where it is.
+    painter.setRenderHint(QPainter::Antialiasing, true);
+    for (const PageOutline& outline : outlines_) {
+        if (!std::binary_search(shown.begin(), shown.end(), outline.pageIndex)) {
+            continue;
+        }
+        const QColor tint = outline.kind == PageOutline::Kind::finding ? theme::systemOrange(pal) : theme::teal();
+        painter.save();
+        painter.setClipRect(pageRectInViewport(outline.pageIndex));
+        painter.setPen(QPen(tint, outline.emphasised ? 3.0 : 1.5));
+        painter.setBrush(theme::withAlpha(tint, outline.emphasised ? 0.30 : 0.14));
+        painter.drawRect(pageRectToViewport(outline.pageIndex, outline.rect).adjusted(-1, -1, 1, 1));
         painter.restore();
     }
 

@@ -18,6 +18,17 @@
 
 namespace norvane {
 
+// A place outlined on a page, never filled solid, so it cannot be taken for a pending box.
+struct PageOutline {
+    enum class Kind { searchHit, finding };
+    qint64 pageIndex = 0;
+    PageRect rect;
+    Kind kind = Kind::searchHit;
+    bool emphasised = false;
+
+    friend bool operator==(const PageOutline&, const PageOutline&) = default;
+};
+
 class PageCanvas : public QAbstractScrollArea {
     Q_OBJECT
 
@@ -38,6 +49,13 @@ public:
                      qint64 selectedPageIndex);
 
     const SharedPdfDocument& document() const { return document_; }
+
+    void setOutlines(std::vector<PageOutline> outlines);
+    const std::vector<PageOutline>& outlines() const { return outlines_; }
+    // Scrolls the least needed to show a page-space rectangle, centred where it must move.
+    void revealRect(qint64 pageIndex, const PageRect& rect);
+    // Where a page-space rectangle sits in viewport coordinates (empty for no such page).
+    QRectF pageRectToViewport(qint64 pageIndex, const PageRect& rect) const;
 
     // Zoom relative to fitting the widest page to the view's width.
     double zoom() const { return zoom_; }
@@ -95,6 +113,7 @@ private:
     SharedPdfDocument creationDocument_;
     SharedPdfDocument document_;
     std::vector<RedactionRegion> regions_;
+    std::vector<PageOutline> outlines_;
     ManualRedactionHandler onManualRedaction_;
 
     double zoom_ = 1.0;

@@ -20,6 +20,7 @@ RedactionViewModel::~RedactionViewModel() = default;
     } while (false)
 
 void RedactionViewModel::setDocument(SharedPdfDocument document) {
+    setHighlight(std::nullopt);
     NORVANE_ASSIGN(document_, std::move(document), documentChanged);
 }
 void RedactionViewModel::setSourceURL(const OptionalString& url) {
@@ -29,6 +30,9 @@ void RedactionViewModel::setRedactions(RegionList redactions) {
     NORVANE_ASSIGN(redactions_, std::move(redactions), redactionsChanged);
 }
 void RedactionViewModel::setSearchResults(SearchResultList results) {
+    if (highlight_ && highlight_->origin == PageHighlight::Origin::searchResult) {
+        setHighlight(std::nullopt);
+    }
     NORVANE_ASSIGN(searchResults_, std::move(results), searchResultsChanged);
 }
 void RedactionViewModel::setSelectedPageIndex(qint64 index) {
@@ -50,7 +54,17 @@ void RedactionViewModel::setOutputURL(const OptionalString& url) {
     NORVANE_ASSIGN(outputURL_, url, outputURLChanged);
 }
 void RedactionViewModel::setVerification(const OptionalVerification& verification) {
+    if (highlight_ && highlight_->origin == PageHighlight::Origin::finding) {
+        setHighlight(std::nullopt);
+    }
     NORVANE_ASSIGN(verification_, verification, verificationChanged);
+}
+void RedactionViewModel::setHighlight(const std::optional<PageHighlight>& highlight) {
+    // Only real changes: the canvas scrolls on each.
+    if (highlight_ != highlight) {
+        highlight_ = highlight;
+        emit highlightChanged();
+    }
 }
 void RedactionViewModel::setIsBusy(bool busy) {
     NORVANE_ASSIGN(isBusy_, busy, isBusyChanged);
@@ -157,6 +171,39 @@ void RedactionViewModel::addAllSearchResults() {
     for (const auto& result : results) {
         addSearchResult(result);
     }
+    setStatusText(QString::number(redactions_.size()) + QStringLiteral(" pending redactions"));
+}
+
+SearchResultList RedactionViewModel::remainingFindings() const {
+    SearchResultList found;
+    if (!document_ || !verification_) {
+        return found;
+    }
+    for (const VerificationFinding& finding : verification_->findings()) {
+        if (finding.pageIndex < 0 || finding.pageIndex >= document_->pageCount()) {
+            continue;
+        }
+        const PageRect media = document_->page(finding.pageIndex).mediaBox.standardized();
+        PageRect rect = finding.rect.standardized();
+        rect.x += media.x;
+        rect.y += media.y;
+        found.push_back({Uuid::random(), finding.pageIndex, rect, finding.term, finding.source});
+    }
+    return found;
+}
+
+void RedactionViewModel::redactRemaining() {
+    const SearchResultList found = remainingFindings();
+    if (found.empty()) {
+        return;
+    }
+    auto regions = redactions_;
+    for (const auto& finding : found) {
+        appendSearchResult(regions, finding);
+    }
+    setRedactions(std::move(regions));
+    setSelectedPageIndex(found.front().pageIndex);
+    setVerification(std::nullopt);  // it spoke of the regions before these
     setStatusText(QString::number(redactions_.size()) + QStringLiteral(" pending redactions"));
 }
 

@@ -23,6 +23,17 @@ using OptionalVerification = std::optional<ExportVerification>;
 using RegionList = std::vector<RedactionRegion>;
 using SearchResultList = std::vector<RedactionSearchResult>;
 
+// A place on a source page the canvas outlines and brings into view: a search hit, or where
+// verification still read a term.
+struct PageHighlight {
+    enum class Origin { searchResult, finding };
+    qint64 pageIndex = 0;
+    PageRect rect;
+    Origin origin = Origin::searchResult;
+
+    friend bool operator==(const PageHighlight&, const PageHighlight&) = default;
+};
+
 class RedactionViewModel : public QObject, public std::enable_shared_from_this<RedactionViewModel> {
     Q_OBJECT
     Q_PROPERTY(norvane::SharedPdfDocument document READ document NOTIFY documentChanged)
@@ -58,6 +69,7 @@ public:
     const OptionalString& outputURL() const { return outputURL_; }
     const OptionalVerification& verification() const { return verification_; }
     bool isBusy() const { return isBusy_; }
+    const std::optional<PageHighlight>& highlight() const { return highlight_; }
     bool labelRedactions() const { return labelRedactions_; }
     const std::shared_ptr<BackgroundTask>& task() const { return task_; }
 
@@ -86,6 +98,14 @@ public:
     void exportSecureCopy();
     void revealOutput();
 
+    // The verification's findings in the source's page space: the copy's pages are the source's
+    // media boxes moved to the origin, same size and rotation.
+    SearchResultList remainingFindings() const;
+    // Adds every finding as a pending region, so exporting again removes what was left.
+    void redactRemaining();
+    // Cleared when what it points into is replaced: the results, the verification, the document.
+    void setHighlight(const std::optional<PageHighlight>& highlight);
+
     // Installs a fresh handle as the one task in flight; the background operations call
     // cancel() first, so the previous one never outlives this.
     std::shared_ptr<BackgroundTask> beginTask();
@@ -104,6 +124,7 @@ signals:
     void verificationChanged();
     void isBusyChanged();
     void labelRedactionsChanged();
+    void highlightChanged();
 
 protected:
     explicit RedactionViewModel(SharedServices services);
@@ -130,6 +151,7 @@ private:
     OptionalVerification verification_;
     bool isBusy_ = false;
     bool labelRedactions_ = false;
+    std::optional<PageHighlight> highlight_;
     std::shared_ptr<BackgroundTask> task_;
     SharedServices services_;
 };

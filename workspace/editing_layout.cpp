@@ -84,6 +84,14 @@ EditingLayout::EditingLayout(RedactionViewModel& model, std::function<void()> op
     connect(&model_, &RedactionViewModel::documentChanged, this, &EditingLayout::syncCanvas);
     connect(&model_, &RedactionViewModel::redactionsChanged, this, &EditingLayout::syncCanvas);
     connect(&model_, &RedactionViewModel::selectedPageIndexChanged, this, &EditingLayout::syncCanvas);
+    connect(&model_, &RedactionViewModel::searchResultsChanged, this, &EditingLayout::syncCanvas);
+    connect(&model_, &RedactionViewModel::verificationChanged, this, &EditingLayout::syncCanvas);
+    connect(&model_, &RedactionViewModel::highlightChanged, this, [this] {
+        syncCanvas();
+        if (const auto& highlight = model_.highlight()) {
+            canvas_->revealRect(highlight->pageIndex, highlight->rect);
+        }
+    });
     syncToolbar();
     syncStatusBar();
     syncCanvas();
@@ -223,6 +231,19 @@ void EditingLayout::syncCanvas() {
         canvas_ = fresh;
     }
     canvas_->synchronize(model_.document(), model_.redactions(), model_.selectedPageIndex());
+
+    const auto& highlight = model_.highlight();
+    std::vector<PageOutline> outlines;
+    const auto add = [&](const SearchResultList& places, PageOutline::Kind kind, PageHighlight::Origin origin) {
+        for (const auto& place : places) {
+            const bool emphasised = highlight && highlight->origin == origin &&
+                                    highlight->pageIndex == place.pageIndex && highlight->rect == place.rect;
+            outlines.push_back({place.pageIndex, place.rect, kind, emphasised});
+        }
+    };
+    add(model_.searchResults(), PageOutline::Kind::searchHit, PageHighlight::Origin::searchResult);
+    add(model_.remainingFindings(), PageOutline::Kind::finding, PageHighlight::Origin::finding);
+    canvas_->setOutlines(std::move(outlines));
 }
 
 }  // namespace norvane

@@ -68,6 +68,18 @@ T* transparent(T* widget) {
     return widget;
 }
 
+void paintRowBackground(QAbstractButton* row) {
+    QPainter painter(row);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QColor fill = theme::controlBackground(row->palette());
+    if (row->isDown()) {
+        fill = fill.darker(108);
+    }
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(fill);
+    painter.drawRoundedRect(QRectF(row->rect()), 8, 8);
+}
+
 }  // namespace
 
 // ---- rows ----
@@ -94,15 +106,24 @@ SearchResultRow::SearchResultRow(const RedactionSearchResult& result, QWidget* p
 }
 
 void SearchResultRow::paintEvent(QPaintEvent*) {
-    QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    QColor fill = theme::controlBackground(palette());
-    if (isDown()) {
-        fill = fill.darker(108);
-    }
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(fill);
-    painter.drawRoundedRect(QRectF(rect()), 8, 8);
+    paintRowBackground(this);
+}
+
+FindingRow::FindingRow(const RedactionSearchResult& finding, QWidget* parent)
+    : QAbstractButton(parent), finding_(finding) {
+    setCursor(Qt::PointingHandCursor);
+    setFocusPolicy(Qt::TabFocus);
+    const QString text = pageLabel(finding.pageIndex) + QString::fromUtf8(" \u00b7 ") + qs(finding.text);
+    setAccessibleName(text);
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins(8, 6, 8, 6);
+    row->addWidget(transparent(new ElidedLabel(text, theme::font(TextStyle::Caption), theme::primaryText(), this)), 1);
+    row->addWidget(transparent(new theme::ThemedLabel(sourceLabel(finding.source), theme::font(TextStyle::Caption2),
+                                                      theme::secondaryText(), this)));
+}
+
+void FindingRow::paintEvent(QPaintEvent*) {
+    paintRowBackground(this);
 }
 
 PendingRow::PendingRow(const RedactionRegion& region, QWidget* parent) : QWidget(parent), region_(region) {
@@ -240,6 +261,16 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     suspicious_ = wrapping(QString(), TextStyle::Caption, theme::systemOrange, verificationPanel_);
     suspicious_->setObjectName(QStringLiteral("suspiciousMatches"));
     verification->addWidget(suspicious_);
+    findingRowsLayout_ = new QVBoxLayout();
+    findingRowsLayout_->setSpacing(6);
+    verification->addLayout(findingRowsLayout_);
+    moreFindings_ = wrapping(QString(), TextStyle::Caption, theme::secondaryText(), verificationPanel_);
+    verification->addWidget(moreFindings_);
+    redactRemaining_ = new QPushButton(QStringLiteral("Redact Remaining"), verificationPanel_);
+    redactRemaining_->setObjectName(QStringLiteral("redactRemaining"));
+    redactRemaining_->setAutoDefault(false);
+    verification->addWidget(redactRemaining_, 0, Qt::AlignLeft);
+    connect(redactRemaining_, &QPushButton::clicked, this, [this] { model_.redactRemaining(); });
     reveal_ = new QPushButton(theme::platformText(QStringLiteral("Reveal Output in Finder")), verificationPanel_);
     reveal_->setAutoDefault(false);
     verification->addWidget(reveal_, 0, Qt::AlignLeft);
@@ -312,6 +343,7 @@ void InspectorPanel::syncResults() {
             const RedactionSearchResult hit = row->result();  // the row may be rebuilt by what follows
             model_.setSelectedPageIndex(hit.pageIndex);
             model_.addSearchResult(hit);
+            model_.setHighlight(PageHighlight{hit.pageIndex, hit.rect, PageHighlight::Origin::searchResult});
         });
     }
 }
@@ -368,6 +400,31 @@ void InspectorPanel::syncVerification() {
         terms << qs(term);
     suspicious_->setVisible(!terms.isEmpty());
     suspicious_->setText(QStringLiteral("Possible sensitive text still detected: ") + terms.join(QStringLiteral(", ")));
+
+    for (auto* row : findingRows_) {
+        row->hide();
+        findingRowsLayout_->removeWidget(row);
+        row->deleteLater();
+    }
+    findingRows_.clear();
+    // Rows are for finding one's way; a very long list helps nobody and costs widgets.
+    constexpr std::size_t kListed = 100;
+    const SearchResultList found = model_.remainingFindings();
+    for (std::size_t i = 0; i < std::min(found.size(), kListed); ++i) {
+        auto* row = new FindingRow(found[i], verificationPanel_);
+        findingRowsLayout_->addWidget(row);
+        findingRows_.push_back(row);
+        connect(row, &QAbstractButton::clicked, this, [this, row] {
+            const RedactionSearchResult place = row->finding();
+            model_.setSelectedPageIndex(place.pageIndex);
+            model_.setHighlight(PageHighlight{place.pageIndex, place.rect, PageHighlight::Origin::finding});
+        });
+    }
+    moreFindings_->setVisible(found.size() > kListed);
+    moreFindings_->setText(QStringLiteral("Not listed: ") +
+                           QString::number(found.size() - std::min(found.size(), kListed)) +
+                           QStringLiteral(" more places"));
+    redactRemaining_->setVisible(!found.empty());
     reveal_->setVisible(model_.outputURL().has_value());
 }
 

@@ -38,6 +38,20 @@ private:
     RedactionSearchResult result_;
 };
 
+// Where verification still read a term ("Page 13 · term"): pressing it shows the place.
+class FindingRow : public QAbstractButton {
+    Q_OBJECT
+public:
+    FindingRow(const RedactionSearchResult& finding, QWidget* parent);
+    const RedactionSearchResult& finding() const { return finding_; }
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    RedactionSearchResult finding_;
+};
+
 // One pending region with its remove button.
 class PendingRow : public QWidget {
     Q_OBJECT
@@ -65,6 +79,8 @@ public:
     QPushButton* redactAllButton() const { return redactAll_; }
     QCheckBox* labelToggle() const { return labelToggle_; }
     QPushButton* revealButton() const { return reveal_; }
+    QPushButton* redactRemainingButton() const { return redactRemaining_; }
+    std::vector<FindingRow*> findingRows() const { return findingRows_; }
     QPushButton* closeDocumentButton() const { return closeDocument_; }
     QWidget* resultsSection() const { return resultsSection_; }
     QWidget* verificationPanel() const { return verificationPanel_; }
@@ -99,6 +115,10 @@ private:
     theme::ThemedLabel* verdictTitle_ = nullptr;
     theme::ThemedLabel* checkedPages_ = nullptr;
     theme::ThemedLabel* suspicious_ = nullptr;
+    QVBoxLayout* findingRowsLayout_ = nullptr;
+    std::vector<FindingRow*> findingRows_;
+    theme::ThemedLabel* moreFindings_ = nullptr;
+    QPushButton* redactRemaining_ = nullptr;
     QPushButton* reveal_ = nullptr;
     QPushButton* closeDocument_ = nullptr;
 };
