@@ -6,6 +6,7 @@
 #include "model/task_runner.h"
 #include "tests/support/change_recorder.h"
 #include "tests/support/pdf_factory.h"
+#include "tests/support/scan_factory.h"
 #include "tests/support/test_services.h"
 
 #include <QCoreApplication>
@@ -370,6 +371,51 @@ TEST_F(CommandsTest, ExportHandsTheEngineTheLabelAndTermsOfTheMomentItStarts) {
     ASSERT_EQ(history().size(), 1u);
     EXPECT_FALSE(history()[0].verificationPassed);
     EXPECT_EQ(history()[0].redactionCount, 5);
+}
+
+// A hit the user did not add is read again in the copy; its finding goes back onto the
+// source page (offset and turned here), and the second export passes.
+TEST_F(CommandsTest, RedactRemainingClosesWhatTheFirstExportMissed) {
+    engine.ocrMatches = RedactionEngine::ocrMatches;
+    engine.exportSecurePDF = RedactionEngine::exportSecurePDF;
+    engine.verifyOutput = RedactionEngine::verifyOutput;
+    std::vector<testing::ScanPage> pages;
+    for (const char* line : {"Payee Harrington", "Countersigned by Harrington"}) {
+        pages.push_back(
+            {testing::PageSpec{.mediaBox = {40, 60, 612, 792}, .texts = {testing::TextRun{line, 100, 700, 14}}}, 90});
+    }
+    testing::writeFile(dir.file("scan.pdf"), testing::buildScannedPdf(pages));
+    model->open(qPath(dir.file("scan.pdf")));
+    model->setSearchText(QStringLiteral("Harrington"));
+    model->findWithOCR();
+    waitForWorkers();
+    ASSERT_EQ(model->searchResults().size(), 2u);
+    model->addSearchResult(model->searchResults()[0]);
+    desktop.answer = qPath(dir.file("first.pdf"));
+    model->exportSecureCopy();
+    waitForWorkers();
+
+    EXPECT_EQ(model->statusText(), QStringLiteral("Needs Review"));
+    const SearchResultList found = model->remainingFindings();
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_EQ(found[0].pageIndex, 1);
+    const testing::TextRun& missed = pages[1].source.texts[0];
+    EXPECT_PRED2(testing::contains, found[0].rect,
+                 testing::scannedRect(pages[1], testing::glyphBox(missed, "Harrington")));
+    EXPECT_LT(std::max(found[0].rect.width, found[0].rect.height), 120) << "the word, not the page";
+
+    model->redactRemaining();
+    EXPECT_FALSE(model->verification());
+    ASSERT_EQ(model->redactions().size(), 2u);
+    EXPECT_EQ(std::tuple(model->redactions()[1].source, model->redactions()[1].matchedText),
+              std::tuple(RedactionSource::ocr, std::optional<std::string>("Harrington")));
+    model->redactRemaining();
+    EXPECT_EQ(model->redactions().size(), 2u) << "nothing left to add";
+    desktop.answer = qPath(dir.file("second.pdf"));
+    model->exportSecureCopy();
+    waitForWorkers();
+    EXPECT_EQ(model->statusText(), QStringLiteral("Verification Passed"));
+    EXPECT_TRUE(model->remainingFindings().empty());
 }
 
 // Closing the screen drops the model; the running task keeps it until it has ended.

@@ -354,6 +354,59 @@ TEST_F(LayoutTest, VerdictPanelShowsTheOutcomeAndTheRevealButtonUntilTheRegionsC
     }
 }
 
+// Outlines show where hits and findings are before anything is redacted, are never black,
+// follow the row chosen, and go with the list they came from.
+TEST_F(LayoutTest, HitsAndFindingsAreOutlinedUntilTheirListGoes) {
+    PageCanvas* canvas = layout->canvas();
+    const auto kinds = [&] {
+        std::vector<std::pair<PageOutline::Kind, bool>> shown;
+        for (const PageOutline& outline : canvas->outlines())
+            shown.emplace_back(outline.kind, outline.emphasised);
+        return shown;
+    };
+    using K = PageOutline::Kind;
+    const PageRect place{72, 600, 120, 40};
+    model->setSearchResults({hit(0, place, "Smith"), hit(3, {72, 300, 60, 14}, "Smith")});
+    EXPECT_EQ(kinds(), (std::vector{std::pair{K::searchHit, false}, std::pair{K::searchHit, false}}));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !canvas->renderQueue().image(0).isNull(); }, 10000));
+    canvas->viewport()->repaint();
+    const QImage shot = canvas->viewport()->grab().toImage();
+    const QRect drawn = canvas->pageRectToViewport(0, place).toAlignedRect();
+    int tinted = 0, black = 0;
+    for (int y = drawn.top(); y <= drawn.bottom(); ++y) {
+        for (int x = drawn.left(); x <= drawn.right(); ++x) {
+            const QColor c = shot.pixelColor(x, y);
+            tinted += c.green() > c.red() + 8;
+            black += qGray(c.rgb()) < 40;
+        }
+    }
+    EXPECT_GT(tinted, drawn.width() * drawn.height() / 2) << "a light tint over the page";
+    EXPECT_EQ(black, 0);
+
+    QTest::mouseClick(layout->inspector()->resultRows()[1], Qt::LeftButton);
+    EXPECT_EQ(kinds(), (std::vector{std::pair{K::searchHit, false}, std::pair{K::searchHit, true}}));
+    EXPECT_TRUE(QRectF(canvas->viewport()->rect()).contains(canvas->pageRectToViewport(3, {72, 300, 60, 14})));
+    model->setSearchResults({});
+    EXPECT_TRUE(canvas->outlines().empty());
+    EXPECT_FALSE(model->highlight());
+
+    model->setVerification(ExportVerification::fromFindings(
+        6, {{"Jane Roe", 4, place, RedactionSource::ocr}, {"555-0100", 1, {300, 500, 80, 14}, RedactionSource::ocr}}));
+    const auto rows = layout->inspector()->findingRows();
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_EQ(rows[0]->accessibleName(), QString::fromUtf8("Page 5 \u00b7 Jane Roe"));
+    EXPECT_EQ(kinds(), (std::vector{std::pair{K::finding, false}, std::pair{K::finding, false}}));
+    QTest::mouseClick(rows[0], Qt::LeftButton);
+    EXPECT_EQ(kinds(), (std::vector{std::pair{K::finding, true}, std::pair{K::finding, false}}));
+    EXPECT_EQ(canvas->currentPageIndex(), 4);
+
+    QTest::mouseClick(layout->inspector()->redactRemainingButton(), Qt::LeftButton);
+    ASSERT_EQ(model->redactions().size(), 3u) << "the hit chosen, then both findings";
+    EXPECT_EQ(model->redactions()[1].rect, place);
+    EXPECT_FALSE(layout->inspector()->verificationPanel()->isVisible());
+    EXPECT_TRUE(canvas->outlines().empty());
+}
+
 // Leave events can arrive after the next chip's enter; they must not undo its highlight.
 TEST(GuideStrip, ALateLeaveFromTheLastChipDoesNotUndoTheNextChipsHighlight) {
     QuickGuideStrip strip;
