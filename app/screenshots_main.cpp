@@ -141,7 +141,11 @@ EngineCalls scriptedExport(Ending outcome) {
                                    const PageProgress& progress, std::stop_token) {
         progress(1, 2);
         progress(2, 2);
-        if (outcome == Ending::needsReview) return ExportVerification(2, {"078-05-1120", "Jordan A. Whitfield"});
+        if (outcome == Ending::needsReview) {
+            return ExportVerification::fromFindings(
+                2, {{"078-05-1120", 0, {206, 656, 80, 18}, RedactionSource::ocr},
+                    {"Jordan A. Whitfield", 0, {126, 674, 122, 18}, RedactionSource::ocr}});
+        }
         return ExportVerification(2, {});
     };
     return calls;
