@@ -5,7 +5,8 @@
 // through a streaming matcher, so only the characters of the current partial match are
 // held, however large the document. Lines, blocks and pages are joined by line breaks; a
 // run of white space in the query matches any run of spaces and line breaks in the text,
-// which lets a match continue onto the next line or page.
+// which lets a match continue onto the next line or page. A word broken at a line end with a
+// hyphen is found too, with or without that hyphen.
 
 #include "engine/page_text.h"
 #include "engine/redaction_engine.h"
@@ -33,10 +34,18 @@ constexpr char32_t kGap = 0x110000;
 struct Glyph {
     char32_t c = 0;
     std::int64_t page = 0;
-    std::uint64_t line = 0;  // unique per text line of the document
-    bool hasBox = false;     // line breaks have none
-    PageRect box;            // page space
+    std::uint64_t line = 0;   // unique per text line of the document
+    bool hasBox = false;      // line breaks have none
+    PageRect box;             // page space
+    std::uint64_t order = 0;  // position in the document, the same in every reading of it
+    bool afterJoin = false;   // first glyph of a line joined to a line that ended in a hyphen
 };
+
+using OrderedResults = std::vector<std::pair<std::uint64_t, RedactionSearchResult>>;
+
+bool isHyphen(char32_t c) {
+    return c == '-' || c == 0x00AD || c == 0x2010 || c == 0x2011;
+}
 
 bool isGapCharacter(char32_t c) {
     return c == '\n' || u_isUWhiteSpace(static_cast<UChar32>(c));
@@ -101,7 +110,10 @@ std::vector<char32_t> queryPattern(const std::string& query) {
 // white space). Matches do not overlap: the search goes on after each match's end.
 class Matcher {
 public:
-    explicit Matcher(std::vector<char32_t> pattern) : pattern_(std::move(pattern)), failure_(pattern_.size(), 0) {
+    // `joinsOnly`: report only matches that run across a joined line end; the plain reading
+    // reports the rest.
+    Matcher(std::vector<char32_t> pattern, bool joinsOnly)
+        : pattern_(std::move(pattern)), failure_(pattern_.size(), 0), joinsOnly_(joinsOnly) {
         for (std::size_t i = 1, k = 0; i < pattern_.size(); ++i) {
             while (k > 0 && pattern_[i] != pattern_[k]) {
                 k = failure_[k - 1];
@@ -113,7 +125,7 @@ public:
         }
     }
 
-    void add(const Glyph& glyph, std::vector<RedactionSearchResult>& results, const std::string& fallbackText) {
+    void add(const Glyph& glyph, OrderedResults& results, const std::string& fallbackText) {
         const std::uint64_t index = glyphBase_ + glyphs_.size();
         glyphs_.push_back(glyph);
         const bool gap = isGapCharacter(glyph.c);
@@ -156,15 +168,28 @@ private:
 
     // One rectangle per page the match touches: the union of its line boxes there, else
     // the union of everything it has there.
-    void emit(std::uint64_t first, std::uint64_t last, std::vector<RedactionSearchResult>& results,
-              const std::string& fallbackText) const {
+    // A match across a joined line end gets one rectangle per line instead: the union of a
+    // line's end and the next line's start would black out both lines.
+    void emit(std::uint64_t first, std::uint64_t last, OrderedResults& results, const std::string& fallbackText) const {
         std::string text;
+        bool joined = false;
         for (std::uint64_t i = first; i <= last; ++i) {
             appendUtf8(text, glyphs_[i - glyphBase_].c);
+            joined = joined || (joinsOnly_ && i > first && glyphs_[i - glyphBase_].afterJoin);
+        }
+        if (joinsOnly_ && !joined) {
+            return;
         }
         if (text.empty()) {
             text = fallbackText;
         }
+        const std::uint64_t order = glyphs_[first - glyphBase_].order;
+        const auto push = [&](std::int64_t page, const std::optional<PageRect>& rect) {
+            if (rect && rect->width > 1.0 && rect->height > 1.0) {
+                results.emplace_back(order, RedactionSearchResult{Uuid::random(), page, safetyExpanded(*rect), text,
+                                                                  RedactionSource::textSearch});
+            }
+        };
 
         std::uint64_t i = first;
         while (i <= last) {
@@ -185,19 +210,22 @@ private:
                     continue;
                 }
                 if (currentLine && g.line != currentLineId) {
+                    if (joined) {
+                        push(page, currentLine);
+                        currentLine.reset();
+                    }
                     closeLine();
                 }
                 currentLineId = g.line;
                 currentLine = currentLine ? boundsUnion(*currentLine, g.box) : g.box;
                 everything = everything ? boundsUnion(*everything, g.box) : g.box;
             }
-            closeLine();
-            const std::optional<PageRect> rect = linesUnion ? linesUnion : everything;
-            if (!rect || !(rect->width > 1.0) || !(rect->height > 1.0)) {
+            if (joined) {
+                push(page, currentLine);
                 continue;
             }
-            results.push_back(
-                RedactionSearchResult{Uuid::random(), page, safetyExpanded(*rect), text, RedactionSource::textSearch});
+            closeLine();
+            push(page, linesUnion ? linesUnion : everything);
         }
     }
 
@@ -217,21 +245,46 @@ private:
     std::deque<Glyph> glyphs_;
     std::uint64_t glyphBase_ = 0;  // document-wide index of glyphs_.front()
     bool lastWasGap_ = false;
+    bool joinsOnly_ = false;
+};
+
+// The text is read three ways at once: as it stands (line ends are white space), with a
+// line-end hyphen and its line end dropped ("QUO-" + "KKA" reads "QUOKKA"), and with only the
+// line end dropped ("7731-" + "QUOKKA" reads "7731-QUOKKA").
+struct Readings {
+    explicit Readings(const std::vector<char32_t>& pattern)
+        : plain(pattern, false), dropHyphen(pattern, true), keepHyphen(pattern, true) {}
+    Matcher plain, dropHyphen, keepHyphen;
+    OrderedResults results;
+    std::uint64_t order = 0;
+    std::uint64_t lineCounter = 0;
+    bool joining = false;  // the previous line ended in a hyphen
 };
 
 // Feeds one page's characters; a page MuPDF cannot read contributes nothing.
-void feedPage(const mu::Session& session, int pageIndex, Matcher& matcher, std::uint64_t& lineCounter,
-              std::vector<RedactionSearchResult>& results, const std::string& fallbackText) {
+void feedPage(const mu::Session& session, int pageIndex, Readings& r, const std::string& fallbackText) {
     Glyph lineBreak;
     lineBreak.c = '\n';
     lineBreak.page = pageIndex;
     try {
         forEachTextLine(session, pageIndex, [&](const std::vector<TextLayerChar>& line) {
-            const std::uint64_t lineId = ++lineCounter;
-            for (const TextLayerChar& ch : line) {
-                matcher.add(Glyph{ch.c, pageIndex, lineId, true, ch.box}, results, fallbackText);
+            const std::uint64_t lineId = ++r.lineCounter;
+            const bool hyphenated = !line.empty() && isHyphen(line.back().c);
+            for (std::size_t i = 0; i < line.size(); ++i) {
+                const Glyph glyph{line[i].c, pageIndex, lineId, true, line[i].box, r.order++, i == 0 && r.joining};
+                r.plain.add(glyph, r.results, fallbackText);
+                r.keepHyphen.add(glyph, r.results, fallbackText);
+                if (!(hyphenated && i + 1 == line.size())) {
+                    r.dropHyphen.add(glyph, r.results, fallbackText);
+                }
             }
-            matcher.add(lineBreak, results, fallbackText);
+            lineBreak.order = r.order++;
+            r.plain.add(lineBreak, r.results, fallbackText);
+            if (!hyphenated) {
+                r.dropHyphen.add(lineBreak, r.results, fallbackText);
+                r.keepHyphen.add(lineBreak, r.results, fallbackText);
+            }
+            r.joining = hyphenated;
         });
     } catch (const mu::MuPdfError&) {
     }
@@ -250,16 +303,20 @@ std::vector<RedactionSearchResult> RedactionEngine::nativeTextMatches(const Shar
     if (pattern.empty()) {
         return results;
     }
+    Readings readings(pattern);
     try {
         mu::Session session(document);
-        Matcher matcher(std::move(pattern));
-        std::uint64_t lineCounter = 0;
         const auto pageCount = static_cast<int>(std::min<std::int64_t>(document->pageCount(), INT32_MAX));
         for (int page = 0; page < pageCount; ++page) {
-            feedPage(session, page, matcher, lineCounter, results, trimmedQuery);
+            feedPage(session, page, readings, trimmedQuery);
         }
     } catch (const std::exception&) {
         // The search cannot fail: what was found before the trouble is what there is.
+    }
+    std::stable_sort(readings.results.begin(), readings.results.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (auto& [order, result] : readings.results) {
+        results.push_back(std::move(result));
     }
     return results;
 }

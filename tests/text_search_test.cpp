@@ -124,7 +124,18 @@ INSTANTIATE_TEST_SUITE_P(
         // A partial match that overlaps the real one: the search must fall back, not start over.
         QueryCase{"selfOverlappingQuery", {{"Mississippi", "AAAB ABABAC"}}, "issip", {{0, "issip"}}},
         QueryCase{"repeatedPrefix", {{"AAAB ABABAC"}}, "ababac", {{0, "ABABAC"}}},
-        QueryCase{"noTextLayer", {{}}, "Smith", {}}),
+        QueryCase{"noTextLayer", {{}}, "Smith", {}},
+        // A word broken with a hyphen at a line end: one result per line part.
+        QueryCase{"hyphenDroppedAtLineEnd",
+                  {{"Code ZEPHYR-7731-QUO-", "KKA follows"}},
+                  "zephyr-7731-quokka",
+                  {{0, "ZEPHYR-7731-QUOKKA"}, {0, "ZEPHYR-7731-QUOKKA"}}},
+        QueryCase{
+            "hyphenKeptAtLineEnd", {{"ref 7731-", "QUOKKA"}}, "7731-Quokka", {{0, "7731-QUOKKA"}, {0, "7731-QUOKKA"}}},
+        QueryCase{
+            "hyphenAtPageEnd", {{"ZEPHYR-"}, {"QUOKKA"}}, "zephyrquokka", {{0, "ZEPHYRQUOKKA"}, {1, "ZEPHYRQUOKKA"}}},
+        QueryCase{"hyphenInsideALineStays", {{"ZEPHYR-QUOKKA"}}, "zephyrquokka", {}},
+        QueryCase{"wordsAroundAHyphenatedBreakStillFound", {{"Smith co-", "signed"}}, "smith", {{0, "Smith"}}}),
     [](const auto& p) { return std::string(p.param.name); });
 
 TEST(TextSearch, UnitesTheLineBoxesOfAWrappedMatch) {
@@ -136,6 +147,19 @@ TEST(TextSearch, UnitesTheLineBoxesOfAWrappedMatch) {
     ASSERT_EQ(results.size(), 1u);
     EXPECT_PRED2(contains, results[0].rect, glyphBox(first, "John"));
     EXPECT_PRED2(contains, results[0].rect, glyphBox(second, "Smith"));
+}
+
+TEST(TextSearch, AHyphenatedMatchIsBoxedOnEachLineAlone) {
+    const TextRun first{"A long first line that ends in ZEPHYR-7731-QUO-", 72, 720, 12};
+    const TextRun second{"KKA and then the second line goes on", 72, 705, 12};
+    DocumentSpec spec;
+    spec.pages = {PageSpec{.texts = {first, second}}};
+    const auto results = RedactionEngine::nativeTextMatches(load(spec), "ZEPHYR-7731-QUOKKA");
+    ASSERT_EQ(results.size(), 2u);
+    EXPECT_PRED2(contains, results[0].rect, glyphBox(first, "ZEPHYR-7731-QUO"));
+    EXPECT_GT(results[0].rect.minX(), glyphBox(first, "ends").maxX()) << "not the line's start";
+    EXPECT_PRED2(contains, results[1].rect, glyphBox(second, "KKA"));
+    EXPECT_LT(results[1].rect.maxX(), glyphBox(second, "then").x) << "not the next line's rest";
 }
 
 // The font maps code 0x80 to the "fi" glyph, so the text layer holds U+FB01.
