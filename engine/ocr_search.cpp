@@ -63,10 +63,27 @@ std::vector<PageRect> pageMatches(const std::vector<PageReading>& readings, cons
     std::vector<PageRect> upright;
     std::vector<PageRect> turned;
     for (const PageReading& reading : readings) {
-        for (const OcrLine& line : reading.lines) {
-            std::vector<PageRect> rects = lineMatches(reading.geometry, line, term, queryKey);
-            auto& into = line.upright ? upright : turned;
+        const auto& lines = reading.lines;
+        std::vector<std::string> keys;
+        for (const OcrLine& line : lines) {
+            keys.push_back(normalizedSearchKey(line.text));
+        }
+        for (std::size_t i = 0; i < lines.size(); ++i) {
+            std::vector<PageRect> rects = lineMatches(reading.geometry, lines[i], term, queryKey);
+            auto& into = lines[i].upright ? upright : turned;
             into.insert(into.end(), rects.begin(), rects.end());
+            // A term the recogniser split over this line and the next of its block: both lines
+            // go whole, since no literal search can place the parts.
+            if (i + 1 < lines.size() && lines[i + 1].block == lines[i].block) {
+                if (countOccurrences(keys[i] + keys[i + 1], queryKey) >
+                    countOccurrences(keys[i], queryKey) + countOccurrences(keys[i + 1], queryKey)) {
+                    for (const OcrLine* part : {&lines[i], &lines[i + 1]}) {
+                        if (const auto whole = coveringRect(reading.geometry, part->box)) {
+                            (part->upright ? upright : turned).push_back(*whole);
+                        }
+                    }
+                }
+            }
         }
     }
     for (const PageRect& rect : turned) {

@@ -202,12 +202,16 @@ std::vector<OcrLine> OcrService::recognize(const PageImage& image, double dpi, f
     const float minimumHeight = minimumLineHeight * static_cast<float>(image.height);
     bool inLine = false;
     bool keepLine = false;
+    std::size_t block = 0;
     std::unique_ptr<tesseract::ResultIterator> it(api_->GetIterator());
     if (it) {
         it->Begin();
         do {
             if (it->Empty(tesseract::RIL_SYMBOL)) {
                 continue;
+            }
+            if (inLine && it->IsAtBeginningOf(tesseract::RIL_BLOCK)) {
+                ++block;
             }
             if (!inLine || it->IsAtBeginningOf(tesseract::RIL_TEXTLINE)) {
                 inLine = true;
@@ -224,6 +228,7 @@ std::vector<OcrLine> OcrService::recognize(const PageImage& image, double dpi, f
                     line.box = normalized(left, top, right, bottom, image.width, image.height);
                     line.upright = orientation == tesseract::ORIENTATION_PAGE_UP &&
                                    direction != tesseract::WRITING_DIRECTION_TOP_TO_BOTTOM;
+                    line.block = block;
                     lines.push_back(std::move(line));
                 }
             } else if (keepLine && it->IsAtBeginningOf(tesseract::RIL_WORD) && !lines.back().text.empty()) {

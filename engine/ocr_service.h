@@ -41,6 +41,7 @@ struct OcrLine {
     // False for a line the recogniser read turned (sideways text in a vertical block): its
     // character boxes are not to be trusted, only the line's own box.
     bool upright = true;
+    std::size_t block = 0;  // lines of one block share it, counted from 0 in reading order
     std::vector<Symbol> symbols;
 
     // Union of the boxes of the symbols that overlap the byte range [begin, end); nothing

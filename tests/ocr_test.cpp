@@ -110,6 +110,20 @@ TEST(Ocr, ALineOnlyTheKeyMatchesIsCoveredWhole) {
     }
 }
 
+// A term the recogniser reads over two lines of one block is found; each line goes whole.
+TEST(Ocr, ATermSplitOverTwoLinesCoversBoth) {
+    const TextRun first{"Payment reference ZEPHYR-7731-", 72, 720, 14};
+    const TextRun second{"QUOKKA confirmed today", 72, 702, 14};
+    const auto results = search(scanned({ScanPage{PageSpec{.texts = {first, second}}}}), "ZEPHYR-7731-QUOKKA");
+    ASSERT_EQ(results.size(), 2u);
+    EXPECT_PRED2(contains, results[0].rect, glyphBox(first, 0, first.text.size()));
+    EXPECT_PRED2(contains, results[1].rect, glyphBox(second, 0, second.text.size()));
+    EXPECT_LT(results[0].rect.minY(), results[1].rect.maxY()) << "next to each other";
+    EXPECT_TRUE(
+        search(scanned({ScanPage{PageSpec{.texts = {first, {"nothing here", 72, 500, 14}}}}}), "ZEPHYR-7731-QUOKKA")
+            .empty());
+}
+
 // A page turned after it was made (its text upright as stored, shown sideways or upside
 // down) gets the same boxes from recognition as from its text layer.
 TEST(Ocr, TurnedTextPagesGetTheTextLayersBoxes) {
