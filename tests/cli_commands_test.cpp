@@ -1,11 +1,15 @@
+// The command-line tool through cli::run, and through the built executable for what only a
+// process shows: where its output goes and which history file it writes.
+
 #include "cli/commands.h"
-#include "engine/redaction_engine.h"
 #include "tests/support/pdf_factory.h"
 #include "tests/support/scan_factory.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <sys/wait.h>
+#include <cstdlib>
 #include <map>
 #include <sstream>
 
@@ -31,75 +35,42 @@ std::vector<unsigned char> samplePdf() {
     return testing::buildPdf(document);
 }
 
-PageRect johnSmith() {
-    return RedactionEngine::nativeTextMatches(PdfDocument::fromBytes(samplePdf()), "John Smith").at(0).rect;
-}
-
 class CliCommands : public ::testing::Test {
 protected:
     void SetUp() override { testing::writeFile(dir_.file("in.pdf"), samplePdf()); }
 
     // IN and OUT stand for in.pdf and out.pdf in the test's folder, DIR for the folder.
-    Outcome cli(std::vector<std::string> args, bool terminal = false) const {
+    Outcome cli(std::vector<std::string> args) const {
         for (auto& arg : args) {
             if (arg == "IN" || arg == "OUT") arg = arg == "IN" ? "DIR/in.pdf" : "DIR/out.pdf";
             if (arg.starts_with("DIR")) arg = dir_.path().string() + arg.substr(3);
         }
         std::ostringstream out;
         std::ostringstream err;
-        const int exitCode = cli::run(args, cli::Console{out, err, terminal}, services_);
+        const int exitCode = cli::run(args, cli::Console{out, err}, services_);
         return {exitCode, out.str(), err.str()};
     }
+    // Through the shell, so `arguments` come quoted; stdout is left in out.json.
+    int executable(const std::string& arguments, const std::string& environment = "") const {
+        const auto redirect = " >" + quoted(dir_.file("out.json")) + " 2>/dev/null";
+        const int status = std::system((environment + " " NORVANE_REDACT_EXE " " + arguments + redirect).c_str());
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    Json printed() const { return Json::parse(testing::readFile(dir_.file("out.json"))); }
+    static std::string quoted(const fs::path& path) { return "'" + path.string() + "'"; }
 
     testing::TempDir dir_;
     Services services_{std::make_shared<RecentRedactionStore>(std::nullopt), nullptr, {}};
 };
 
-TEST_F(CliCommands, FindPrintsHitsAsJson) {
-    const auto run = cli({"find", "IN", "  john smith "});
-    ASSERT_EQ(run.exitCode, 0) << run.err;
-    auto hits = Json::parse(run.out);
-    ASSERT_EQ(hits.size(), 1u);
-    EXPECT_TRUE(Uuid::parse(hits[0]["id"].get<std::string>()).has_value());
-    hits[0].erase("id");
-    const PageRect r = johnSmith();
-    EXPECT_EQ(
-        hits[0],
-        Json({{"pageIndex", 1}, {"rect", {r.x, r.y, r.width, r.height}}, {"text", "John Smith"}, {"source", "Text"}}));
-    EXPECT_EQ(Json::parse(cli({"find", "IN", "Jones"}).out), Json::array());
-}
-
-TEST_F(CliCommands, ExportWritesAVerifiedCopy) {
-    const auto run = cli({"export", "IN", "-o", "OUT", "--find", "Smith", "--region", "0:72,700,100,40", "--label"},
-                         /*terminal=*/true);
-    ASSERT_EQ(run.exitCode, 0) << run.err;
-    EXPECT_EQ(Json::parse(run.out),
-              Json({{"output", dir_.file("out.pdf").string()},
-                    {"pageCount", 2},
-                    {"redactionCount", 3},
-                    {"verification", {{"passed", true}, {"checkedPages", 2}, {"suspiciousMatches", Json::array()}}}}));
-    // One bar per stage, redrawn in place, its line ended once full.
-    EXPECT_TRUE(run.said("\r[")) << run.err;
-    EXPECT_TRUE(run.said("] Exporting page 2 of 2")) << run.err;
-    EXPECT_TRUE(run.said("] Verifying page 2 of 2")) << run.err;
-    EXPECT_EQ(run.err.back(), '\n');
-}
-
-// Only OCR sees the name on a scan: the text search finds nothing, yet the copy is checked
-// for the term and needs review, and so does verifying it again.
+// Only OCR (find --ocr) sees the name on a scan: the text search finds nothing, yet the copy
+// is checked for the term and needs review, and so does verifying it again.
 TEST_F(CliCommands, TermsOnlyOcrSeesAreStillVerified) {
     testing::ScanPage scan;
     scan.source.texts = {testing::TextRun{"Beneficiary: Margaret Oyelaran", 72, 700, 14}};
     testing::writeFile(dir_.file("in.pdf"), testing::buildScannedPdf({scan}));
 
-    const auto find = cli({"find", "IN", "Oyelaran", "--ocr"});
-    ASSERT_EQ(find.exitCode, 0) << find.err;
-    const auto hits = Json::parse(find.out);
-    ASSERT_EQ(hits.size(), 1u);
-    EXPECT_EQ(hits[0]["source"], "OCR");
-    EXPECT_EQ(hits[0]["text"], "Oyelaran");
-    EXPECT_TRUE(find.said("OCR 1 of 1\n")) << find.err;
-
+    EXPECT_EQ(Json::parse(cli({"find", "IN", "Oyelaran", "--ocr"}).out).at(0)["source"], "OCR");
     const auto run = cli({"export", "IN", "-o", "OUT", "--find", "Oyelaran", "--region", "0:10,10,50,50"});
     EXPECT_EQ(run.exitCode, 3) << run.err;
     EXPECT_TRUE(run.said("--find term 1 found no matches")) << run.err;
@@ -113,19 +84,28 @@ TEST_F(CliCommands, TermsOnlyOcrSeesAreStillVerified) {
     EXPECT_TRUE(verify.said("Verifying page 1 of 1\n")) << verify.err;
 }
 
-// The workspace's duplicate rule across --find hits; drawn regions are kept as given and
-// still block search hits with the same geometry.
-TEST_F(CliCommands, ExportCountsRegionsAsTheWorkspaceWould) {
-    const PageRect r = johnSmith();
+// The hit find prints feeds the export: the workspace's duplicate rule across --find hits;
+// drawn regions are kept as given and still block search hits with the same geometry.
+TEST_F(CliCommands, FindPrintsHitsAndExportCountsRegionsAsTheWorkspaceWould) {
+    const auto find = cli({"find", "IN", "  john smith "});
+    ASSERT_EQ(find.exitCode, 0) << find.err;
+    auto hits = Json::parse(find.out);
+    ASSERT_EQ(hits.size(), 1u);
+    EXPECT_TRUE(Uuid::parse(hits[0]["id"].get<std::string>()).has_value());
+    const auto r = hits[0]["rect"].get<std::vector<double>>();  // x, y, width, height
+    hits[0].erase("id");
+    hits[0].erase("rect");
+    EXPECT_EQ(hits[0], Json({{"pageIndex", 1}, {"text", "John Smith"}, {"source", "Text"}}));
+    EXPECT_EQ(Json::parse(cli({"find", "IN", "Jones"}).out), Json::array());
+
     std::ostringstream nearJohnSmith;  // a point off the hit
     nearJohnSmith.precision(17);
-    nearJohnSmith << "1:" << r.x + 1 << ',' << r.y - 1 << ',' << r.width + 2 << ',' << r.height;
+    nearJohnSmith << "1:" << r.at(0) + 1 << ',' << r.at(1) - 1 << ',' << r.at(2) + 2 << ',' << r.at(3);
     const std::pair<std::vector<std::string>, int> cases[] = {
         {{"--find", "Smith", "--find", "smith"}, 2},
         {{"--find", "John Smith", "--find", "Smith"}, 3},
         {{"--region", "0:10,10,50,50", "--region", "0:10,10,50,50"}, 2},
         {{"--region", nearJohnSmith.str(), "--find", "John Smith"}, 1},
-        {{"--region", "0:10,10,50,50", "--find", "Cover"}, 2},
     };
     for (const auto& [actions, regions] : cases) {
         std::vector<std::string> args{"export", "IN", "-o", "OUT", "--no-verify"};
@@ -138,24 +118,56 @@ TEST_F(CliCommands, ExportCountsRegionsAsTheWorkspaceWould) {
     }
 }
 
-std::vector<unsigned char> lockedPdf(std::optional<std::string> userPassword) {
-    auto document = testing::textPages({"x"});
-    document.ownerPassword = "owner";
-    document.userPassword = std::move(userPassword);
-    return testing::buildPdf(document);
+// Through the built executable: results go to stdout, and a verified export asked to be
+// recorded lands in the app's own history file.
+TEST_F(CliCommands, ExecutablePrintsResultsAndRecordsVerifiedExportsNewestFirst) {
+    const auto input = dir_.file("Zeugnis Müller.pdf");
+    auto document = testing::textPages({"Employee John Smith", "second page"});
+    document.pages[1].mediaBox = {-100, 50, 400, 300};
+    document.pages[1].rotate = 270;
+    testing::writeFile(input, testing::buildPdf(document));
+    ASSERT_EQ(executable("info " + quoted(input)), 0);
+    EXPECT_EQ(printed(), Json::parse(R"({"pageCount": 2, "encrypted": false, "pages": [
+        {"index": 0, "mediaBox": [0, 0, 612, 792], "rotate": 0},
+        {"index": 1, "mediaBox": [-100, 50, 400, 300], "rotate": 270}]})"));
+
+    const auto exportTo = [&](const char* output, const std::string& options) {
+        const auto command = "export " + quoted(input) + " -o " + quoted(dir_.file(output)) + " --find Smith ";
+        return executable(command + options, "XDG_DATA_HOME=" + quoted(dir_.file("data")));
+    };
+    EXPECT_EQ(exportTo("plain.pdf", ""), 0);
+    EXPECT_EQ(exportTo("unchecked.pdf", "--no-verify --record-history"), 2);
+    EXPECT_FALSE(fs::exists(dir_.file("data")));
+
+    EXPECT_EQ(exportTo("a.pdf", "--label --record-history"), 0);
+    EXPECT_EQ(printed(),
+              Json({{"output", dir_.file("a.pdf").string()},
+                    {"pageCount", 2},
+                    {"redactionCount", 1},
+                    {"verification", {{"passed", true}, {"checkedPages", 2}, {"suspiciousMatches", Json::array()}}}}));
+    EXPECT_EQ(exportTo("b.pdf", "--region 0:0,0,10,10 --record-history"), 0);
+    const auto records =
+        RecentRedactionStore(QString::fromStdString(dir_.file("data/Norvane/Veilmark/recent-redactions.json").string()))
+            .records();
+    ASSERT_EQ(records.size(), 2u);
+    EXPECT_EQ(records[0].outputPath.toStdString(), dir_.file("b.pdf").string());
+    EXPECT_EQ(records[0].redactionCount, 2);
+    EXPECT_EQ(records[1],
+              (RecentRedactionRecord{records[1].id, records[1].exportedAt, QString::fromUtf8("Zeugnis Müller.pdf"),
+                                     QString::fromStdString(dir_.file("a.pdf").string()), 2, 1, true}));
 }
 
 const std::string kOverwrite = "Norvane will not overwrite the original PDF. Choose a different output name.";
 const std::string kEncrypted = "This PDF is encrypted or password-protected. Unlock it before redacting.";
-const std::string kUnreadable = "The selected PDF could not be opened.";
+const std::string kNotCreated = "The secure redacted PDF could not be created.";
+const std::string kNotVerified = "The exported PDF was created but verification could not complete.";
 const std::string kNothingToDo = "Add at least one redaction before exporting.";
 
 struct FailureCase {
     const char* name;
     std::vector<std::string> args;
     int exitCode;
-    std::string message = {};                              // the last line of stderr; usage errors are left unchecked
-    std::optional<std::vector<unsigned char>> input = {};  // instead of the sample
+    std::string message = {};  // the last line of stderr; usage errors are left unchecked
 };
 
 class CliFailures : public CliCommands, public ::testing::WithParamInterface<FailureCase> {};
@@ -171,7 +183,10 @@ std::map<std::string, std::vector<unsigned char>> contents(const fs::path& dir) 
 
 TEST_P(CliFailures, ExitWithoutWritingAnything) {
     const auto input = dir_.file("in.pdf");
-    if (GetParam().input) testing::writeFile(input, *GetParam().input);
+    // Only an owner password guards it, so it opens without one and must still be refused.
+    auto locked = testing::textPages({"x"});
+    locked.ownerPassword = "owner";
+    testing::writeFile(dir_.file("locked.pdf"), testing::buildPdf(locked));
     // Other names of the input, for the overwrite refusals.
     fs::create_symlink(input, dir_.file("link.pdf"));
     fs::create_hard_link(input, dir_.file("hard.pdf"));
@@ -190,35 +205,19 @@ INSTANTIATE_TEST_SUITE_P(
     Cli, CliFailures,
     ::testing::ValuesIn(std::vector<FailureCase>{
         {"unknownCommand", {"redact", "IN"}, 2},
-        {"infoWithoutInput", {"info"}, 2},
-        {"findWithoutText", {"find", "IN"}, 2},
-        {"verifyTermWithoutValue", {"verify", "IN", "--term"}, 2},
-        {"noOutput", {"export", "IN", "--find", "Smith"}, 2},
-        {"outputWithoutValue", {"export", "IN", "--find", "Smith", "-o"}, 2},
         {"noInput", {"export", "-o", "OUT", "--find", "Smith"}, 2},
+        {"optionWithoutValue", {"verify", "IN", "--term"}, 2},
+        {"noOutput", {"export", "IN", "--find", "Smith"}, 2},
         {"unknownOption", {"export", "IN", "-o", "OUT", "--bogus"}, 2},
         {"regionTooFewNumbers", {"export", "IN", "-o", "OUT", "--region", "0:1,2,30"}, 2},
-        {"regionBadPage", {"export", "IN", "-o", "OUT", "--region", "x:1,2,30,40"}, 2},
         {"regionNotFinite", {"export", "IN", "-o", "OUT", "--region", "0:nan,2,30,40"}, 2},
         {"regionTooSmall", {"export", "IN", "-o", "OUT", "--region", "0:1,2,1.5,40"}, 2},
         {"regionPastLastPage", {"export", "IN", "-o", "OUT", "--region", "2:1,2,30,40"}, 2},
         {"nothingFound", {"export", "IN", "-o", "OUT", "--find", "Jones"}, 1, kNothingToDo},
-        {"blankFind", {"export", "IN", "-o", "OUT", "--find", "   "}, 1, kNothingToDo},
-        {"noActions", {"export", "IN", "-o", "OUT"}, 1, kNothingToDo},
-        {"findMissingFile", {"find", "DIR/none.pdf", "Smith"}, 1, kUnreadable},
-        {"infoMissingFile", {"info", "DIR/none.pdf"}, 1, kUnreadable},
-        {"infoNotPdf", {"info", "IN"}, 1, kUnreadable, std::vector<unsigned char>{'G', 'I', 'F', '8', '9', 'a'}},
-        {"infoNoPages", {"info", "IN"}, 1, "The PDF contains no readable pages.", testing::buildPdf({})},
-        {"infoOwnerPassword", {"info", "IN"}, 1, kEncrypted, lockedPdf(std::nullopt)},
-        {"exportUserPassword", {"export", "IN", "-o", "OUT", "--find", "x"}, 1, kEncrypted, lockedPdf("u")},
-        {"unwritableOutput",
-         {"export", "IN", "-o", "DIR/no/out.pdf", "--find", "Smith", "--no-verify"},
-         1,
-         "The secure redacted PDF could not be created."},
-        {"verifyMissingFile",
-         {"verify", "DIR/none.pdf", "--term", "x"},
-         1,
-         "The exported PDF was created but verification could not complete."},
+        {"missingFile", {"find", "DIR/none.pdf", "Smith"}, 1, "The selected PDF could not be opened."},
+        {"ownerPassword", {"export", "DIR/locked.pdf", "-o", "OUT", "--find", "x"}, 1, kEncrypted},
+        {"unwritableOutput", {"export", "IN", "-o", "DIR/no/out.pdf", "--find", "Smith"}, 1, kNotCreated},
+        {"verifyMissingFile", {"verify", "DIR/none.pdf", "--term", "x"}, 1, kNotVerified},
         {"overwriteSamePath", {"export", "IN", "-o", "IN", "--find", "Smith"}, 1, kOverwrite},
         {"overwriteDotDot", {"export", "IN", "-o", "DIR/missing/../in.pdf", "--find", "Smith"}, 1, kOverwrite},
         {"overwriteSymlink", {"export", "IN", "-o", "DIR/link.pdf", "--find", "Smith"}, 1, kOverwrite},

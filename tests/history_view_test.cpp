@@ -93,23 +93,5 @@ TEST_F(HistoryViewTest, CardsShowTheirFactsVerbatimAndRevealThePathAsRecorded) {
     EXPECT_EQ(desktop->revealed, QStringList{longPath});
 }
 
-// Monday 16 November 2026, 08:06:29: no weekday and no seconds, the month abbreviated where it is a word.
-TEST(HistoryWording, DatesShowYearMonthDayHourMinuteOnly) {
-    for (const char* name : {"en_US", "en_GB", "de_DE", "fr_FR", "ja_JP", "ar_EG"}) {
-        QLocale locale{QString::fromLatin1(name)};
-        locale.setNumberOptions(QLocale::OmitGroupSeparator);
-        const QString text = formatExportDate(QDateTime(QDate(2026, 11, 16), QTime(8, 6, 29)), locale);
-        SCOPED_TRACE(std::string(name) + ": " + text.toStdString());
-        EXPECT_TRUE(text.contains(locale.toString(2026)));
-        EXPECT_TRUE(text.contains(locale.toString(6).rightJustified(2, locale.zeroDigit().at(0))));
-        EXPECT_FALSE(text.contains(locale.toString(29)));
-        EXPECT_FALSE(text.contains(locale.dayName(1, QLocale::LongFormat)));
-        EXPECT_FALSE(text.front().isPunct() || text.back().isPunct());
-        if (locale.dateFormat(QLocale::LongFormat).contains(QStringLiteral("MMM"))) {
-            EXPECT_TRUE(text.contains(locale.monthName(11, QLocale::ShortFormat)));
-        }
-    }
-}
-
 }  // namespace
 }  // namespace norvane

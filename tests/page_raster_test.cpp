@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <set>
 
@@ -324,33 +323,6 @@ TEST(CompactEdges, TextPagesGetTenEdgeLevelsAndTheSameInk) {
         const int b = countIn(*compact, strip, isDark);
         EXPECT_NEAR(a, b, 0.25 * std::max(a, b) + 20) << "rows from " << y;
         EXPECT_EQ(a == 0, b == 0) << "rows from " << y;
-    }
-}
-
-TEST(CompactEdges, BoxesLabelsAndImagePagesAreUnchanged) {
-    PageSpec photo = textPage(100);
-    photo.images.push_back({{100, 300, 300, 200}, 64, 64, false, 7});
-    mu::Session session(documentOf({textPage(100), photo}));
-    const auto exactPhoto = renderImage(session, 1, 72, {}, false);
-    const auto compactPhoto = renderImage(session, 1, 72, {}, false, kStored, true);
-    ASSERT_TRUE(exactPhoto && compactPhoto);
-    EXPECT_EQ(exactPhoto->samples, compactPhoto->samples) << "pages with images keep the direct rendering";
-
-    const std::vector<RedactionRegion> boxes{region(0, {60, 690, 300, 50}), region(0, {60, 95, 200, 30})};
-    const auto exact = renderImage(session, 0, 180, boxes, true);
-    const auto compact = renderImage(session, 0, 180, boxes, true, kStored, true);
-    ASSERT_TRUE(exact && compact);
-    for (const auto& box : boxes) {
-        const double s = 180.0 / 72.0;
-        const PixelRect inside{static_cast<int>(box.rect.x * s) + 1, static_cast<int>((792 - box.rect.maxY()) * s) + 1,
-                               static_cast<int>(box.rect.maxX() * s) - 1, static_cast<int>((792 - box.rect.y) * s) - 1};
-        // The same black and the same white label.
-        for (int y = inside.y0; y < inside.y1; ++y) {
-            for (int x = inside.x0; x < inside.x1; ++x) {
-                ASSERT_EQ(std::memcmp(pixel(*exact, x, y), pixel(*compact, x, y), 3), 0) << x << "," << y;
-            }
-        }
-        EXPECT_GT(countIn(*compact, inside, isBlack), area(*compact, inside) / 2);
     }
 }
 

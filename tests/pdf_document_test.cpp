@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <thread>
 
 namespace norvane {
 namespace {
@@ -155,23 +154,6 @@ TEST(PdfDocument, HostilePageTreesEndQuickly) {
             EXPECT_EQ(error.kind(), RedactionError::Kind::cannotOpenPDF);
         }
     }
-}
-
-TEST(PdfDocument, SessionsOnSeveralThreadsShareOneDocument) {
-    const auto document = PdfDocument::fromBytes(buildPdf(textPages({"a", "b", "c", "d"})));
-    std::vector<int> counts(4, -1);
-    {
-        std::vector<std::jthread> threads;
-        for (int& count : counts) {
-            threads.emplace_back([&] {
-                for (int round = 0; round < 20; ++round) {
-                    mu::Session session(document);
-                    mu::muCall(session.ctx(), [&] { count = fz_count_pages(session.ctx(), session.doc()); });
-                }
-            });
-        }
-    }
-    EXPECT_EQ(counts, std::vector<int>(4, 4));
 }
 
 }  // namespace

@@ -1,8 +1,5 @@
 #include "model/recent_redaction_store.h"
-#include "tests/support/change_recorder.h"
 #include "tests/support/pdf_factory.h"
-
-#include <QSet>
 
 #include <gtest/gtest.h>
 
@@ -34,10 +31,10 @@ const QByteArray kRecord = R"({
     "verificationPassed" : false
   })";
 
-const RecentRedactionRecord kDecoded{QUuid::fromString(QLatin1StringView("e621e1f8-c36c-495a-93fc-0c247a3e6e5f")),
-                                     QDateTime::fromString(QStringLiteral("2026-11-16T08:06:29Z"), Qt::ISODate),
+const RecentRedactionRecord kDecoded{QUuid("e621e1f8-c36c-495a-93fc-0c247a3e6e5f"),
+                                     QDateTime(QDate(2026, 11, 16), QTime(8, 6, 29), Qt::UTC),
                                      QString::fromUtf8("a \"b\" \\ Café\ttab.pdf"),
-                                     QStringLiteral("/tmp/x/a-redacted.pdf"),
+                                     "/tmp/x/a-redacted.pdf",
                                      12,
                                      7,
                                      false};
@@ -48,30 +45,23 @@ TEST(RecentRedactionStoreFormat, WritesOneLayoutAndReadsAny) {
     const QByteArray written = "[\n  " + kRecord + ",\n  " + kRecord + "\n]";
     EXPECT_EQ(RecentRedactionStore::encode({kDecoded, kDecoded}), written);
     EXPECT_EQ(RecentRedactionStore::decode(written), (RecentRedactionRecordList{kDecoded, kDecoded}));
-    EXPECT_EQ(RecentRedactionStore::encode({}), QByteArray("[]"));
-    EXPECT_EQ(RecentRedactionStore::decode(" [ ] \n"), RecentRedactionRecordList{});
 
     const QByteArray other =
         R"([{"verificationPassed":false,"sourceName":"a \"b\" \\ Caf\u00e9\u0009tab.pdf",)"
         R"("redactionCount":7,"pageCount":12.0,"outputPath":"/tmp/x/a-redacted.pdf","extra":[1],)"
         R"("id":"e621e1f8-c36c-495a-93fc-0c247a3e6e5f","exportedAt":"2026-11-16T10:06:29+02:00"}])";
-    const auto read = RecentRedactionStore::decode(other);
-    ASSERT_TRUE(read.has_value());
-    EXPECT_EQ(RecentRedactionStore::encode(*read), "[\n  " + kRecord + "\n]");
+    EXPECT_EQ(RecentRedactionStore::decode(other), RecentRedactionRecordList{kDecoded});
 }
 
 QByteArray recordWith(const char* from, const char* to) {
     return "[" + QByteArray(kRecord).replace(from, to) + "]";
 }
 
-std::vector<std::pair<std::string, QByteArray>> damagedFiles() {
+// Any record incomplete, mistyped or with a malformed date refuses the whole file.
+TEST(RecentRedactionStoreFormat, RefusesDamagedFiles) {
     std::vector<std::pair<std::string, QByteArray>> files{
         {"FractionalSeconds", recordWith("08:06:29Z", "08:06:29.123Z")},
-        {"NoZone", recordWith("08:06:29Z", "08:06:29")},
-        {"DateOnly", recordWith("2026-11-16T08:06:29Z", "2026-11-16")},
         {"ImpossibleDay", recordWith("2026-11-16", "2026-02-30")},
-        {"DateAsNumber", recordWith("\"2026-11-16T08:06:29Z\"", "1700000000")},
-        {"ShortUuid", recordWith("E621E1F8-C36C", "E621E1F8-C36")},
         {"BracedUuid",
          recordWith("\"E621E1F8-C36C-495A-93FC-0C247A3E6E5F\"", "\"{E621E1F8-C36C-495A-93FC-0C247A3E6E5F}\"")},
         {"UuidNotHex", recordWith("E621E1F8", "G621E1F8")},
@@ -83,8 +73,6 @@ std::vector<std::pair<std::string, QByteArray>> damagedFiles() {
         {"OneBadAmongGood", "[" + kRecord + "," + recordWith("\"id\"", "\"Id\"").mid(1)},
         {"TopLevelObject", kRecord},
         {"Truncated", ("[" + kRecord + "]").left(60)},
-        {"Empty", ""},
-        {"NotUtf8", "[\"\xff\xfe\"]"},
         {"ArrayOfNumbers", "[1, 2]"},
     };
     for (const char* key :
@@ -96,12 +84,7 @@ std::vector<std::pair<std::string, QByteArray>> damagedFiles() {
         object.remove(start, object.indexOf('\n', at) - start).replace(",\n  }", "\n  }");
         files.emplace_back(std::string("No_") + key, "[" + object + "]");
     }
-    return files;
-}
-
-// Any record incomplete, mistyped or with a malformed date refuses the whole file.
-TEST(RecentRedactionStoreFormat, RefusesDamagedFiles) {
-    for (const auto& [name, bytes] : damagedFiles()) {
+    for (const auto& [name, bytes] : files) {
         EXPECT_FALSE(RecentRedactionStore::decode(bytes).has_value()) << name;
     }
 }
@@ -113,6 +96,8 @@ protected:
     QString path = QString::fromStdString(file.string());
 };
 
+// A damaged file (past the size limit, even a well-formed one) loads as empty, is left alone
+// by loading and is replaced by the next add.
 TEST_F(StoreFileTest, AddWritesTheFileAndReplacesADamagedOne) {
     RecentRedactionStore store(path);
     EXPECT_TRUE(store.records().empty());
@@ -123,25 +108,25 @@ TEST_F(StoreFileTest, AddWritesTheFileAndReplacesADamagedOne) {
     store.add(name, output, 12, 5, false);
     const auto added = store.records().at(0);
     EXPECT_EQ(store.records(), (RecentRedactionRecordList{{added.id, added.exportedAt, name, output, 12, 5, false}}));
-    EXPECT_FALSE(added.id.isNull());
-    EXPECT_EQ(added.exportedAt.time().msec(), 0);
     EXPECT_GE(added.exportedAt, before);
     EXPECT_LE(added.exportedAt, QDateTime::currentDateTimeUtc());
     EXPECT_EQ(RecentRedactionStore(path).records(), store.records());
     EXPECT_EQ(readBytes(file), RecentRedactionStore::encode(store.records()));
 
-    const QByteArray damaged = recordWith(": 12", ": \"12\"");
-    writeBytes(file, damaged);
-    RecentRedactionStore reopened(path);
-    EXPECT_TRUE(reopened.records().empty());
-    EXPECT_EQ(readBytes(file), damaged) << "loading never rewrites the file";
-    reopened.add(name, output, 1, 1, true);
-    EXPECT_EQ(reopened.records().size(), 1u);
-    EXPECT_EQ(RecentRedactionStore(path).records(), reopened.records());
+    for (const QByteArray& damaged :
+         {recordWith(": 12", ": \"12\""), "[" + kRecord + "]" + QByteArray(16 * 1024 * 1024, ' ')}) {
+        writeBytes(file, damaged);
+        RecentRedactionStore reopened(path);
+        EXPECT_TRUE(reopened.records().empty());
+        EXPECT_TRUE(readBytes(file) == damaged) << "loading never rewrites the file";
+        reopened.add(name, output, 1, 1, true);
+        EXPECT_EQ(RecentRedactionStore(path).records(), reopened.records());
+        EXPECT_EQ(reopened.records().size(), 1u);
+    }
 }
 
 // An overlong file from elsewhere loads whole; every add keeps the fifty newest.
-TEST_F(StoreFileTest, KeepsTheFiftyNewestAndPublishesEveryChange) {
+TEST_F(StoreFileTest, KeepsTheFiftyNewestAndClearingLeavesAnEmptyList) {
     RecentRedactionRecordList old;
     for (int i = 0; i < 60; ++i) {
         old.push_back({QUuid::createUuid(), QDateTime::fromSecsSinceEpoch(1'700'000'000 - i, Qt::UTC),
@@ -151,22 +136,17 @@ TEST_F(StoreFileTest, KeepsTheFiftyNewestAndPublishesEveryChange) {
     RecentRedactionStore store(path);
     EXPECT_EQ(store.records(), old);
 
-    testing::ChangeRecorder recorder(&store);
     for (int i = 1; i <= 3; ++i) {
         store.add(QStringLiteral("new%1.pdf").arg(i), QStringLiteral("/n/%1.pdf").arg(i), i, i, true);
     }
-    EXPECT_EQ(recorder.changes.size(), 3);
     ASSERT_EQ(store.records().size(), 50u);
     EXPECT_EQ(store.records()[0].sourceName, QStringLiteral("new3.pdf"));
-    EXPECT_EQ(store.records()[2].sourceName, QStringLiteral("new1.pdf"));
     EXPECT_EQ(store.records()[3], old[0]);
     EXPECT_EQ(store.records().back(), old[46]);
-    EXPECT_EQ(QSet<QUuid>({store.records()[0].id, store.records()[1].id, store.records()[2].id}).size(), 3)
-        << "records made within one second still get distinct ids";
+    EXPECT_NE(store.records()[0].id, store.records()[1].id) << "made within one second, still distinct";
     EXPECT_EQ(RecentRedactionStore(path).records(), store.records());
 
     store.clear();
-    EXPECT_EQ(recorder.changes.size(), 4);
     EXPECT_TRUE(store.records().empty());
     EXPECT_EQ(readBytes(file), QByteArray("[]"));
 }
@@ -178,11 +158,6 @@ TEST_F(StoreFileTest, FailedWritesKeepMemoryAndTheOldFile) {
     store.add(QStringLiteral("a.pdf"), QStringLiteral("/a.pdf"), 1, 1, true);
     EXPECT_EQ(store.records().size(), 1u);
     EXPECT_EQ(readBytes(file.parent_path()), QByteArray("not a folder"));
-
-    RecentRedactionStore nowhere(std::nullopt);
-    nowhere.add(QStringLiteral("a.pdf"), QStringLiteral("/a.pdf"), 1, 1, true);
-    nowhere.clear();
-    EXPECT_TRUE(nowhere.records().empty());
 }
 
 }  // namespace

@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
 #include <stdexcept>
 
 namespace norvane {
@@ -44,11 +42,10 @@ TEST(TaskRunner, HopsRunInOrderOnTheMainThread) {
     int applied = 0;  // written on the main thread only
     std::vector<int> seenByWorker;
     std::vector<bool> cancelledAtHop;
-    bool allOnMain = true;
     const auto started = start([&](const TaskHop& onMain) {
         for (int i = 1; i <= 4; ++i) {
             EXPECT_TRUE(onMain([&] {
-                allOnMain = allOnMain && QThread::currentThread() == mainThread;
+                EXPECT_EQ(QThread::currentThread(), mainThread);
                 cancelledAtHop.push_back(task->isCancelled());
                 if (i == 2) task->requestCancel();  // as the model's cancel() does
                 applied = i;
@@ -58,42 +55,14 @@ TEST(TaskRunner, HopsRunInOrderOnTheMainThread) {
     });
     task = started.task;
     const auto failed = start([](const TaskHop&) { throw std::runtime_error("boom"); });
-    EXPECT_FALSE(started.owner.expired()) << "the running task keeps its owner alive";
     waitForWorkers();
 
-    EXPECT_TRUE(allOnMain);
     EXPECT_EQ(seenByWorker, (std::vector<int>{1, 2, 3, 4}));
     EXPECT_EQ(cancelledAtHop, (std::vector<bool>{false, false, true, true}));
     for (const auto* ended : {&started, &failed}) {
         EXPECT_TRUE(ended->owner.expired());
         EXPECT_EQ(*ended->releasedOn, mainThread);
     }
-}
-
-// Quitting while a worker hops in a tight loop (so it is usually blocked in a hop at that
-// moment): the task is cancelled, no hop is delivered afterwards, nothing hangs.
-void quitWhileHopping(bool workerChecksStop) {
-    std::atomic<bool> refusedHop = false;
-    std::atomic<int> hops = 0;
-    auto started = start([&](const TaskHop& onMain) {
-        while (!workerChecksStop || !onMain.stopToken().stop_requested()) {
-            if (!onMain([&] { ++hops; })) {
-                refusedHop = true;
-                if (!workerChecksStop) return;
-            }
-        }
-        refusedHop = refusedHop || !onMain([] {});
-    });
-    QTimer::singleShot(100, qApp, [] { QCoreApplication::quit(); });
-    QCoreApplication::exec();
-    const bool ok = started.task->isCancelled() && refusedHop && hops > 0 && backgroundTaskCount() == 0;
-    std::_Exit(ok ? 0 : 1);
-}
-
-TEST(TaskRunnerDeathTest, QuittingCancelsAndReleasesAHoppingTask) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(quitWhileHopping(true), ::testing::ExitedWithCode(0), "");
-    EXPECT_EXIT(quitWhileHopping(false), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -16,7 +16,6 @@
 
 #include <QApplication>
 #include <QCheckBox>
-#include <QEnterEvent>
 #include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
@@ -405,22 +404,6 @@ TEST_F(LayoutTest, HitsAndFindingsAreOutlinedUntilTheirListGoes) {
     EXPECT_EQ(model->redactions()[1].rect, place);
     EXPECT_FALSE(layout->inspector()->verificationPanel()->isVisible());
     EXPECT_TRUE(canvas->outlines().empty());
-}
-
-// Leave events can arrive after the next chip's enter; they must not undo its highlight.
-TEST(GuideStrip, ALateLeaveFromTheLastChipDoesNotUndoTheNextChipsHighlight) {
-    QuickGuideStrip strip;
-    const auto hover = [&](GuideItem item, bool entering) {
-        QEnterEvent enter(QPointF(5, 5), QPointF(5, 5), QPointF(5, 5));
-        QEvent leave(QEvent::Leave);
-        QApplication::sendEvent(strip.chip(item), entering ? static_cast<QEvent*>(&enter) : &leave);
-    };
-    hover(GuideItem::ocr, true);
-    hover(GuideItem::secureExport, true);
-    hover(GuideItem::ocr, false);
-    EXPECT_EQ(strip.hoveredItem(), GuideItem::secureExport);
-    hover(GuideItem::secureExport, false);
-    EXPECT_FALSE(strip.hoveredItem());
 }
 
 }  // namespace
