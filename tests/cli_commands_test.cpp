@@ -79,8 +79,18 @@ TEST_F(CliCommands, TermsOnlyOcrSeesAreStillVerified) {
 
     const auto verify = cli({"verify", "OUT", "--term", "Oyelaran", "--term", "Nobody"});
     EXPECT_EQ(verify.exitCode, 3) << verify.err;
-    EXPECT_EQ(Json::parse(verify.out),
-              Json({{"passed", false}, {"checkedPages", 1}, {"suspiciousMatches", Json::array({"Oyelaran"})}}));
+    auto result = Json::parse(verify.out);
+    // Where it was read: the place a reviewer goes to, and what Redact Remaining would cover.
+    ASSERT_EQ(result["findings"].size(), 1u);
+    Json finding = result["findings"][0];
+    const auto r = finding["rect"].get<std::vector<double>>();
+    EXPECT_PRED2(testing::contains, (PageRect{r.at(0), r.at(1), r.at(2), r.at(3)}),
+                 testing::glyphBox(scan.source.texts[0], "Oyelaran"));
+    EXPECT_LT(r.at(2), 120) << "the word, not the line";
+    finding.erase("rect");
+    EXPECT_EQ(finding, Json({{"term", "Oyelaran"}, {"pageIndex", 0}, {"source", "OCR"}}));
+    result.erase("findings");
+    EXPECT_EQ(result, Json({{"passed", false}, {"checkedPages", 1}, {"suspiciousMatches", Json::array({"Oyelaran"})}}));
     EXPECT_TRUE(verify.said("Verifying page 1 of 1\n")) << verify.err;
 }
 
@@ -140,11 +150,14 @@ TEST_F(CliCommands, ExecutablePrintsResultsAndRecordsVerifiedExportsNewestFirst)
     EXPECT_FALSE(fs::exists(dir_.file("data")));
 
     EXPECT_EQ(exportTo("a.pdf", "--label --record-history"), 0);
-    EXPECT_EQ(printed(),
-              Json({{"output", dir_.file("a.pdf").string()},
-                    {"pageCount", 2},
-                    {"redactionCount", 1},
-                    {"verification", {{"passed", true}, {"checkedPages", 2}, {"suspiciousMatches", Json::array()}}}}));
+    EXPECT_EQ(printed(), Json({{"output", dir_.file("a.pdf").string()},
+                               {"pageCount", 2},
+                               {"redactionCount", 1},
+                               {"verification",
+                                {{"passed", true},
+                                 {"checkedPages", 2},
+                                 {"suspiciousMatches", Json::array()},
+                                 {"findings", Json::array()}}}}));
     EXPECT_EQ(exportTo("b.pdf", "--region 0:0,0,10,10 --record-history"), 0);
     const auto records =
         RecentRedactionStore(QString::fromStdString(dir_.file("data/Norvane/Veilmark/recent-redactions.json").string()))
@@ -164,6 +177,7 @@ const std::string kNotVerified = "The exported PDF was created but verification 
 const std::string kNothingToDo = "Add at least one redaction before exporting.";
 
 struct FailureCase {
+    friend void PrintTo(const FailureCase& c, std::ostream* os) { *os << c.name; }
     const char* name;
     std::vector<std::string> args;
     int exitCode;
