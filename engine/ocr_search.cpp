@@ -96,21 +96,14 @@ std::vector<PageRect> pageMatches(const std::vector<PageReading>& readings, cons
     return upright;
 }
 
-}  // namespace
-
-std::vector<RedactionSearchResult> RedactionEngine::ocrMatches(const SharedPdfDocument& document,
-                                                               const std::string& query, const PageProgress& progress,
-                                                               std::stop_token stop) {
-    const std::string term = trimmed(query);
-    if (term.empty()) {
+// The recognised lines of every page, read in turn; `work` turns a page's readings into results.
+template <typename Work>
+std::vector<RedactionSearchResult> searchRecognisedPages(const SharedPdfDocument& document,
+                                                         const PageProgress& progress, std::stop_token stop,
+                                                         Work&& work) {
+    if (!document || document->pageCount() <= 0) {
         return {};
     }
-    const std::string queryKey = normalizedSearchKey(term);
-    if (queryKey.empty() || !document || document->pageCount() <= 0) {
-        return {};
-    }
-    const std::int64_t pageCount = document->pageCount();
-
     std::optional<mu::Session> session;
     try {
         session.emplace(document);
@@ -121,17 +114,50 @@ std::vector<RedactionSearchResult> RedactionEngine::ocrMatches(const SharedPdfDo
 
     std::optional<OcrService> ocr;  // started on the first page that renders
     std::vector<RedactionSearchResult> results;
-    forEachPage(pageCount, progress, stop, [&](std::int64_t pageIndex) {
+    forEachPage(document->pageCount(), progress, stop, [&](std::int64_t pageIndex) {
         const auto readings = readPage(*session, pageIndex, kOcrSearchDpi, kMinimumTextHeight, ocr, stop);
         if (!readings) {
             return false;
         }
-        for (const PageRect& rect : pageMatches(*readings, term, queryKey)) {
-            results.push_back(RedactionSearchResult{Uuid::random(), pageIndex, rect, term, RedactionSource::ocr});
-        }
+        work(pageIndex, *readings, results);
         return true;
     });
     return results;
+}
+
+}  // namespace
+
+std::vector<RedactionSearchResult> RedactionEngine::ocrMatches(const SharedPdfDocument& document,
+                                                               const std::string& query, const PageProgress& progress,
+                                                               std::stop_token stop) {
+    const std::string term = trimmed(query);
+    const std::string queryKey = normalizedSearchKey(term);
+    if (term.empty() || queryKey.empty()) {
+        return {};
+    }
+    return searchRecognisedPages(document, progress, stop,
+                                 [&](std::int64_t pageIndex, const auto& readings, auto& results) {
+        for (const PageRect& rect : pageMatches(readings, term, queryKey)) {
+            results.push_back(RedactionSearchResult{Uuid::random(), pageIndex, rect, term, RedactionSource::ocr});
+        }
+    });
+}
+
+std::vector<RedactionSearchResult> RedactionEngine::ocrPatternMatches(const SharedPdfDocument& document,
+                                                                      PatternPreset preset,
+                                                                      const PageProgress& progress,
+                                                                      std::stop_token stop) {
+    const auto find = [preset](const std::string& text) { return findPatternMatches(preset, text); };
+    return searchRecognisedPages(document, progress, stop,
+                                 [&](std::int64_t pageIndex, const auto& readings, auto& results) {
+        for (RecognisedHit& hit : recognisedHits(readings, find)) {
+            if (!hit.rect) {
+                throw OcrError("Text recognition reported a line without a usable position.");
+            }
+            results.push_back(
+                RedactionSearchResult{Uuid::random(), pageIndex, *hit.rect, std::move(hit.text), RedactionSource::ocr});
+        }
+    });
 }
 
 }  // namespace norvane

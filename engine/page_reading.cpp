@@ -1,7 +1,6 @@
 #include "engine/page_reading.h"
 
-#include "engine/search_keys.h"
-
+#include <algorithm>
 #include <cmath>
 
 namespace norvane {
@@ -48,6 +47,34 @@ bool containsCentreOf(const PageRect& outer, const PageRect& inner) {
     const double x = inner.x + inner.width / 2;
     const double y = inner.y + inner.height / 2;
     return x >= outer.minX() && x <= outer.maxX() && y >= outer.minY() && y <= outer.maxY();
+}
+
+std::vector<RecognisedHit> recognisedHits(const std::vector<PageReading>& readings,
+                                          const std::function<std::vector<ByteRange>(const std::string&)>& find) {
+    std::vector<RecognisedHit> upright;
+    std::vector<RecognisedHit> turned;
+    for (const PageReading& reading : readings) {
+        for (const OcrLine& line : reading.lines) {
+            for (const auto& [begin, end] : find(line.text)) {
+                const auto box = line.upright ? line.boxForRange(begin, end) : std::nullopt;
+                auto rect = box ? coveringRect(reading.geometry, *box) : std::nullopt;
+                if (!rect) {
+                    rect = coveringRect(reading.geometry, line.box);
+                }
+                (line.upright ? upright : turned).push_back({rect, line.text.substr(begin, end - begin)});
+            }
+        }
+    }
+    for (RecognisedHit& hit : turned) {
+        const bool placedElsewhere =
+            hit.rect && std::any_of(upright.begin(), upright.end(), [&](const RecognisedHit& placed) {
+                return placed.rect && containsCentreOf(*hit.rect, *placed.rect);
+            });
+        if (!placedElsewhere) {
+            upright.push_back(std::move(hit));
+        }
+    }
+    return upright;
 }
 
 }  // namespace norvane

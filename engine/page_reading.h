@@ -4,9 +4,13 @@
 
 #include "engine/ocr_service.h"
 #include "engine/page_raster.h"
+#include "engine/search_keys.h"
+
+#include <functional>
 
 #include <optional>
 #include <stop_token>
+#include <string>
 #include <vector>
 
 namespace norvane {
@@ -31,5 +35,17 @@ std::optional<std::vector<PageReading>> readPage(const mu::Session& session, std
 std::optional<PageRect> coveringRect(const PageImage& image, const NormalizedBox& box);
 
 bool containsCentreOf(const PageRect& outer, const PageRect& inner);
+
+// Text found in a recognised line and where it stands: the recognised characters when the line
+// was read upright, else the whole line; nothing when neither has an area.
+struct RecognisedHit {
+    std::optional<PageRect> rect;
+    std::string text;
+};
+
+// Every range `find` reports in every line of the readings. A hit on a line read turned is
+// kept only where no upright reading placed a hit inside it.
+std::vector<RecognisedHit> recognisedHits(const std::vector<PageReading>& readings,
+                                          const std::function<std::vector<ByteRange>(const std::string&)>& find);
 
 }  // namespace norvane

@@ -1,5 +1,9 @@
 #include "engine/page_text.h"
 
+#include "engine/search_keys.h"
+
+#include <optional>
+
 namespace norvane {
 namespace {
 
@@ -46,6 +50,38 @@ void forEachTextLine(const mu::Session& session, int pageIndex,
             line(chars);
         }
     }
+}
+
+TextLayer readTextLayer(const mu::Session& session, int pageIndex) {
+    TextLayer layer;
+    std::size_t lines = 0;
+    forEachTextLine(session, pageIndex, [&](const std::vector<TextLayerChar>& line) {
+        for (const TextLayerChar& ch : line) {
+            const std::size_t begin = layer.text.size();
+            appendUtf8(layer.text, ch.c);
+            layer.chars.push_back({begin, layer.text.size(), lines, ch.box});
+        }
+        layer.text += '\n';
+        ++lines;
+    });
+    return layer;
+}
+
+std::vector<PageRect> TextLayer::lineBoxes(std::size_t begin, std::size_t end) const {
+    std::vector<PageRect> parts;
+    std::optional<std::size_t> line;
+    for (const Char& ch : chars) {
+        if (ch.end <= begin || ch.begin >= end) {
+            continue;
+        }
+        if (line != ch.line) {
+            parts.push_back(ch.box.standardized());
+            line = ch.line;
+        } else {
+            parts.back() = parts.back().united(ch.box);
+        }
+    }
+    return parts;
 }
 
 }  // namespace norvane

@@ -2,6 +2,7 @@
 // The stateless redaction engine: text-layer and OCR search, secure export, verification.
 // Everything it needs comes in as arguments; nothing is kept between calls.
 
+#include "engine/pattern_presets.h"
 #include "engine/pdf_document.h"
 #include "records/redaction_records.h"
 
@@ -31,6 +32,17 @@ public:
     // (checked before each page) and OcrError when recognition fails.
     static std::vector<RedactionSearchResult> ocrMatches(const SharedPdfDocument& document, const std::string& query,
                                                          const PageProgress& progress, std::stop_token stop = {});
+
+    // Text-layer matches of a preset, one result per line a match touches, `text` the matched
+    // string. Throws MatcherUnavailable when the pattern cannot be run; an unreadable page has
+    // no matches, as for a typed search.
+    static std::vector<RedactionSearchResult> nativePatternMatches(const SharedPdfDocument& document,
+                                                                   PatternPreset preset);
+
+    // The OCR search for a preset's matches in every recognised line; throws as ocrMatches does.
+    static std::vector<RedactionSearchResult> ocrPatternMatches(const SharedPdfDocument& document, PatternPreset preset,
+                                                                const PageProgress& progress,
+                                                                std::stop_token stop = {});
 
     // Writes the image-only secure copy to `outputPath` (atomically: a temporary file in the
     // same folder renamed into place). Throws RedactionError or CancellationError; on any

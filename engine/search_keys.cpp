@@ -30,12 +30,7 @@ UChar32 nextScalar(std::string_view text, std::size_t& offset) {
     return c < 0 ? kReplacement : c;
 }
 
-// UTF-16 copy of `text` plus, for every UTF-16 index (and one past the end), the byte
-// offset in `text` where that unit's scalar starts.
-struct Utf16WithOffsets {
-    icu::UnicodeString string;
-    std::vector<std::size_t> byteOffsets;
-};
+}  // namespace
 
 Utf16WithOffsets toUtf16WithOffsets(std::string_view text) {
     Utf16WithOffsets result;
@@ -52,6 +47,8 @@ Utf16WithOffsets toUtf16WithOffsets(std::string_view text) {
     result.byteOffsets.push_back(text.size());
     return result;
 }
+
+namespace {
 
 std::string toUtf8(const icu::UnicodeString& text) {
     std::string out;

@@ -2,7 +2,10 @@
 // String and rectangle helpers shared by the text-layer search, the OCR search and
 // verification. Strings are UTF-8.
 
+#include "engine/pattern_presets.h"
 #include "records/redaction_records.h"
+
+#include <unicode/unistr.h>
 
 #include <optional>
 #include <stdexcept>
@@ -27,6 +30,14 @@ void appendUtf8(std::string& out, char32_t c);
 
 using ByteRange = std::pair<std::size_t, std::size_t>;  // [begin, end) byte offsets
 
+// UTF-16 copy of `text` plus, for every UTF-16 index (and one past the end), the byte offset
+// in `text` where that unit's scalar starts; malformed bytes become U+FFFD.
+struct Utf16WithOffsets {
+    icu::UnicodeString string;
+    std::vector<std::size_t> byteOffsets;
+};
+Utf16WithOffsets toUtf16WithOffsets(std::string_view text);
+
 // The search could not be set up or run, so "not found" would be a guess.
 class MatcherUnavailable : public std::runtime_error {
 public:
@@ -43,5 +54,9 @@ std::optional<ByteRange> findIgnoringCaseAndAccents(std::string_view haystack, s
 
 // Non-overlapping occurrences of `needle` in `haystack`, compared byte for byte.
 std::size_t countOccurrences(std::string_view haystack, std::string_view needle);
+
+// Every non-overlapping match of the preset in `text` that passes its check, in order, as byte
+// ranges into `text`. Throws MatcherUnavailable when the expression cannot be built or run.
+std::vector<ByteRange> findPatternMatches(PatternPreset preset, std::string_view text);
 
 }  // namespace norvane

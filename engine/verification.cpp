@@ -22,35 +22,13 @@ std::vector<ByteRange> occurrences(const std::string& text, const std::string& t
     }
 }
 
-// The page's text layer as plain text, one line per line, each character's bytes and box
-// kept so a finding can say where it is. A page whose text cannot be read throws: nobody
-// can say it is clean.
-struct TextLayer {
-    struct Char {
-        std::size_t begin, end, line;
-        PageRect box;
-    };
-    std::string text;
-    std::vector<Char> chars;
-};
-
+// A page whose text cannot be read throws: nobody can say it is clean.
 TextLayer textLayer(const mu::Session& session, std::int64_t pageIndex) {
-    TextLayer layer;
-    std::size_t lines = 0;
     try {
-        forEachTextLine(session, static_cast<int>(pageIndex), [&](const std::vector<TextLayerChar>& line) {
-            for (const TextLayerChar& ch : line) {
-                const std::size_t begin = layer.text.size();
-                appendUtf8(layer.text, ch.c);
-                layer.chars.push_back({begin, layer.text.size(), lines, ch.box});
-            }
-            layer.text += '\n';
-            ++lines;
-        });
+        return readTextLayer(session, static_cast<int>(pageIndex));
     } catch (const mu::MuPdfError&) {
         throw RedactionError::outputVerificationFailed();
     }
-    return layer;
 }
 
 // One finding per line a text-layer match touches; the whole page when its characters have
@@ -58,21 +36,8 @@ TextLayer textLayer(const mu::Session& session, std::int64_t pageIndex) {
 void textLayerFindings(const TextLayer& layer, const std::string& term, std::int64_t pageIndex, const PageRect& page,
                        std::vector<VerificationFinding>& findings) {
     for (const auto& [begin, end] : occurrences(layer.text, term)) {
-        std::vector<PageRect> parts;
-        std::optional<std::size_t> line;
-        for (const TextLayer::Char& ch : layer.chars) {
-            if (ch.end <= begin || ch.begin >= end) {
-                continue;
-            }
-            if (line != ch.line) {
-                parts.push_back(ch.box.standardized());
-                line = ch.line;
-            } else {
-                parts.back() = parts.back().united(ch.box);
-            }
-        }
         bool placed = false;
-        for (const PageRect& part : parts) {
+        for (const PageRect& part : layer.lineBoxes(begin, end)) {
             if (!part.isEmpty()) {
                 findings.push_back({term, pageIndex, safetyExpanded(part), RedactionSource::textSearch});
                 placed = true;
@@ -84,32 +49,12 @@ void textLayerFindings(const TextLayer& layer, const std::string& term, std::int
     }
 }
 
-// Findings from every reading: the characters where a line read upright places them, else the
-// whole line; a line read turned only where no upright reading already placed the term.
+// Findings from every reading; one whose place is unknown covers the whole page.
 void recognisedFindings(const std::vector<PageReading>& readings, const std::string& term, std::int64_t pageIndex,
                         const PageRect& page, std::vector<VerificationFinding>& findings) {
-    std::vector<PageRect> upright;
-    std::vector<PageRect> turned;
-    for (const PageReading& reading : readings) {
-        for (const OcrLine& line : reading.lines) {
-            for (const auto& [begin, end] : occurrences(line.text, term)) {
-                const auto box = line.upright ? line.boxForRange(begin, end) : std::nullopt;
-                auto rect = box ? coveringRect(reading.geometry, *box) : std::nullopt;
-                if (!rect) {
-                    rect = coveringRect(reading.geometry, line.box);
-                }
-                (line.upright ? upright : turned).push_back(rect.value_or(page));
-            }
-        }
-    }
-    for (const PageRect& rect : turned) {
-        if (std::none_of(upright.begin(), upright.end(),
-                         [&](const PageRect& placed) { return containsCentreOf(rect, placed); })) {
-            upright.push_back(rect);
-        }
-    }
-    for (const PageRect& rect : upright) {
-        findings.push_back({term, pageIndex, rect, RedactionSource::ocr});
+    for (const RecognisedHit& hit :
+         recognisedHits(readings, [&](const std::string& text) { return occurrences(text, term); })) {
+        findings.push_back({term, pageIndex, hit.rect.value_or(page), RedactionSource::ocr});
     }
 }
 

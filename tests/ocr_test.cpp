@@ -161,6 +161,18 @@ TEST(Ocr, HitsOnTurnedScansLandOnTheWordAsDisplayed) {
     }
 }
 
+// A pattern on a scan: each recognised match gets a box over its own characters and its
+// own text, which verification then checks for; a number failing its check is left alone.
+TEST(Ocr, PatternHitsCarryTheTextRecognised) {
+    ScanPage page{PageSpec{.mediaBox = {0, 0, 612, 792}}, 90};
+    page.source.texts = {TextRun{"Card 4111 1111 1111 1111 and 4111 1111 1111 1112", 60, 700, 14}};
+    const auto results = RedactionEngine::ocrPatternMatches(scanned({page}), PatternPreset::paymentCard, {});
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_EQ(results[0].text, "4111 1111 1111 1111");
+    EXPECT_EQ(results[0].source, RedactionSource::ocr);
+    EXPECT_PRED2(contains, results[0].rect, scannedRect(page, glyphBox(page.source.texts[0], "4111 1111 1111 1111")));
+}
+
 TEST(Ocr, ReportsProgressOnlyForPagesItCouldRender) {
     DocumentSpec spec = textPages({"First page", "", "Third page"});
     spec.pages[1].mediaBox = PageRect{0, 0, 14400, 14400};  // far over the pixel limit at 220 dpi
