@@ -191,6 +191,18 @@ const std::vector<Scene>& scenes() {
         });
          },
          900},
+        {"editing-patterns",
+         [](Context& c) {
+        return editingScene(c, Ending::passed, [](RedactionViewModel& model) {
+            model.findPattern(PatternPreset::socialSecurityNumber, false);
+            model.addAllSearchResults();
+            model.setSearchText(QStringLiteral("Whitfield"));
+            model.findNativeText();
+            model.addAllSearchResults();
+            model.setEvenWidthBoxes(true);
+        });
+         },
+         900},
         {"editing-export-running",
          [](Context& c) {
         return editingScene(c, Ending::running, [](RedactionViewModel& model) {

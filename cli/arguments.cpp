@@ -60,7 +60,8 @@ std::optional<ParsedArguments> parseArguments(const CommandRules& rules, const s
         }
         parsed.options.emplace_back(rule->name, std::move(value));
     }
-    if (parsed.positionals.size() != rules.positionals) {
+    if (parsed.positionals.size() < rules.positionals ||
+        parsed.positionals.size() > rules.positionals + rules.optionalPositionals) {
         printUsageError(err, rules, {});
         return std::nullopt;
     }

@@ -22,7 +22,8 @@ struct OptionRule {
 struct CommandRules {
     std::string usage;  // printed after every usage error
     std::vector<OptionRule> options;
-    std::size_t positionals = 0;  // exactly this many
+    std::size_t positionals = 0;          // at least this many
+    std::size_t optionalPositionals = 0;  // and at most this many more
 };
 
 struct ParsedArguments {

@@ -114,4 +114,22 @@ void printError(std::ostream& err, const std::exception& error, const std::optio
     }
 }
 
+std::optional<std::vector<PatternPreset>> patternArguments(const ParsedArguments& parsed, std::string_view option,
+                                                           const CommandRules& rules, std::ostream& err) {
+    std::vector<PatternPreset> presets;
+    for (const auto& name : parsed.values(option)) {
+        const auto preset = patternPresetNamed(name);
+        if (!preset) {
+            std::string known;
+            for (const auto& info : patternPresets()) {
+                known += (known.empty() ? "" : ", ") + std::string(info.name);
+            }
+            printUsageError(err, rules, "unknown pattern '" + name + "'; the patterns are " + known);
+            return std::nullopt;
+        }
+        presets.push_back(*preset);
+    }
+    return presets;
+}
+
 }  // namespace norvane::cli

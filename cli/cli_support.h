@@ -2,6 +2,7 @@
 // Pieces the norvane-redact commands share: progress on stderr, JSON shapes of the
 // records, region arguments and error printing.
 
+#include "cli/arguments.h"
 #include "cli/commands.h"
 #include "engine/redaction_engine.h"
 #include "records/redaction_records.h"
@@ -13,6 +14,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace norvane::cli {
 
@@ -35,6 +37,11 @@ struct RegionArgument {
 // malformed text, non-finite numbers, or a rectangle under 2 points either way (what the
 // canvas treats as a click).
 std::optional<RegionArgument> parseRegion(std::string_view text);
+
+// Every value of `option` as a preset, or nothing after printing a usage error that lists the
+// names.
+std::optional<std::vector<PatternPreset>> patternArguments(const ParsedArguments& parsed, std::string_view option,
+                                                           const CommandRules& rules, std::ostream& err);
 
 // Opens a document for redaction; on refusal prints the fixed message and returns nothing.
 SharedPdfDocument openOrReport(const std::filesystem::path& path, std::ostream& err);

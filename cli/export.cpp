@@ -8,12 +8,16 @@ namespace {
 
 const CommandRules kExportRules{
     "usage: norvane-redact export IN.pdf -o OUT.pdf [--find TEXT]... [--ocr TEXT]...\n"
-    "                             [--region PAGE:X,Y,W,H]... [--label] [--no-verify] [--record-history]\n",
+    "                             [--pattern NAME]... [--ocr-pattern NAME]... [--region PAGE:X,Y,W,H]...\n"
+    "                             [--label] [--even-width] [--no-verify] [--record-history]\n",
     {{"--output", "-o", true, true},
      {"--find", "", true, false},
      {"--ocr", "", true, false},
+     {"--pattern", "", true, false},
+     {"--ocr-pattern", "", true, false},
      {"--region", "", true, false},
      {"--label", "", false, false},
+     {"--even-width", "", false, false},
      {"--no-verify", "", false, false},
      {"--record-history", "", false, false}},
     1};
@@ -48,12 +52,25 @@ std::vector<RedactionRegion> collectRegions(const ParsedArguments& parsed, const
             // Drawn regions are never duplicate-checked, as on the canvas.
             regions.push_back(
                 RedactionRegion{Uuid::random(), region.pageIndex, region.rect, RedactionSource::manual, std::nullopt});
-        } else if (option == "--find" || option == "--ocr") {
-            const bool ocr = option == "--ocr";
-            const auto results = ocr ? services.engine.ocrMatches(document, value, progressPrinter(console, "OCR "), {})
-                                     : RedactionEngine::nativeTextMatches(document, value);
-            ++findNumber;
-            if (results.empty()) {
+        } else if (option != "--output") {
+            std::vector<RedactionSearchResult> results;
+            const bool pattern = option.ends_with("pattern");
+            if (option == "--find") {
+                results = RedactionEngine::nativeTextMatches(document, value);
+            } else if (option == "--ocr") {
+                results = services.engine.ocrMatches(document, value, progressPrinter(console, "OCR "), {});
+            } else if (option == "--pattern") {
+                results = RedactionEngine::nativePatternMatches(document, *patternPresetNamed(value));
+            } else if (option == "--ocr-pattern") {
+                results = services.engine.ocrPatternMatches(document, *patternPresetNamed(value),
+                                                            progressPrinter(console, "OCR "), {});
+            } else {
+                continue;  // a switch
+            }
+            findNumber += pattern ? 0 : 1;
+            if (results.empty() && pattern) {
+                console.err << "norvane-redact: " << option << ' ' << value << " found no matches\n";
+            } else if (results.empty()) {
                 // By position, not by text: search terms are never echoed.
                 console.err << "norvane-redact: " << option << " term " << findNumber
                             << " found no matches; the copy is still checked for it\n";
@@ -61,7 +78,9 @@ std::vector<RedactionRegion> collectRegions(const ParsedArguments& parsed, const
             for (const auto& result : results) {
                 appendSearchResult(regions, result);
             }
-            askedTerms.push_back(value);
+            if (!pattern) {
+                askedTerms.push_back(value);  // a pattern's matches are checked as the terms they found
+            }
         }
     }
     return regions;
@@ -83,10 +102,12 @@ int runExport(const std::vector<std::string>& args, const Console& console, cons
     request.source = parsed->positionals[0];
     request.output = outputs[0];
     request.labelRedactions = parsed->has("--label");
+    request.evenWidth = parsed->has("--even-width");
     request.verify = !parsed->has("--no-verify");
     request.recordHistory = parsed->has("--record-history");
     const auto drawn = regionArguments(*parsed, console.err);
-    if (!drawn) {
+    if (!drawn || !patternArguments(*parsed, "--pattern", kExportRules, console.err) ||
+        !patternArguments(*parsed, "--ocr-pattern", kExportRules, console.err)) {
         return kExitUsage;
     }
     if (request.recordHistory && !request.verify) {

@@ -4,21 +4,44 @@
 namespace norvane::cli {
 
 int runFind(const std::vector<std::string>& args, const Console& console, const Services& services) {
-    const CommandRules rules{"usage: norvane-redact find IN.pdf TEXT [--ocr]\n", {{"--ocr", "", false, false}}, 2};
+    const CommandRules rules{
+        "usage: norvane-redact find IN.pdf TEXT [--ocr]\n"
+        "       norvane-redact find IN.pdf --pattern NAME [--ocr]\n",
+        {{"--ocr", "", false, false}, {"--pattern", "", true, true}},
+        1,
+        1};
     const auto parsed = parseArguments(rules, args, console.err);
     if (!parsed) {
+        return kExitUsage;
+    }
+    const auto presets = patternArguments(*parsed, "--pattern", rules, console.err);
+    if (!presets) {
+        return kExitUsage;
+    }
+    // Either a text or a pattern, never both and never neither.
+    if (presets->empty() == (parsed->positionals.size() == 1)) {
+        printUsageError(console.err, rules, {});
         return kExitUsage;
     }
     const SharedPdfDocument document = openOrReport(parsed->positionals[0], console.err);
     if (!document) {
         return kExitFailure;
     }
-    const std::string& text = parsed->positionals[1];
+    const bool ocr = parsed->has("--ocr");
     std::vector<RedactionSearchResult> results;
     try {
-        results = parsed->has("--ocr")
-                      ? services.engine.ocrMatches(document, text, progressPrinter(console, "OCR "), {})
-                      : RedactionEngine::nativeTextMatches(document, text);
+        if (!presets->empty()) {
+            results = RedactionEngine::nativePatternMatches(document, presets->front());
+            if (ocr) {
+                const auto read =
+                    services.engine.ocrPatternMatches(document, presets->front(), progressPrinter(console, "OCR "), {});
+                results.insert(results.end(), read.begin(), read.end());
+            }
+        } else {
+            const std::string& text = parsed->positionals[1];
+            results = ocr ? services.engine.ocrMatches(document, text, progressPrinter(console, "OCR "), {})
+                          : RedactionEngine::nativeTextMatches(document, text);
+        }
     } catch (const std::exception& error) {
         printError(console.err, error, std::nullopt);
         return kExitFailure;

@@ -19,6 +19,9 @@ struct EngineCalls {
     std::function<ExportVerification(const std::filesystem::path&, const std::vector<std::string>&, const PageProgress&,
                                      std::stop_token)>
         verifyOutput = &RedactionEngine::verifyOutput;
+    std::function<std::vector<RedactionSearchResult>(const SharedPdfDocument&, PatternPreset, const PageProgress&,
+                                                     std::stop_token)>
+        ocrPatternMatches = &RedactionEngine::ocrPatternMatches;
 };
 
 }  // namespace norvane

@@ -1,5 +1,6 @@
 #include "model/export_pipeline.h"
 
+#include "engine/even_width.h"
 #include "engine/output_guard.h"
 
 #include <QFile>
@@ -31,8 +32,11 @@ std::optional<ExportOutcome> runSecureExport(const ExportRequest& request, const
 
     tell([&] { listener.stepStarted(QStringLiteral("Creating secure redacted PDF\u2026")); });
     step(ExportStep::writing, [&] {
-        services.engine.exportSecurePDF(request.document, request.regions, request.output, request.labelRedactions,
-                                        pages(QStringLiteral("Exporting page ")), stop);
+        services.engine.exportSecurePDF(
+            request.document,
+            request.evenWidth && request.document ? evenWidthRegions(*request.document, request.regions)
+                                                  : request.regions,
+            request.output, request.labelRedactions, pages(QStringLiteral("Exporting page ")), stop);
     });
 
     ExportOutcome outcome;

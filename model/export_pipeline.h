@@ -24,6 +24,7 @@ struct ExportRequest {
     std::filesystem::path output;
     std::vector<std::string> terms;  // checked in the copy, found or not
     bool labelRedactions = false;
+    bool evenWidth = false;  // hit boxes widened so they do not give away the length of what they hide
     bool verify = true;
     bool recordHistory = true;  // only exports whose check completed are recorded
 };

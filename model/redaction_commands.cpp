@@ -80,6 +80,38 @@ void RedactionViewModel::findWithOCR() {
     if (!document_) {
         return;
     }
+    runOcrSearch({}, QString(),
+                 [calls = services_->engine, document = document_, query = searchText_.toStdString()](
+                     const PageProgress& progress, std::stop_token stop) {
+        return calls.ocrMatches(document, query, progress, stop);
+    });
+}
+
+void RedactionViewModel::findPattern(PatternPreset preset, bool includeOcr) {
+    if (!document_) {
+        return;
+    }
+    SearchResultList results;
+    try {
+        results = RedactionEngine::nativePatternMatches(document_, preset);
+    } catch (...) {
+        setErrorMessage(describeFailure(std::current_exception()));
+        return;
+    }
+    const QString textCount = QString::number(results.size()) + QStringLiteral(" text matches");
+    if (!includeOcr) {
+        setSearchResults(std::move(results));
+        setStatusText(textCount);
+        return;
+    }
+    runOcrSearch(
+        std::move(results), textCount + QStringLiteral(" \u00B7 "),
+        [calls = services_->engine, document = document_, preset](const PageProgress& progress, std::stop_token stop) {
+        return calls.ocrPatternMatches(document, preset, progress, stop);
+        });
+}
+
+void RedactionViewModel::runOcrSearch(SearchResultList found, const QString& statusPrefix, OcrSearch search) {
     cancel();
     setIsBusy(true);
     setErrorMessage(std::nullopt);
@@ -88,9 +120,9 @@ void RedactionViewModel::findWithOCR() {
 
     auto task = beginTask();
     // The owner handed to the runner keeps this model alive until the worker has ended.
-    runBackgroundTask(shared_from_this(), task,
-                      [self = this, task, calls = services_->engine, document = document_,
-                       query = searchText_.toStdString()](const TaskHop& onMain) {
+    runBackgroundTask(
+        shared_from_this(), task,
+        [self = this, task, search = std::move(search), found = std::move(found), statusPrefix](const TaskHop& onMain) {
         const PageProgress progress = [&](std::int64_t page, std::int64_t pageCount) {
             onMain([&] {
                 self->setProgress(fractionDone(page, pageCount));
@@ -101,7 +133,7 @@ void RedactionViewModel::findWithOCR() {
         std::vector<RedactionSearchResult> results;
         std::exception_ptr failure;
         try {
-            results = calls.ocrMatches(document, query, progress, onMain.stopToken());
+            results = search(progress, onMain.stopToken());
         } catch (...) {
             failure = std::current_exception();
         }
@@ -119,13 +151,15 @@ void RedactionViewModel::findWithOCR() {
                     return;  // cancel() already cleared busy and progress; the results are dropped
                 }
                 const auto count = results.size();
-                self->setSearchResults(std::move(results));
-                self->setStatusText(QString::number(count) + QStringLiteral(" OCR matches"));
+                SearchResultList all = found;
+                all.insert(all.end(), std::make_move_iterator(results.begin()), std::make_move_iterator(results.end()));
+                self->setSearchResults(std::move(all));
+                self->setStatusText(statusPrefix + QString::number(count) + QStringLiteral(" OCR matches"));
             }
             self->setProgress(std::nullopt);
             self->setIsBusy(false);
         });
-    });
+        });
 }
 
 void RedactionViewModel::exportSecureCopy() {
@@ -160,6 +194,7 @@ void RedactionViewModel::exportSecureCopy() {
     setProgress(0.0);
 
     ExportRequest request{document_, redactions_, nativePath(sourcePath), nativePath(outputPath), {}, labelRedactions_};
+    request.evenWidth = evenWidthBoxes_;
     request.terms = verificationTerms(request.regions);
     auto task = beginTask();
     runBackgroundTask(

@@ -1,5 +1,7 @@
 #include "model/redaction_view_model.h"
 
+#include "engine/even_width.h"
+
 #include <algorithm>
 
 namespace norvane {
@@ -71,6 +73,14 @@ void RedactionViewModel::setIsBusy(bool busy) {
 }
 void RedactionViewModel::setLabelRedactions(bool label) {
     NORVANE_ASSIGN(labelRedactions_, label, labelRedactionsChanged);
+}
+
+void RedactionViewModel::setEvenWidthBoxes(bool even) {
+    NORVANE_ASSIGN(evenWidthBoxes_, even, evenWidthBoxesChanged);
+}
+
+RegionList RedactionViewModel::exportedRedactions() const {
+    return evenWidthBoxes_ && document_ ? evenWidthRegions(*document_, redactions_) : redactions_;
 }
 
 #undef NORVANE_ASSIGN

@@ -11,6 +11,7 @@
 #include <QObject>
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -51,6 +52,7 @@ class RedactionViewModel : public QObject, public std::enable_shared_from_this<R
         norvane::OptionalVerification verification READ verification WRITE setVerification NOTIFY verificationChanged)
     Q_PROPERTY(bool isBusy READ isBusy NOTIFY isBusyChanged)
     Q_PROPERTY(bool labelRedactions READ labelRedactions WRITE setLabelRedactions NOTIFY labelRedactionsChanged)
+    Q_PROPERTY(bool evenWidthBoxes READ evenWidthBoxes WRITE setEvenWidthBoxes NOTIFY evenWidthBoxesChanged)
 
 public:
     // The model is shared: a running task holds it alive until the task has ended.
@@ -71,6 +73,9 @@ public:
     bool isBusy() const { return isBusy_; }
     const std::optional<PageHighlight>& highlight() const { return highlight_; }
     bool labelRedactions() const { return labelRedactions_; }
+    bool evenWidthBoxes() const { return evenWidthBoxes_; }
+    // The boxes as the export will draw them: widened when evenWidthBoxes is on.
+    RegionList exportedRedactions() const;
     const std::shared_ptr<BackgroundTask>& task() const { return task_; }
 
     // Fields the UI writes directly.
@@ -80,6 +85,7 @@ public:
     void setErrorMessage(const OptionalString& message);
     void setVerification(const OptionalVerification& verification);
     void setLabelRedactions(bool label);
+    void setEvenWidthBoxes(bool even);
 
     void open(const QString& path);
     void clearDocument();
@@ -93,6 +99,9 @@ public:
     // Search commands.
     void findNativeText();
     void findWithOCR();
+    // The text layer's matches of a preset at once; with `includeOcr`, the recognised text's
+    // too, as a background task like findWithOCR, added after them.
+    void findPattern(PatternPreset preset, bool includeOcr);
 
     // Secure export and its output.
     void exportSecureCopy();
@@ -124,6 +133,7 @@ signals:
     void verificationChanged();
     void isBusyChanged();
     void labelRedactionsChanged();
+    void evenWidthBoxesChanged();
     void highlightChanged();
 
 protected:
@@ -138,6 +148,10 @@ protected:
     void setIsBusy(bool busy);
 
 private:
+    using OcrSearch = std::function<SearchResultList(const PageProgress&, std::stop_token)>;
+    // Shows `found` with what `search` adds once it has read every page.
+    void runOcrSearch(SearchResultList found, const QString& statusPrefix, OcrSearch search);
+
     SharedPdfDocument document_;
     OptionalString sourceURL_;
     RegionList redactions_;
@@ -151,6 +165,7 @@ private:
     OptionalVerification verification_;
     bool isBusy_ = false;
     bool labelRedactions_ = false;
+    bool evenWidthBoxes_ = false;
     std::optional<PageHighlight> highlight_;
     std::shared_ptr<BackgroundTask> task_;
     SharedServices services_;

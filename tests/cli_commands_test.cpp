@@ -3,6 +3,7 @@
 
 #include "cli/commands.h"
 #include "tests/support/pdf_factory.h"
+#include "tests/support/pdf_inspect.h"
 #include "tests/support/scan_factory.h"
 
 #include <gtest/gtest.h>
@@ -170,6 +171,56 @@ TEST_F(CliCommands, ExecutablePrintsResultsAndRecordsVerifiedExportsNewestFirst)
                                      QString::fromStdString(dir_.file("a.pdf").string()), 2, 1, true}));
 }
 
+// Width in points of the black run through (x, y) of a page exported at 180 dpi from a
+// Letter page.
+double blackWidthAt(const testing::InspectedPage& page, double x, double y) {
+    const double scale = 180.0 / 72.0;
+    const auto row = static_cast<int>((792 - y) * scale);
+    const auto black = [&](int column) {
+        const auto at =
+            (static_cast<std::size_t>(row) * static_cast<std::size_t>(page.width) + static_cast<std::size_t>(column)) *
+            static_cast<std::size_t>(page.components);
+        return column >= 0 && column < page.width && page.pixels[at] == 0 && page.pixels[at + 1] == 0;
+    };
+    int left = static_cast<int>(x * scale);
+    int right = left;
+    while (black(left - 1))
+        --left;
+    while (black(right + 1))
+        ++right;
+    return black(left) ? (right - left + 1) / scale : 0.0;
+}
+
+// Patterns find personal data by kind; even-width boxes make a short name and a longer one
+// export as boxes of one width, in whole steps, black all through.
+TEST_F(CliCommands, PatternsFindByKindAndEvenWidthHidesHowLongANameIs) {
+    testing::DocumentSpec document;
+    document.pages.resize(1);
+    const std::vector<testing::TextRun> lines{{"Ann wrote to jane.doe@example.com", 72, 700},
+                                              {"Peter replied", 72, 600},
+                                              {"Paid: 4111 1111 1111 1111", 72, 500}};
+    document.pages[0].texts = lines;
+    testing::writeFile(dir_.file("in.pdf"), testing::buildPdf(document));
+    std::vector<std::string> emails;
+    for (const auto& hit : Json::parse(cli({"find", "IN", "--pattern", "email"}).out)) {
+        emails.push_back(hit["text"]);
+    }
+    EXPECT_EQ(emails, std::vector<std::string>{"jane.doe@example.com"});
+    const auto unknown = cli({"find", "IN", "--pattern", "passport"});
+    EXPECT_EQ(unknown.exitCode, 2);
+    EXPECT_TRUE(unknown.said("the patterns are email, phone, iban, card, ssn, date, ipv4, ipv6, url")) << unknown.err;
+
+    const auto run =
+        cli({"export", "IN", "-o", "OUT", "--find", "Ann", "--find", "Peter", "--pattern", "card", "--even-width"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(Json::parse(run.out)["redactionCount"], 3);
+    const auto page = testing::inspectPdf(testing::readFile(dir_.file("out.pdf"))).pages.at(0);
+    const double ann = blackWidthAt(page, lines[0].x + 5, lines[0].y + 3);
+    const double peter = blackWidthAt(page, lines[1].x + 5, lines[1].y + 3);
+    EXPECT_GT(ann, 3 * 12);
+    EXPECT_NEAR(ann, peter, 1.0) << "a box of its own width would tell the names apart";
+}
+
 const std::string kOverwrite = "Norvane will not overwrite the original PDF. Choose a different output name.";
 const std::string kEncrypted = "This PDF is encrypted or password-protected. Unlock it before redacting.";
 const std::string kNotCreated = "The secure redacted PDF could not be created.";
@@ -228,6 +279,9 @@ INSTANTIATE_TEST_SUITE_P(
         {"regionTooSmall", {"export", "IN", "-o", "OUT", "--region", "0:1,2,1.5,40"}, 2},
         {"regionPastLastPage", {"export", "IN", "-o", "OUT", "--region", "2:1,2,30,40"}, 2},
         {"nothingFound", {"export", "IN", "-o", "OUT", "--find", "Jones"}, 1, kNothingToDo},
+        {"unknownPattern", {"export", "IN", "-o", "OUT", "--ocr-pattern", "Email"}, 2},
+        {"textAndPattern", {"find", "IN", "Smith", "--pattern", "email"}, 2},
+        {"neitherTextNorPattern", {"find", "IN", "--ocr"}, 2},
         {"missingFile", {"find", "DIR/none.pdf", "Smith"}, 1, "The selected PDF could not be opened."},
         {"ownerPassword", {"export", "DIR/locked.pdf", "-o", "OUT", "--find", "x"}, 1, kEncrypted},
         {"unwritableOutput", {"export", "IN", "-o", "DIR/no/out.pdf", "--find", "Smith"}, 1, kNotCreated},

@@ -48,7 +48,8 @@ void waitForWorkers() {
 EngineCalls forwardedTo(const EngineCalls& calls) {
     return EngineCalls{[&calls](const auto&... a) { return calls.ocrMatches(a...); },
                        [&calls](const auto&... a) { calls.exportSecurePDF(a...); },
-                       [&calls](const auto&... a) { return calls.verifyOutput(a...); }};
+                       [&calls](const auto&... a) { return calls.verifyOutput(a...); },
+                       [&calls](const auto&... a) { return calls.ocrPatternMatches(a...); }};
 }
 
 class CommandsTest : public ::testing::Test {
@@ -184,6 +185,45 @@ TEST_P(OcrEndings, EndNotBusyWithTheirOwnStatus) {
     EXPECT_FALSE(model->progress().has_value());
     EXPECT_EQ(model->errorMessage(),
               GetParam().failure ? std::optional(QString::fromUtf8(GetParam().failure)) : std::nullopt);
+}
+
+// A pattern's text-layer hits come at once; with OCR included they stay while the recogniser
+// adds its own after them. Even-width boxes are what the canvas shows and the export draws.
+TEST_F(CommandsTest, PatternHitsGatherBothReadingsAndEvenWidthBoxesReachTheExport) {
+    engine.ocrPatternMatches = [](const auto&, PatternPreset preset, const auto& progress, std::stop_token) {
+        progress(1, 1);
+        EXPECT_EQ(preset, PatternPreset::email);
+        return std::vector{
+            RedactionSearchResult{Uuid::random(), 0, {72, 500, 90, 14}, "b@example.org", RedactionSource::ocr}};
+    };
+    std::vector<RedactionRegion> exported;
+    engine.exportSecurePDF = [&](const auto&, const std::vector<RedactionRegion>& regions, const auto&...) {
+        exported = regions;
+    };
+    openPdf({"Mail a@example.org today"});
+    model->findPattern(PatternPreset::email, false);
+    ASSERT_EQ(model->searchResults().size(), 1u);
+    EXPECT_EQ(model->searchResults()[0].text, "a@example.org");
+    EXPECT_EQ(model->statusText(), QStringLiteral("1 text matches"));
+
+    model->findPattern(PatternPreset::email, true);
+    waitForWorkers();
+    ASSERT_EQ(model->searchResults().size(), 2u);
+    EXPECT_EQ(model->searchResults()[1].text, "b@example.org");
+    EXPECT_EQ(model->statusText(), QString::fromUtf8("1 text matches \u00B7 1 OCR matches"));
+
+    model->addAllSearchResults();
+    model->setEvenWidthBoxes(true);
+    const RegionList shown = model->exportedRedactions();
+    ASSERT_EQ(shown.size(), 2u);
+    EXPECT_NE(shown[1].rect, model->redactions()[1].rect);
+    EXPECT_EQ(std::fmod(shown[1].rect.width, 3 * shown[1].rect.height), 0.0);
+    desktop.answer = qPath(dir.file("out.pdf"));
+    model->exportSecureCopy();
+    waitForWorkers();
+    ASSERT_EQ(exported.size(), shown.size());
+    for (std::size_t i = 0; i < shown.size(); ++i)
+        EXPECT_EQ(exported[i].rect, shown[i].rect);
 }
 
 // ---- Export on the real engine ----

@@ -83,6 +83,7 @@ EditingLayout::EditingLayout(RedactionViewModel& model, std::function<void()> op
     connect(&model_, &RedactionViewModel::statusTextChanged, this, &EditingLayout::syncStatusBar);
     connect(&model_, &RedactionViewModel::documentChanged, this, &EditingLayout::syncCanvas);
     connect(&model_, &RedactionViewModel::redactionsChanged, this, &EditingLayout::syncCanvas);
+    connect(&model_, &RedactionViewModel::evenWidthBoxesChanged, this, &EditingLayout::syncCanvas);
     connect(&model_, &RedactionViewModel::selectedPageIndexChanged, this, &EditingLayout::syncCanvas);
     connect(&model_, &RedactionViewModel::searchResultsChanged, this, &EditingLayout::syncCanvas);
     connect(&model_, &RedactionViewModel::verificationChanged, this, &EditingLayout::syncCanvas);
@@ -230,7 +231,7 @@ void EditingLayout::syncCanvas() {
         canvas_->deleteLater();
         canvas_ = fresh;
     }
-    canvas_->synchronize(model_.document(), model_.redactions(), model_.selectedPageIndex());
+    canvas_->synchronize(model_.document(), model_.exportedRedactions(), model_.selectedPageIndex());
 
     const auto& highlight = model_.highlight();
     std::vector<PageOutline> outlines;

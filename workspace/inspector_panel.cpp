@@ -9,6 +9,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QPainter>
 #include <QPushButton>
 #include <QStyleOptionButton>
@@ -174,7 +175,22 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     searchField_->setObjectName(QStringLiteral("searchField"));
     searchField_->setPlaceholderText(QStringLiteral("Text to find"));
     searchField_->setClearButtonEnabled(false);
-    stack->addWidget(searchField_);
+    patterns_ = new QToolButton(content);
+    patterns_->setObjectName(QStringLiteral("patterns"));
+    patterns_->setText(QStringLiteral("Patterns"));
+    patterns_->setToolTip(QStringLiteral("Find e-mail addresses, phone numbers, IBANs and other personal data"));
+    patterns_->setPopupMode(QToolButton::InstantPopup);
+    auto* presetMenu = new QMenu(patterns_);
+    for (const PatternPresetInfo& preset : patternPresets()) {
+        const QString title = QString::fromUtf8(preset.title.data(), static_cast<qsizetype>(preset.title.size()));
+        connect(presetMenu->addAction(title), &QAction::triggered, this,
+                [this, which = preset.preset] { model_.findPattern(which, includeOcr_->isChecked()); });
+    }
+    patterns_->setMenu(presetMenu);
+    auto* searchRow = new QHBoxLayout();
+    searchRow->addWidget(searchField_, 1);
+    searchRow->addWidget(patterns_);
+    stack->addLayout(searchRow);
     connect(searchField_, &QLineEdit::textEdited, this, [this](const QString& text) { model_.setSearchText(text); });
 
     auto* buttons = new QHBoxLayout();
@@ -184,10 +200,18 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
         b->setAutoDefault(false);
         b->setDefault(false);
     }
+    includeOcr_ = new QCheckBox(QStringLiteral("Include OCR"), content);
+    includeOcr_->setObjectName(QStringLiteral("includeOcr"));
+    includeOcr_->setToolTip(QStringLiteral("Patterns also search the text OCR reads from the pages"));
     buttons->addWidget(findText_);
     buttons->addWidget(ocrSearch_);
     buttons->addStretch(1);
     stack->addLayout(buttons);
+    // Under the Patterns button: it decides what a preset reads, not what the buttons do.
+    auto* patternOptions = new QHBoxLayout();
+    patternOptions->addStretch(1);
+    patternOptions->addWidget(includeOcr_);
+    stack->addLayout(patternOptions);
     connect(findText_, &QPushButton::clicked, this, [this] { model_.findNativeText(); });
     connect(ocrSearch_, &QPushButton::clicked, this, [this] { model_.findWithOCR(); });
 
@@ -231,6 +255,15 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     stack->addWidget(labelToggle_);
     connect(labelToggle_, &QCheckBox::toggled, this, [this](bool on) {
         if (model_.labelRedactions() != on) model_.setLabelRedactions(on);
+    });
+    evenWidthToggle_ = new QCheckBox(QStringLiteral("Even-width boxes"), content);
+    evenWidthToggle_->setObjectName(QStringLiteral("evenWidthBoxes"));
+    evenWidthToggle_->setToolTip(
+        QStringLiteral("Search hits export as boxes in steps of equal width, so a box does "
+                       "not give away the length of the word it hides"));
+    stack->addWidget(evenWidthToggle_);
+    connect(evenWidthToggle_, &QCheckBox::toggled, this, [this](bool on) {
+        if (model_.evenWidthBoxes() != on) model_.setEvenWidthBoxes(on);
     });
     stack->addWidget(
         wrapping(QStringLiteral("Secure export rebuilds PDF pages from rendered pixels so the original text "
@@ -291,6 +324,7 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     connect(&model_, &RedactionViewModel::searchResultsChanged, this, &InspectorPanel::syncResults);
     connect(&model_, &RedactionViewModel::redactionsChanged, this, &InspectorPanel::syncPending);
     connect(&model_, &RedactionViewModel::labelRedactionsChanged, this, &InspectorPanel::syncLabelToggle);
+    connect(&model_, &RedactionViewModel::evenWidthBoxesChanged, this, &InspectorPanel::syncLabelToggle);
     connect(&model_, &RedactionViewModel::verificationChanged, this, &InspectorPanel::syncVerification);
     connect(&model_, &RedactionViewModel::outputURLChanged, this, &InspectorPanel::syncVerification);
     syncSearchText();
@@ -322,6 +356,7 @@ void InspectorPanel::syncSearchText() {
 
 void InspectorPanel::syncBusy() {
     ocrSearch_->setEnabled(!model_.isBusy());
+    patterns_->setEnabled(!model_.isBusy());
 }
 
 void InspectorPanel::syncResults() {
@@ -377,6 +412,9 @@ void InspectorPanel::syncPending() {
 }
 
 void InspectorPanel::syncLabelToggle() {
+    if (evenWidthToggle_->isChecked() != model_.evenWidthBoxes()) {
+        evenWidthToggle_->setChecked(model_.evenWidthBoxes());
+    }
     if (labelToggle_->isChecked() != model_.labelRedactions()) {
         labelToggle_->setChecked(model_.labelRedactions());
     }

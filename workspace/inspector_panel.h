@@ -15,6 +15,7 @@ class QCheckBox;
 class QLabel;
 class QLineEdit;
 class QPushButton;
+class QToolButton;
 class QVBoxLayout;
 
 namespace norvane {
@@ -76,6 +77,9 @@ public:
     QLineEdit* searchField() const { return searchField_; }
     QPushButton* findTextButton() const { return findText_; }
     QPushButton* ocrSearchButton() const { return ocrSearch_; }
+    QToolButton* patternsButton() const { return patterns_; }
+    QCheckBox* includeOcrToggle() const { return includeOcr_; }
+    QCheckBox* evenWidthToggle() const { return evenWidthToggle_; }
     QPushButton* redactAllButton() const { return redactAll_; }
     QCheckBox* labelToggle() const { return labelToggle_; }
     QPushButton* revealButton() const { return reveal_; }
@@ -101,6 +105,8 @@ private:
     QLineEdit* searchField_ = nullptr;
     QPushButton* findText_ = nullptr;
     QPushButton* ocrSearch_ = nullptr;
+    QToolButton* patterns_ = nullptr;
+    QCheckBox* includeOcr_ = nullptr;
     QWidget* resultsSection_ = nullptr;
     theme::ThemedLabel* matchCount_ = nullptr;
     QPushButton* redactAll_ = nullptr;
@@ -110,6 +116,7 @@ private:
     QVBoxLayout* pendingRowsLayout_ = nullptr;
     std::vector<PendingRow*> pendingRows_;
     QCheckBox* labelToggle_ = nullptr;
+    QCheckBox* evenWidthToggle_ = nullptr;
     QWidget* verificationPanel_ = nullptr;
     theme::SymbolView* verdictSymbol_ = nullptr;
     theme::ThemedLabel* verdictTitle_ = nullptr;
