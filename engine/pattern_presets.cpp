@@ -138,9 +138,10 @@ const std::array<Preset, 9> kPresets{{
      R"(\.\p{L}{2,}(?![\p{L}\p{N}\-@]|\.[\p{L}\p{N}]))",
      nullptr, false},
     // International numbers, US numbers, and national numbers with a trunk 0, each in the
-    // groupings people write; separators stay consistent so dates and ID numbers stay out.
+    // groupings people write; separators stay consistent so dates and ID numbers stay out, and
+    // the tail of a longer group of numbers (an IBAN's) is not a number of its own.
     {{PatternPreset::phone, "phone", "Phone Number"},
-     R"((?<![\p{L}\p{N}+\-./])(?:)"
+     R"((?<![\p{L}\p{N}+\-./])(?<![0-9][ ])(?:)"
      R"(\+[0-9]{1,3}(?:[ .\-]?(?:\([0-9]{1,4}\)|[0-9]{1,5})){2,6})"
      R"(|(?:1[ .\-]?)?\([2-9][0-9]{2}\)[ ]?[0-9]{3}[ .\-][0-9]{4})"
      R"(|(?:1[ .\-])?[2-9][0-9]{2}(?<us>[ .\-])[0-9]{3}\k<us>[0-9]{4})"
@@ -151,7 +152,7 @@ const std::array<Preset, 9> kPresets{{
     {{PatternPreset::iban, "iban", "IBAN"},
      NV_BEFORE R"([A-Z]{2}[0-9]{2}(?:[ ]?[A-Z0-9]{4}){2,7}(?:[ ]?[A-Z0-9]{1,3})?)" NV_AFTER, ibanCheck, true},
     {{PatternPreset::paymentCard, "card", "Payment Card Number"},
-     R"((?<![\p{L}\p{N}\-])[0-9](?:[ \-]?[0-9]){12,18}(?![\p{L}\p{N}]|-[0-9]))", luhnCheck, true},
+     R"((?<![\p{L}\p{N}\-])(?<![0-9][ ])[0-9](?:[ \-]?[0-9]){12,18}(?![\p{L}\p{N}]|-[0-9]))", luhnCheck, true},
     {{PatternPreset::socialSecurityNumber, "ssn", "US Social Security Number"},
      R"((?<![\p{L}\p{N}\-])(?!000|666|9)[0-9]{3}(?<sep>[ \-])(?!00)[0-9]{2}\k<sep>(?!0000)[0-9]{4})"
      R"((?![\p{L}\p{N}]|-[0-9]))",
