@@ -40,8 +40,8 @@ std::string line(unsigned& seed, std::size_t maxChars) {
     }
 }
 
-testing::DocumentSpec textDocument(int pages) {
-    testing::DocumentSpec spec;
+testing::DocumentPlan textDocument(int pages) {
+    testing::DocumentPlan spec;
     unsigned seed = 7;
     for (int p = 0; p < pages; ++p) {
         testing::PageSpec page;
@@ -55,8 +55,8 @@ testing::DocumentSpec textDocument(int pages) {
     return spec;
 }
 
-testing::DocumentSpec photoDocument() {
-    testing::DocumentSpec spec;
+testing::DocumentPlan photoDocument() {
+    testing::DocumentPlan spec;
     testing::PageSpec page;
     page.images.push_back({{36, 150, 540, 600}, 1350, 1500, false, 3});
     page.texts.push_back({"Figure 1: site photograph taken on 12 May", 72, 120, 11});
@@ -114,7 +114,7 @@ struct Result {
     bool lossless = false;
 };
 
-Result measure(const std::string& name, const testing::DocumentSpec& spec, const fs::path& dir, const std::string& gs,
+Result measure(const std::string& name, const testing::DocumentPlan& spec, const fs::path& dir, const std::string& gs,
                int runs) {
     const fs::path input = dir / (name + ".pdf");
     testing::writeFile(input, testing::buildPdf(spec));
@@ -179,7 +179,7 @@ int main(int argc, char** argv) {
     std::printf("%-14s %9s %9s %7s %10s %10s %7s %9s\n", "document", "ours s", "gs s", "time", "ours MB", "gs MB",
                 "size", "lossless");
     bool ok = true;
-    const std::pair<std::string, testing::DocumentSpec> docs[] = {
+    const std::pair<std::string, testing::DocumentPlan> docs[] = {
         {"text-" + std::to_string(pages) + "p", textDocument(pages)}, {"photo-1p", photoDocument()}};
     for (const auto& [name, spec] : docs) {
         const Result r = measure(name, spec, dir, gs, runs);

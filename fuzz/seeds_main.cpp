@@ -20,8 +20,8 @@ PageSpec textPage(const std::string& text) {
     return page;
 }
 
-DocumentSpec oneOf(PageSpec page) {
-    DocumentSpec spec;
+DocumentPlan oneOf(PageSpec page) {
+    DocumentPlan spec;
     spec.pages.push_back(std::move(page));
     return spec;
 }
@@ -65,7 +65,7 @@ int main(int argc, char** argv) {
         write("images", buildPdf(oneOf(page)));
     }
     {
-        DocumentSpec spec = oneOf(textPage("With everything around it"));
+        DocumentPlan spec = oneOf(textPage("With everything around it"));
         spec.info = {{"Title", "Seed"}, {"Author", "Factory"}};
         spec.xmpMetadata = "<x:xmpmeta xmlns:x='adobe:ns:meta/'/>";
         spec.attachments = {AttachmentSpec{"notes.txt", "attached text"}};
@@ -74,7 +74,7 @@ int main(int argc, char** argv) {
         write("revision", withRevision(buildPdf(spec), 0, "BT /F1 12 Tf 72 600 Td (revised) Tj ET"));
     }
     {
-        DocumentSpec spec = oneOf(textPage("Locked for editing"));
+        DocumentPlan spec = oneOf(textPage("Locked for editing"));
         spec.ownerPassword = "owner";
         write("owner-password", buildPdf(spec));
     }
@@ -88,7 +88,7 @@ int main(int argc, char** argv) {
     {
         PageSpec empty;
         empty.mediaBox = PageRect{0, 0, 0, 792};
-        DocumentSpec spec;
+        DocumentPlan spec;
         spec.pages = {textPage("Before the empty page"), empty};
         write("empty-media-box", buildPdf(spec));
     }

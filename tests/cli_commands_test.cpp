@@ -28,7 +28,7 @@ struct Outcome {
 
 // Two Letter pages; "John Smith" sits on the second.
 std::vector<unsigned char> samplePdf() {
-    testing::DocumentSpec document;
+    testing::DocumentPlan document;
     document.pages.resize(2);
     document.pages[0].texts = {{"Cover page", 72, 720, 12}};
     document.pages[1].texts = {{"Dear John Smith, welcome.", 72, 600, 12}, {"Regards, Smith", 72, 400, 12}};

@@ -28,7 +28,7 @@ const RedactionRegion kElsewhere = region(0, {500, 50, 40, 20});
 
 struct LeakCase {
     const char* name;
-    std::function<void(DocumentSpec&)> hide;  // changes a one-page document holding "Body"
+    std::function<void(DocumentPlan&)> hide;  // changes a one-page document holding "Body"
     std::vector<RedactionRegion> regions{kElsewhere};
     bool revised = false;  // the secret only in an earlier revision
 };
@@ -41,7 +41,7 @@ class Leaks : public ::testing::TestWithParam<LeakCase> {};
 
 TEST_P(Leaks, SecretIsGoneAndBoxesAreSolid) {
     const LeakCase& c = GetParam();
-    DocumentSpec spec = textPages({"Body"});
+    DocumentPlan spec = textPages({"Body"});
     c.hide(spec);
     std::vector<unsigned char> source = buildPdf(spec);
     if (c.revised) {
@@ -69,37 +69,37 @@ TEST_P(Leaks, SecretIsGoneAndBoxesAreSolid) {
 
 INSTANTIATE_TEST_SUITE_P(Leak, Leaks,
                          ::testing::Values(LeakCase{"textLayerUnderBox",
-                                                    [](DocumentSpec& s) { s.pages[0].texts = {secretAt()}; },
+                                                    [](DocumentPlan& s) { s.pages[0].texts = {secretAt()}; },
                                                     {overSecret()}},
                                            LeakCase{"textHiddenUnderDrawnBlackRectangle",
-                                                    [](DocumentSpec& s) {
+                                                    [](DocumentPlan& s) {
     s.pages[0].texts = {secretAt()};
     s.pages[0].filledBlackRects = {overSecret().rect};
                                                     }},
                                            LeakCase{"invisibleTextRenderMode",
-                                                    [](DocumentSpec& s) {
+                                                    [](DocumentPlan& s) {
     s.pages[0].extraContent = "BT /F1 14 Tf 3 Tr 72 600 Td (" + kSecret + ") Tj ET\n";
                                                     }},
                          LeakCase{"closedNoteContents",
-                                  [](DocumentSpec& s) {
+                                  [](DocumentPlan& s) {
     s.pages[0].annotations = {{AnnotationSpec::Kind::note, {300, 300, 20, 20}, kSecret}};
                                   }},
                          LeakCase{"visibleFreeTextUnderBox",
-                                  [](DocumentSpec& s) {
+                                  [](DocumentPlan& s) {
     s.pages[0].annotations = {{AnnotationSpec::Kind::freeText, {72, 500, 300, 40}, kSecret}};
                                   },
                                   {region(0, {70, 498, 304, 44})}},
     LeakCase{"formFieldValueUnderBox",
-             [](DocumentSpec& s) {
+             [](DocumentPlan& s) {
     s.pages[0].fields = {{"name", {72, 400, 300, 24}, kSecret}};
              },
              {region(0, {70, 398, 304, 28})}},
     LeakCase{"infoDictionary",
-             [](DocumentSpec& s) {
+             [](DocumentPlan& s) {
     s.info = {{"Title", kSecret}, {"Author", kSecret}, {"Subject", kSecret}, {"Keywords", kSecret}};
              }},
     LeakCase{"xmpMetadata",
-             [](DocumentSpec& s) {
+             [](DocumentPlan& s) {
     s.xmpMetadata =
         "<?xpacket begin='' id='W5M0MpCehiHzreSzNTczkc9d'?><x:xmpmeta "
         "xmlns:x='adobe:ns:meta/'><rdf:RDF "
@@ -108,33 +108,33 @@ INSTANTIATE_TEST_SUITE_P(Leak, Leaks,
         kSecret + "'/></rdf:RDF></x:xmpmeta><?xpacket end='w'?>";
              }},
     LeakCase{"embeddedFile",
-             [](DocumentSpec& s) {
+             [](DocumentPlan& s) {
     s.attachments = {{"notes.txt", "The password is " + kSecret}};
              }},
     LeakCase{"bookmarkTitle",
-             [](DocumentSpec& s) {
+             [](DocumentPlan& s) {
     s.outlineTitles = {"Intro", kSecret};
              }},
-    LeakCase{"olderRevision", [](DocumentSpec& s) { s.pages[0].texts = {secretAt()}; }, {kElsewhere}, true},
+    LeakCase{"olderRevision", [](DocumentPlan& s) { s.pages[0].texts = {secretAt()}; }, {kElsewhere}, true},
     LeakCase{"rotatedOffsetPageUnderBox",
-             [](DocumentSpec& s) {
+             [](DocumentPlan& s) {
     s.pages.push_back({.mediaBox = {40, 60, 500, 400}, .rotate = 90, .texts = {secretAt(120, 300)}});
              },
              {overSecret(1, 120, 300)}},
     LeakCase{"textOverPhotoUnderBox",
-             [](DocumentSpec& s) {
+             [](DocumentPlan& s) {
     s.pages[0].texts = {secretAt(100, 400)};
     s.pages[0].images = {{{50, 300, 400, 300}, 200, 150}};
              },
              {overSecret(0, 100, 400)}},
     LeakCase{"textOutsideCropBoxUnderBox",
-             [](DocumentSpec& s) {
+             [](DocumentPlan& s) {
     s.pages[0].texts = {secretAt(72, 750)};
     s.pages[0].cropBox = PageRect{100, 100, 200, 200};
              },
              {overSecret(0, 72, 750)}},
     LeakCase{"secretOnEveryPageOfMany",
-             [](DocumentSpec& s) {
+             [](DocumentPlan& s) {
     s.pages.resize(5);
     for (std::size_t i = 0; i < 5; ++i) {
         s.pages[i].texts = {secretAt(72, 700 - 20.0 * static_cast<double>(i))};

@@ -162,7 +162,7 @@ TEST(Ocr, HitsOnTurnedScansLandOnTheWordAsDisplayed) {
 }
 
 TEST(Ocr, ReportsProgressOnlyForPagesItCouldRender) {
-    DocumentSpec spec = textPages({"First page", "", "Third page"});
+    DocumentPlan spec = textPages({"First page", "", "Third page"});
     spec.pages[1].mediaBox = PageRect{0, 0, 14400, 14400};  // far over the pixel limit at 220 dpi
     Progress progress;
     const auto results = search(PdfDocument::fromBytes(buildPdf(spec)), "page", &progress);
@@ -188,7 +188,7 @@ TEST(Ocr, CancellingBetweenPagesThrowsAndReturnsNothing) {
 
 TEST(Ocr, QueriesWithoutLettersOrDigitsDoNoWork) {
     // Any recognition would hit the unrenderable page and report progress for the other.
-    DocumentSpec spec = textPages({"- - -", ""});
+    DocumentPlan spec = textPages({"- - -", ""});
     spec.pages[1].mediaBox = PageRect{0, 0, 14400, 14400};
     const auto document = PdfDocument::fromBytes(buildPdf(spec));
     for (const char* query : {"", " \n\t ", "-", "...", "\xe2\x80\x94", "$ % &", "\xc2\xa0\xe2\x80\xa6"}) {
@@ -197,7 +197,7 @@ TEST(Ocr, QueriesWithoutLettersOrDigitsDoNoWork) {
         EXPECT_TRUE(progress.empty()) << query;
     }
     Progress progress;
-    EXPECT_TRUE(search(PdfDocument::fromBytes(buildPdf(DocumentSpec{})), "anything", &progress).empty());
+    EXPECT_TRUE(search(PdfDocument::fromBytes(buildPdf(DocumentPlan{})), "anything", &progress).empty());
     EXPECT_TRUE(progress.empty());
 }
 

@@ -31,7 +31,7 @@ TEST(PdfDocument, ReportsMediaBoxAndSnapsRotationToQuarterTurns) {
         {{.mediaBox = {20, 0, 0, 792}}, {20, 0, 0, 792}, 0},
         {{.mediaBox = {0, 30, 612, 0}, .rotate = 90}, {0, 30, 612, 0}, 90},
     };
-    DocumentSpec spec;
+    DocumentPlan spec;
     for (const Case& c : cases) {
         spec.pages.push_back(c.page);
     }
@@ -44,7 +44,7 @@ TEST(PdfDocument, ReportsMediaBoxAndSnapsRotationToQuarterTurns) {
     }
 }
 
-DocumentSpec encrypted(std::optional<std::string> user) {
+DocumentPlan encrypted(std::optional<std::string> user) {
     auto spec = textPages({"Secret"});
     spec.ownerPassword = "owner";
     spec.userPassword = std::move(user);
@@ -56,7 +56,7 @@ TEST(PdfDocument, OpenForRedactionNamesTheReasonForRefusing) {
     const std::pair<std::vector<unsigned char>, Kind> cases[] = {
         {buildPdf(encrypted(std::nullopt)), Kind::encryptedPDF},
         {buildPdf(encrypted("user")), Kind::encryptedPDF},
-        {buildPdf(DocumentSpec{}), Kind::noPages},
+        {buildPdf(DocumentPlan{}), Kind::noPages},
         {bytesOf("Hello, this is a plain text file.\n"), Kind::cannotOpenPDF},
         {{}, Kind::cannotOpenPDF},
         {bytesOf("%PDF-1.7\n"), Kind::cannotOpenPDF},

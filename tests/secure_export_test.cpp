@@ -38,7 +38,7 @@ SharedPdfDocument textDocument(std::size_t pages) {
 const std::vector<RedactionRegion> kOneBox{region(0, {0, 0, 5, 5})};
 
 TEST(SecureExport, OutputHoldsOnlyPageImagesAndTheThreeAttributes) {
-    DocumentSpec spec;
+    DocumentPlan spec;
     spec.pages = textPageSpecs(1);
     spec.pages[0].annotations.push_back({AnnotationSpec::Kind::note, {300, 300, 20, 20}, "note"});
     spec.info = {{"Title", "Source title"}, {"Author", "Someone"}};

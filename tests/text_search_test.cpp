@@ -11,7 +11,7 @@ namespace {
 
 using namespace norvane::testing;
 
-SharedPdfDocument load(const DocumentSpec& spec) {
+SharedPdfDocument load(const DocumentPlan& spec) {
     return PdfDocument::fromBytes(buildPdf(spec));
 }
 
@@ -42,7 +42,7 @@ TEST(TextSearch, BoxCoversTheGlyphsInPageSpace) {
         SCOPED_TRACE(c.name);
         c.run.text = "Dear John Smith, regards";
         c.page.texts = {c.run};
-        DocumentSpec spec;
+        DocumentPlan spec;
         spec.pages = {PageSpec{}, c.page};
         const auto results = RedactionEngine::nativeTextMatches(load(spec), "john smith");
         ASSERT_EQ(results.size(), 1u);
@@ -76,7 +76,7 @@ void PrintTo(const QueryCase& c, std::ostream* os) {
 class TextQueries : public ::testing::TestWithParam<QueryCase> {};
 
 TEST_P(TextQueries, FindWhatCaseFoldingFinds) {
-    DocumentSpec spec;
+    DocumentPlan spec;
     for (const auto& lines : GetParam().pages) {
         spec.pages.emplace_back();
         double y = 720;
@@ -141,7 +141,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(TextSearch, UnitesTheLineBoxesOfAWrappedMatch) {
     const TextRun first{"A long line that ends with John", 72, 720, 12};
     const TextRun second{"Smith", 72, 705, 12};
-    DocumentSpec spec;
+    DocumentPlan spec;
     spec.pages = {PageSpec{.texts = {first, second}}};
     const auto results = RedactionEngine::nativeTextMatches(load(spec), "John Smith");
     ASSERT_EQ(results.size(), 1u);
@@ -152,7 +152,7 @@ TEST(TextSearch, UnitesTheLineBoxesOfAWrappedMatch) {
 TEST(TextSearch, AHyphenatedMatchIsBoxedOnEachLineAlone) {
     const TextRun first{"A long first line that ends in ZEPHYR-7731-QUO-", 72, 720, 12};
     const TextRun second{"KKA and then the second line goes on", 72, 705, 12};
-    DocumentSpec spec;
+    DocumentPlan spec;
     spec.pages = {PageSpec{.texts = {first, second}}};
     const auto results = RedactionEngine::nativeTextMatches(load(spec), "ZEPHYR-7731-QUOKKA");
     ASSERT_EQ(results.size(), 2u);

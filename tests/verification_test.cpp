@@ -22,7 +22,7 @@ ExportVerification verify(const std::filesystem::path& path, const std::vector<s
 // A source whose sensitive name sits on page 1 of 2, exported with the name boxed and labelled.
 TEST(Verification, ReadsTheCopysPixelsIncludingLabels) {
     const TextRun name{"Client Harrington", 72, 720, 12};
-    DocumentSpec spec = textPages({"", "Nothing sensitive here"});
+    DocumentPlan spec = textPages({"", "Nothing sensitive here"});
     spec.pages[0].texts = {name, TextRun{"Quarterly figures attached", 72, 650, 12}};
     PageRect box = glyphBox(name, "Harrington");
     box = PageRect{box.x - 6, box.y - 6, std::max(box.width + 12, 90.0), box.height + 12};
@@ -71,7 +71,7 @@ TEST(Verification, TextLayerFindingsAreDistinctTrimmedAndInCodePointOrder) {
                 page.texts.push_back(TextRun{line, 72, y -= 40});
             }
         }
-        DocumentSpec spec;
+        DocumentPlan spec;
         spec.pages = {page};
         writeFile(dir.file("plain.pdf"), buildPdf(spec));
         const ExportVerification result = verify(dir.file("plain.pdf"), c.terms);
@@ -90,7 +90,7 @@ TEST(Verification, FindingsLocateEveryMissedOccurrence) {
         SCOPED_TRACE(rotate);
         const TextRun covered{"Payee Harrington", media.x + 60, media.maxY() - 100, 14};
         const TextRun missed{"Harrington, second copy", media.x + 60, media.maxY() - 300, 14};
-        DocumentSpec spec;
+        DocumentPlan spec;
         spec.pages = {PageSpec{.mediaBox = media},
                       PageSpec{.mediaBox = media, .rotate = rotate, .texts = {covered, missed}}};
         const PageRect ink = glyphBox(covered, "Harrington");
@@ -113,7 +113,7 @@ TEST(Verification, FindingsLocateEveryMissedOccurrence) {
 
     const TextRun line{"Smith wrote to Smith", 72, 700, 12};
     TempDir dir;
-    DocumentSpec plain;
+    DocumentPlan plain;
     plain.pages = {PageSpec{.texts = {line}}};
     writeFile(dir.file("plain.pdf"), buildPdf(plain));
     const ExportVerification result = verify(dir.file("plain.pdf"), {"smith"});
@@ -159,9 +159,9 @@ TEST(Verification, ARecogniserThatCannotStartFailsVerification) {
 
 // Fail closed: a copy that cannot be read in full is never reported clean.
 TEST(Verification, UnreadableOutputFailsVerification) {
-    DocumentSpec locked = textPages({"Harrington"});
+    DocumentPlan locked = textPages({"Harrington"});
     locked.userPassword = "secret";
-    DocumentSpec noArea = textPages({"Harrington", "Harrington"});
+    DocumentPlan noArea = textPages({"Harrington", "Harrington"});
     noArea.pages[1].mediaBox = {0, 0, 0, 792};
     const std::pair<const char*, std::vector<unsigned char>> cases[] = {
         {"empty", {}},

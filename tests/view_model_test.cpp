@@ -19,7 +19,7 @@ public:
 
 class ViewModelTest : public ::testing::Test {
 protected:
-    QString writePdf(const testing::DocumentSpec& content, const std::string& name) {
+    QString writePdf(const testing::DocumentPlan& content, const std::string& name) {
         testing::writeFile(dir.file(name), testing::buildPdf(content));
         return QString::fromStdString(dir.file(name).string());
     }

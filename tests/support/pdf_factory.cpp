@@ -115,7 +115,7 @@ std::vector<unsigned char> rawPdf(const std::vector<std::string>& objects, const
     return bytesOf(out);
 }
 
-std::vector<unsigned char> buildPdf(const DocumentSpec& spec) {
+std::vector<unsigned char> buildPdf(const DocumentPlan& spec) {
     Objects pdf;
     std::map<std::string, std::string> fontKeys;  // base-14 name -> resource name, by first use
     std::string fonts;
@@ -260,13 +260,13 @@ std::vector<unsigned char> buildPdf(const DocumentSpec& spec) {
 }
 
 SharedPdfDocument documentOf(const std::vector<PageSpec>& pages) {
-    DocumentSpec spec;
+    DocumentPlan spec;
     spec.pages = pages;
     return PdfDocument::fromBytes(buildPdf(spec));
 }
 
-DocumentSpec textPages(const std::vector<std::string>& lines) {
-    DocumentSpec spec;
+DocumentPlan textPages(const std::vector<std::string>& lines) {
+    DocumentPlan spec;
     for (const auto& line : lines) {
         spec.pages.push_back(PageSpec{.texts = {TextRun{line}}});
     }

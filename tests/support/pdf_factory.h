@@ -74,7 +74,7 @@ struct AttachmentSpec {
     std::string contents;
 };
 
-struct DocumentSpec {
+struct DocumentPlan {
     std::vector<PageSpec> pages;
     std::optional<std::string> ownerPassword;
     std::optional<std::string> userPassword;
@@ -84,7 +84,7 @@ struct DocumentSpec {
     std::vector<std::string> outlineTitles;   // one bookmark per title, each to page 1
 };
 
-std::vector<unsigned char> buildPdf(const DocumentSpec& spec);
+std::vector<unsigned char> buildPdf(const DocumentPlan& spec);
 
 // The opened document of buildPdf() over these pages.
 SharedPdfDocument documentOf(const std::vector<PageSpec>& pages);
@@ -99,7 +99,7 @@ std::vector<unsigned char> withRevision(const std::vector<unsigned char>& bytes,
 std::vector<unsigned char> rawPdf(const std::vector<std::string>& objects, const std::string& trailerExtra = "");
 
 // Convenience: one Letter page per entry, each with one line of 12 pt Helvetica at (72, 720).
-DocumentSpec textPages(const std::vector<std::string>& lines);
+DocumentPlan textPages(const std::vector<std::string>& lines);
 
 // Width of a run of text in points, as MuPDF measures the base-14 font.
 double textWidth(const std::string& text, double size, const std::string& font = "Helvetica");

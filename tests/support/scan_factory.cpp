@@ -14,7 +14,7 @@ namespace {
 // The source page as a grey scan, turned counter-clockwise by `rotate` to undo the clockwise
 // turn /Rotate applies on display.
 ImageSpec scan(const ScanPage& page) {
-    DocumentSpec spec;
+    DocumentPlan spec;
     spec.pages = {page.source};
     spec.pages[0].rotate = 0;
     const std::vector<unsigned char> bytes = buildPdf(spec);
@@ -49,7 +49,7 @@ ImageSpec scan(const ScanPage& page) {
 }  // namespace
 
 std::vector<unsigned char> buildScannedPdf(const std::vector<ScanPage>& pages) {
-    DocumentSpec spec;
+    DocumentPlan spec;
     for (const auto& page : pages) {
         const PageRect box = page.source.mediaBox.standardized();
         const bool quarter = page.rotate == 90 || page.rotate == 270;
