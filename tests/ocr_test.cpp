@@ -173,7 +173,7 @@ TEST(Ocr, ReportsProgressOnlyForPagesItCouldRender) {
 }
 
 TEST(Ocr, CancellingBetweenPagesThrowsAndReturnsNothing) {
-    const auto document = scanned(scannedLines({"One", "Two", "Three", "Four"}));
+    const auto document = scanned(std::vector<ScanPage>(4));
     std::stop_source stop;
     Progress progress;
     const auto onPage = [&](std::int64_t page, std::int64_t count) {

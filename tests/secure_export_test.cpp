@@ -48,7 +48,7 @@ TEST(SecureExport, OutputHoldsOnlyPageImagesAndTheThreeAttributes) {
                                      dir.file("out.pdf"), false, {});
 
     const auto bytes = readFile(dir.file("out.pdf"));
-    const auto pdf = inspectPdf(bytes, false);
+    const auto pdf = inspectPdf(bytes);
     ASSERT_EQ(pdf.pages.size(), 1u);
     EXPECT_EQ(pdf.info,
               (std::map<std::string, std::string>{

@@ -69,22 +69,17 @@ struct PageSpec {
     std::vector<FieldSpec> fields{};
 };
 
-struct AttachmentSpec {
-    std::string name;
-    std::string contents;
-};
-
 struct DocumentPlan {
-    std::vector<PageSpec> pages;
-    std::optional<std::string> ownerPassword;
-    std::optional<std::string> userPassword;
-    std::map<std::string, std::string> info;  // Info dictionary entries, e.g. {"Title", "…"}
-    std::optional<std::string> xmpMetadata;   // catalog /Metadata stream, stored uncompressed
-    std::vector<AttachmentSpec> attachments;  // catalog /Names /EmbeddedFiles
-    std::vector<std::string> outlineTitles;   // one bookmark per title, each to page 1
+    std::vector<PageSpec> pages{};
+    std::optional<std::string> ownerPassword{};
+    std::optional<std::string> userPassword{};
+    std::map<std::string, std::string> info{};                       // Info dictionary entries, e.g. {"Title", "…"}
+    std::optional<std::string> xmpMetadata{};                        // catalog /Metadata stream, stored uncompressed
+    std::vector<std::pair<std::string, std::string>> attachments{};  // (name, contents): /EmbeddedFiles
+    std::vector<std::string> outlineTitles{};                        // one bookmark per title, each to page 1
 };
 
-std::vector<unsigned char> buildPdf(const DocumentPlan& spec);
+std::vector<unsigned char> buildPdf(const DocumentPlan& plan);
 
 // The opened document of buildPdf() over these pages.
 SharedPdfDocument documentOf(const std::vector<PageSpec>& pages);
