@@ -40,8 +40,8 @@ std::string line(unsigned& seed, std::size_t maxChars) {
     }
 }
 
-testing::DocumentSpec textDocument(int pages) {
-    testing::DocumentSpec spec;
+testing::DocumentPlan textDocument(int pages) {
+    testing::DocumentPlan plan;
     unsigned seed = 7;
     for (int p = 0; p < pages; ++p) {
         testing::PageSpec page;
@@ -50,18 +50,18 @@ testing::DocumentSpec textDocument(int pages) {
         for (int i = 0; i < 44; ++i) {
             page.texts.push_back({line(seed, 88), 72, 712 - 14.5 * i, 10.5});
         }
-        spec.pages.push_back(page);
+        plan.pages.push_back(page);
     }
-    return spec;
+    return plan;
 }
 
-testing::DocumentSpec photoDocument() {
-    testing::DocumentSpec spec;
+testing::DocumentPlan photoDocument() {
+    testing::DocumentPlan plan;
     testing::PageSpec page;
     page.images.push_back({{36, 150, 540, 600}, 1350, 1500, false, 3});
     page.texts.push_back({"Figure 1: site photograph taken on 12 May", 72, 120, 11});
-    spec.pages.push_back(page);
-    return spec;
+    plan.pages.push_back(page);
+    return plan;
 }
 
 double seconds(std::chrono::steady_clock::time_point since) {
@@ -114,10 +114,10 @@ struct Result {
     bool lossless = false;
 };
 
-Result measure(const std::string& name, const testing::DocumentSpec& spec, const fs::path& dir, const std::string& gs,
+Result measure(const std::string& name, const testing::DocumentPlan& plan, const fs::path& dir, const std::string& gs,
                int runs) {
     const fs::path input = dir / (name + ".pdf");
-    testing::writeFile(input, testing::buildPdf(spec));
+    testing::writeFile(input, testing::buildPdf(plan));
     const auto document = PdfDocument::open(input);
     std::vector<RedactionRegion> regions;
     RedactionRegion box;
@@ -179,10 +179,10 @@ int main(int argc, char** argv) {
     std::printf("%-14s %9s %9s %7s %10s %10s %7s %9s\n", "document", "ours s", "gs s", "time", "ours MB", "gs MB",
                 "size", "lossless");
     bool ok = true;
-    const std::pair<std::string, testing::DocumentSpec> docs[] = {
+    const std::pair<std::string, testing::DocumentPlan> docs[] = {
         {"text-" + std::to_string(pages) + "p", textDocument(pages)}, {"photo-1p", photoDocument()}};
-    for (const auto& [name, spec] : docs) {
-        const Result r = measure(name, spec, dir, gs, runs);
+    for (const auto& [name, plan] : docs) {
+        const Result r = measure(name, plan, dir, gs, runs);
         const double timeRatio = r.ours / r.theirs;
         const double sizeRatio = static_cast<double>(r.oursBytes) / static_cast<double>(r.theirsBytes);
         std::printf("%-14s %9.3f %9.3f %6.2fx %10.2f %10.2f %6.2fx %9s\n", name.c_str(), r.ours, r.theirs, timeRatio,

@@ -20,10 +20,10 @@ PageSpec textPage(const std::string& text) {
     return page;
 }
 
-DocumentSpec oneOf(PageSpec page) {
-    DocumentSpec spec;
-    spec.pages.push_back(std::move(page));
-    return spec;
+DocumentPlan oneOf(PageSpec page) {
+    DocumentPlan plan;
+    plan.pages.push_back(std::move(page));
+    return plan;
 }
 
 }  // namespace
@@ -65,18 +65,18 @@ int main(int argc, char** argv) {
         write("images", buildPdf(oneOf(page)));
     }
     {
-        DocumentSpec spec = oneOf(textPage("With everything around it"));
-        spec.info = {{"Title", "Seed"}, {"Author", "Factory"}};
-        spec.xmpMetadata = "<x:xmpmeta xmlns:x='adobe:ns:meta/'/>";
-        spec.attachments = {AttachmentSpec{"notes.txt", "attached text"}};
-        spec.outlineTitles = {"Chapter one", "Chapter two"};
-        write("structure", buildPdf(spec));
-        write("revision", withRevision(buildPdf(spec), 0, "BT /F1 12 Tf 72 600 Td (revised) Tj ET"));
+        DocumentPlan plan = oneOf(textPage("With everything around it"));
+        plan.info = {{"Title", "Seed"}, {"Author", "Factory"}};
+        plan.xmpMetadata = "<x:xmpmeta xmlns:x='adobe:ns:meta/'/>";
+        plan.attachments = {{"notes.txt", "attached text"}};
+        plan.outlineTitles = {"Chapter one", "Chapter two"};
+        write("structure", buildPdf(plan));
+        write("revision", withRevision(buildPdf(plan), 0, "BT /F1 12 Tf 72 600 Td (revised) Tj ET"));
     }
     {
-        DocumentSpec spec = oneOf(textPage("Locked for editing"));
-        spec.ownerPassword = "owner";
-        write("owner-password", buildPdf(spec));
+        DocumentPlan plan = oneOf(textPage("Locked for editing"));
+        plan.ownerPassword = "owner";
+        write("owner-password", buildPdf(plan));
     }
     {
         ScanPage scan;
@@ -88,9 +88,9 @@ int main(int argc, char** argv) {
     {
         PageSpec empty;
         empty.mediaBox = PageRect{0, 0, 0, 792};
-        DocumentSpec spec;
-        spec.pages = {textPage("Before the empty page"), empty};
-        write("empty-media-box", buildPdf(spec));
+        DocumentPlan plan;
+        plan.pages = {textPage("Before the empty page"), empty};
+        write("empty-media-box", buildPdf(plan));
     }
     std::printf("%d seeds in %s\n", written, folder.c_str());
     return 0;

@@ -186,7 +186,7 @@ TEST_F(ShellTest, WorkspaceCommandsAreEnabledOnlyWhenTheyCanRunAndAnswerTheirSho
 }
 
 // Pictures of the panel have no desktop: their link does nothing.
-TEST_F(ShellTest, TheSiteOpensThroughTheDesktopFromTheMenuAndThePanel) {
+TEST_F(ShellTest, OnlyTheSiteOpensThroughTheDesktopFromTheMenuAndThePanel) {
     MainWindow window(services.shared);
     window.websiteAction()->trigger();
     AboutPanel panel(services.desktop);
@@ -194,6 +194,16 @@ TEST_F(ShellTest, TheSiteOpensThroughTheDesktopFromTheMenuAndThePanel) {
     panel.linkButton()->click();
     AboutPanel(nullptr).linkButton()->click();
     EXPECT_EQ(services.desktop->opened, (std::vector<QUrl>(2, QUrl(websiteAddress()))));
+
+    // Only usable web addresses are opened.
+    for (const char* address : {"https://norvane.example/", "http://tools.example.org/"}) {
+        EXPECT_TRUE(websiteUrl(QString::fromUtf8(address))) << address;
+    }
+    for (const char* address : {"", "not a url", "https://", "file:///etc/passwd", "javascript:alert(1)"}) {
+        EXPECT_FALSE(websiteUrl(QString::fromUtf8(address))) << address;
+    }
+    for (const char* address : {"https://norvane.example/", "https://norvane.example"})
+        EXPECT_EQ(websiteLinkTitle(QString::fromUtf8(address)), QStringLiteral("https://norvane.example  \u2197"));
 }
 
 TEST_F(ShellTest, EveryWayOfClosingTheAboutPanelEndsItsModalRunAndReleasesIt) {
@@ -215,17 +225,6 @@ TEST_F(ShellTest, EveryWayOfClosingTheAboutPanelEndsItsModalRunAndReleasesIt) {
         EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
         EXPECT_TRUE(QTest::qWaitFor([&] { return panel.isNull(); }));
     }
-}
-
-TEST(Website, OnlyUsableWebAddressesAreOpened) {
-    for (const char* address : {"https://norvane.example/", "http://tools.example.org/"}) {
-        EXPECT_TRUE(websiteUrl(QString::fromUtf8(address))) << address;
-    }
-    for (const char* address : {"", "not a url", "https://", "file:///etc/passwd", "javascript:alert(1)"}) {
-        EXPECT_FALSE(websiteUrl(QString::fromUtf8(address))) << address;
-    }
-    for (const char* address : {"https://norvane.example/", "https://norvane.example"})
-        EXPECT_EQ(websiteLinkTitle(QString::fromUtf8(address)), QStringLiteral("https://norvane.example  \u2197"));
 }
 
 }  // namespace

@@ -23,13 +23,6 @@ SharedPdfDocument letterPages(int count) {
     return documentOf(std::vector<PageSpec>(static_cast<std::size_t>(count)));
 }
 
-PageSpec box(PageRect mediaBox, int rotation) {
-    PageSpec page;
-    page.mediaBox = mediaBox;
-    page.rotate = rotation;
-    return page;
-}
-
 // A canvas on screen, with every reported drag recorded.
 struct CanvasHarness {
     explicit CanvasHarness(SharedPdfDocument document, QSize size = QSize(700, 600)) : canvas(document) {
@@ -84,9 +77,8 @@ class InkGeometryTest : public ::testing::TestWithParam<InkCase> {};
 TEST_P(InkGeometryTest, ADragAroundTheInkReportsItsRectangleAndItsBoxCoversJustThatInk) {
     const InkCase& c = GetParam();
     const PageRect& b = c.mediaBox;
-    PageSpec page = box(b, c.rotation);
     const PageRect mark{b.x + b.width / 2 - 45, b.y + b.height / 2 - 5, 60, 20};  // off-centre, not square
-    page.filledBlackRects = {mark};
+    const PageSpec page{.mediaBox = b, .rotate = c.rotation, .filledBlackRects = {mark}};
     const auto document = documentOf(std::vector<PageSpec>(static_cast<std::size_t>(c.pageIndex) + 1, page));
     CanvasHarness h(document);
     h.canvas.setZoom(c.zoom);

@@ -29,11 +29,9 @@ struct Outcome {
 
 // Two Letter pages; "John Smith" sits on the second.
 std::vector<unsigned char> samplePdf() {
-    testing::DocumentSpec document;
-    document.pages.resize(2);
-    document.pages[0].texts = {{"Cover page", 72, 720, 12}};
-    document.pages[1].texts = {{"Dear John Smith, welcome.", 72, 600, 12}, {"Regards, Smith", 72, 400, 12}};
-    return testing::buildPdf(document);
+    return testing::buildPdf(
+        {.pages = {{.texts = {{"Cover page"}}},
+                   {.texts = {{"Dear John Smith, welcome.", 72, 600}, {"Regards, Smith", 72, 400}}}}});
 }
 
 class CliCommands : public ::testing::Test {
@@ -249,9 +247,8 @@ std::map<std::string, std::vector<unsigned char>> contents(const fs::path& dir) 
 TEST_P(CliFailures, ExitWithoutWritingAnything) {
     const auto input = dir_.file("in.pdf");
     // Only an owner password guards it, so it opens without one and must still be refused.
-    auto locked = testing::textPages({"x"});
-    locked.ownerPassword = "owner";
-    testing::writeFile(dir_.file("locked.pdf"), testing::buildPdf(locked));
+    testing::writeFile(dir_.file("locked.pdf"),
+                       testing::buildPdf({.pages = testing::textPages({"x"}).pages, .ownerPassword = "owner"}));
     // Other names of the input, for the overwrite refusals.
     fs::create_symlink(input, dir_.file("link.pdf"));
     fs::create_hard_link(input, dir_.file("hard.pdf"));

@@ -27,12 +27,7 @@ std::vector<RedactionSearchResult> search(const SharedPdfDocument& document, con
 }
 
 TEST(Ocr, RecognitionLanguagesAreEnglishPlusTheLocalesWhenInstalled) {
-    struct Case {
-        const char* locale;
-        std::vector<const char*> installed;
-        const char* expected;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, std::vector<const char*>, const char*> cases[] = {
         {"", {"eng", "deu"}, "eng"},
         {"en_GB", {"eng", "deu"}, "eng"},
         {"de_DE", {"eng", "deu"}, "eng+deu"},
@@ -42,12 +37,12 @@ TEST(Ocr, RecognitionLanguagesAreEnglishPlusTheLocalesWhenInstalled) {
         {"nb_NO", {"nor"}, "eng+nor"},
         {"xx_YY", {"xx"}, "eng"},
     };
-    for (const Case& c : cases) {
+    for (const auto& [locale, installed, expected] : cases) {
         TempDir dir;
-        for (const char* model : c.installed) {
+        for (const char* model : installed) {
             writeFile(dir.file(std::string(model) + ".traineddata"), {0});
         }
-        EXPECT_EQ(recognitionLanguages(c.locale, dir.path()), c.expected) << c.locale;
+        EXPECT_EQ(recognitionLanguages(locale, dir.path()), expected) << locale;
     }
 }
 
@@ -99,7 +94,7 @@ TEST(Ocr, OneTightBoxPerOccurrence) {
 
 // When only the key finds a line (another spelling beside the query, or punctuation the
 // query lacks), nothing of it may stay readable: the whole line goes.
-TEST(Ocr, ALineOnlyTheKeyMatchesIsCoveredWhole) {
+TEST(Ocr, LinesOnlyTheKeyMatchesAreCoveredWhole) {
     for (const auto& [line, query] : {std::pair{"Signed JOHN-SMITH for John Smith today", "John Smith"},
                                       std::pair{"Invoice No. 4711-A", "4711a"}}) {
         const TextRun run{line, 72, 720, 12};
@@ -108,10 +103,8 @@ TEST(Ocr, ALineOnlyTheKeyMatchesIsCoveredWhole) {
         EXPECT_PRED2(contains, results[0].rect, glyphBox(run, 0, run.text.size()));
         EXPECT_EQ(results[0].text, query);
     }
-}
 
-// A term the recogniser reads over two lines of one block is found; each line goes whole.
-TEST(Ocr, ATermSplitOverTwoLinesCoversBoth) {
+    // A term the recogniser reads over two lines of one block is found; each line goes whole.
     const TextRun first{"Payment reference ZEPHYR-7731-", 72, 720, 14};
     const TextRun second{"QUOKKA confirmed today", 72, 702, 14};
     const auto results = search(scanned({ScanPage{PageSpec{.texts = {first, second}}}}), "ZEPHYR-7731-QUOKKA");
@@ -174,10 +167,10 @@ TEST(Ocr, PatternHitsCarryTheTextRecognised) {
 }
 
 TEST(Ocr, ReportsProgressOnlyForPagesItCouldRender) {
-    DocumentSpec spec = textPages({"First page", "", "Third page"});
-    spec.pages[1].mediaBox = PageRect{0, 0, 14400, 14400};  // far over the pixel limit at 220 dpi
+    DocumentPlan plan = textPages({"First page", "", "Third page"});
+    plan.pages[1].mediaBox = PageRect{0, 0, 14400, 14400};  // far over the pixel limit at 220 dpi
     Progress progress;
-    const auto results = search(PdfDocument::fromBytes(buildPdf(spec)), "page", &progress);
+    const auto results = search(PdfDocument::fromBytes(buildPdf(plan)), "page", &progress);
     EXPECT_EQ(progress, (Progress{{1, 3}, {3, 3}}));
     ASSERT_EQ(results.size(), 2u);
     EXPECT_EQ(results[0].pageIndex, 0);
@@ -185,7 +178,7 @@ TEST(Ocr, ReportsProgressOnlyForPagesItCouldRender) {
 }
 
 TEST(Ocr, CancellingBetweenPagesThrowsAndReturnsNothing) {
-    const auto document = scanned(scannedLines({"One", "Two", "Three", "Four"}));
+    const auto document = scanned(std::vector<ScanPage>(4));
     std::stop_source stop;
     Progress progress;
     const auto onPage = [&](std::int64_t page, std::int64_t count) {
@@ -200,16 +193,16 @@ TEST(Ocr, CancellingBetweenPagesThrowsAndReturnsNothing) {
 
 TEST(Ocr, QueriesWithoutLettersOrDigitsDoNoWork) {
     // Any recognition would hit the unrenderable page and report progress for the other.
-    DocumentSpec spec = textPages({"- - -", ""});
-    spec.pages[1].mediaBox = PageRect{0, 0, 14400, 14400};
-    const auto document = PdfDocument::fromBytes(buildPdf(spec));
+    DocumentPlan plan = textPages({"- - -", ""});
+    plan.pages[1].mediaBox = PageRect{0, 0, 14400, 14400};
+    const auto document = PdfDocument::fromBytes(buildPdf(plan));
     for (const char* query : {"", " \n\t ", "-", "...", "\xe2\x80\x94", "$ % &", "\xc2\xa0\xe2\x80\xa6"}) {
         Progress progress;
         EXPECT_TRUE(search(document, query, &progress).empty()) << query;
         EXPECT_TRUE(progress.empty()) << query;
     }
     Progress progress;
-    EXPECT_TRUE(search(PdfDocument::fromBytes(buildPdf(DocumentSpec{})), "anything", &progress).empty());
+    EXPECT_TRUE(search(PdfDocument::fromBytes(buildPdf(DocumentPlan{})), "anything", &progress).empty());
     EXPECT_TRUE(progress.empty());
 }
 

@@ -27,18 +27,10 @@ const std::uint8_t* pixel(const PageImage& image, int x, int y) {
            (static_cast<std::size_t>(y) * static_cast<std::size_t>(image.width) + static_cast<std::size_t>(x)) * 3;
 }
 
-bool isBlack(const std::uint8_t* p) {
-    return p[0] == 0 && p[1] == 0 && p[2] == 0;
-}
-bool isWhite(const std::uint8_t* p) {
-    return p[0] == 255 && p[1] == 255 && p[2] == 255;
-}
-bool isDark(const std::uint8_t* p) {
-    return p[0] < 96 && p[1] < 96 && p[2] < 96;
-}
-bool notBlack(const std::uint8_t* p) {
-    return p[0] > 64;
-}
+const auto isBlack = [](const std::uint8_t* p) { return p[0] == 0 && p[1] == 0 && p[2] == 0; };
+const auto isWhite = [](const std::uint8_t* p) { return p[0] == 255 && p[1] == 255 && p[2] == 255; };
+const auto isDark = [](const std::uint8_t* p) { return p[0] < 96 && p[1] < 96 && p[2] < 96; };
+const auto notBlack = [](const std::uint8_t* p) { return p[0] > 64; };
 
 PixelRect all(const PageImage& image) {
     return {0, 0, image.width, image.height};

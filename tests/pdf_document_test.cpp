@@ -31,11 +31,10 @@ TEST(PdfDocument, ReportsMediaBoxAndSnapsRotationToQuarterTurns) {
         {{.mediaBox = {20, 0, 0, 792}}, {20, 0, 0, 792}, 0},
         {{.mediaBox = {0, 30, 612, 0}, .rotate = 90}, {0, 30, 612, 0}, 90},
     };
-    DocumentSpec spec;
-    for (const Case& c : cases) {
-        spec.pages.push_back(c.page);
-    }
-    const auto document = PdfDocument::fromBytes(buildPdf(spec));
+    std::vector<PageSpec> pages;
+    for (const Case& c : cases)
+        pages.push_back(c.page);
+    const auto document = documentOf(pages);
     ASSERT_EQ(document->pageCount(), static_cast<std::int64_t>(std::size(cases)));
     EXPECT_FALSE(document->isEncrypted());
     for (std::size_t i = 0; i < std::size(cases); ++i) {
@@ -44,11 +43,8 @@ TEST(PdfDocument, ReportsMediaBoxAndSnapsRotationToQuarterTurns) {
     }
 }
 
-DocumentSpec encrypted(std::optional<std::string> user) {
-    auto spec = textPages({"Secret"});
-    spec.ownerPassword = "owner";
-    spec.userPassword = std::move(user);
-    return spec;
+DocumentPlan encrypted(std::optional<std::string> user) {
+    return {.pages = textPages({"Secret"}).pages, .ownerPassword = "owner", .userPassword = std::move(user)};
 }
 
 TEST(PdfDocument, OpenForRedactionNamesTheReasonForRefusing) {
@@ -56,7 +52,7 @@ TEST(PdfDocument, OpenForRedactionNamesTheReasonForRefusing) {
     const std::pair<std::vector<unsigned char>, Kind> cases[] = {
         {buildPdf(encrypted(std::nullopt)), Kind::encryptedPDF},
         {buildPdf(encrypted("user")), Kind::encryptedPDF},
-        {buildPdf(DocumentSpec{}), Kind::noPages},
+        {buildPdf(DocumentPlan{}), Kind::noPages},
         {bytesOf("Hello, this is a plain text file.\n"), Kind::cannotOpenPDF},
         {{}, Kind::cannotOpenPDF},
         {bytesOf("%PDF-1.7\n"), Kind::cannotOpenPDF},
@@ -93,9 +89,7 @@ TEST(PdfDocument, KeepsTheBytesItWasOpenedFrom) {
 
 // Damaged files must end in a document or a RedactionError: never a crash, hang or abort.
 TEST(PdfDocument, DamagedFilesAreRefusedOrRepairedNeverFatal) {
-    auto spec = textPages({"alpha", "beta", "gamma"});
-    spec.info["Title"] = "Damage";
-    const auto good = buildPdf(spec);
+    const auto good = buildPdf({.pages = textPages({"alpha", "beta", "gamma"}).pages, .info = {{"Title", "Damage"}}});
     std::mt19937 random(1234);
     const auto at = [&](std::size_t from, std::size_t to) {
         return std::uniform_int_distribution<std::size_t>(from, to)(random);

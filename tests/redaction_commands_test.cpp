@@ -11,7 +11,6 @@
 
 #include <QCoreApplication>
 #include <QThread>
-#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -26,6 +25,7 @@ namespace norvane {
 namespace {
 
 using testing::ChangeRecorder;
+using testing::waitForWorkers;
 namespace fs = std::filesystem;
 
 const QString kOverwriteMessage =
@@ -34,14 +34,6 @@ const QString kCreating = QString::fromUtf8("Creating secure redacted PDF\u2026"
 
 QString qPath(const fs::path& path) {
     return QString::fromStdString(path.string());
-}
-
-void waitForWorkers() {
-    QTimer tick;
-    tick.start(10);
-    while (backgroundTaskCount() != 0) {
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
 }
 
 // Calls through to `calls`, so a test can swap one after the model has taken its services.
@@ -81,10 +73,6 @@ protected:
         EXPECT_TRUE(model->document());
         return qPath(dir.file(name));
     }
-    void addManualRegions(int pages) {
-        for (int page = 0; page < pages; ++page)
-            model->addManual(page, PageRect{60, 700, 200, 40});
-    }
     // Runs `action` once, the first time the status reads `status`.
     void onStatus(const QString& status, std::function<void()> action) {
         auto fired = std::make_shared<bool>(false);
@@ -102,7 +90,7 @@ protected:
         });
     }
     void clearRecords() {
-        recorder.clear();
+        recorder.changes.clear();
         statuses.clear();
         progresses.clear();
     }
@@ -344,7 +332,7 @@ TEST_F(CommandsTest, ExportAsksForATargetOnlyWithRegionsAndDismissingChangesNoth
                                                          {"caf\xc3\xa9 notes.pdf", "caf\xc3\xa9 notes-redacted.pdf"}};
     for (const auto& [source, proposed] : names) {
         openPdf({"one"}, source);
-        addManualRegions(1);
+        model->addManual(0, PageRect{60, 700, 200, 40});
         clearRecords();
         model->exportSecureCopy();
         EXPECT_EQ(desktop.asked.back(), std::pair(QString::fromUtf8(proposed), qPath(dir.path())));
@@ -357,7 +345,7 @@ TEST_F(CommandsTest, ExportAsksForATargetOnlyWithRegionsAndDismissingChangesNoth
 // refuse before any work starts, and not over-refuse a name that only differs in case.
 TEST_F(CommandsTest, ExportRefusesOnlyTheSourceItself) {
     const QString source = openPdf({"one"});
-    addManualRegions(1);
+    model->addManual(0, PageRect{60, 700, 200, 40});
     const auto sourceBytes = testing::readFile(source.toStdString());
     desktop.answer = qPath(dir.path()) + QStringLiteral("/a/b/../../contract.pdf");
     clearRecords();

@@ -1,8 +1,7 @@
 #include "model/task_runner.h"
+#include "tests/support/test_services.h"
 
-#include <QCoreApplication>
 #include <QThread>
-#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -10,14 +9,6 @@
 
 namespace norvane {
 namespace {
-
-void waitForWorkers() {
-    QTimer tick;
-    tick.start(20);  // wakes the loop even if nothing is posted
-    while (backgroundTaskCount() > 0) {
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
-}
 
 struct Started {
     std::shared_ptr<BackgroundTask> task = std::make_shared<BackgroundTask>();
@@ -55,7 +46,7 @@ TEST(TaskRunner, HopsRunInOrderOnTheMainThread) {
     });
     task = started.task;
     const auto failed = start([](const TaskHop&) { throw std::runtime_error("boom"); });
-    waitForWorkers();
+    testing::waitForWorkers();
 
     EXPECT_EQ(seenByWorker, (std::vector<int>{1, 2, 3, 4}));
     EXPECT_EQ(cancelledAtHop, (std::vector<bool>{false, false, true, true}));

@@ -11,10 +11,6 @@ namespace {
 
 using namespace norvane::testing;
 
-SharedPdfDocument load(const DocumentSpec& spec) {
-    return PdfDocument::fromBytes(buildPdf(spec));
-}
-
 // Whatever the page's box and rotation, the result is in the page's own user space and
 // covers the glyphs, with no more than the safety margin around them.
 TEST(TextSearch, BoxCoversTheGlyphsInPageSpace) {
@@ -42,9 +38,7 @@ TEST(TextSearch, BoxCoversTheGlyphsInPageSpace) {
         SCOPED_TRACE(c.name);
         c.run.text = "Dear John Smith, regards";
         c.page.texts = {c.run};
-        DocumentSpec spec;
-        spec.pages = {PageSpec{}, c.page};
-        const auto results = RedactionEngine::nativeTextMatches(load(spec), "john smith");
+        const auto results = RedactionEngine::nativeTextMatches(documentOf({PageSpec{}, c.page}), "john smith");
         ASSERT_EQ(results.size(), 1u);
         EXPECT_EQ(results[0].pageIndex, 1);
         EXPECT_EQ(results[0].text, "John Smith");
@@ -57,39 +51,30 @@ TEST(TextSearch, BoxCoversTheGlyphsInPageSpace) {
     }
 }
 
-struct Expected {
-    std::int64_t page;
-    std::string text;
-};
-
 struct QueryCase {
+    friend void PrintTo(const QueryCase& c, std::ostream* os) { *os << c.name; }
     const char* name;
     std::vector<std::vector<std::string>> pages;  // lines per page, 20 points apart
     std::string query;
-    std::vector<Expected> expected;
+    std::vector<std::pair<std::int64_t, std::string>> expected;  // (page, text)
 };
-
-void PrintTo(const QueryCase& c, std::ostream* os) {
-    *os << c.name;
-}
 
 class TextQueries : public ::testing::TestWithParam<QueryCase> {};
 
 TEST_P(TextQueries, FindWhatCaseFoldingFinds) {
-    DocumentSpec spec;
+    std::vector<PageSpec> pages;
     for (const auto& lines : GetParam().pages) {
-        spec.pages.emplace_back();
+        pages.emplace_back();
         double y = 720;
         for (const auto& line : lines) {
-            spec.pages.back().texts.push_back(TextRun{line, 72, y -= 20});
+            pages.back().texts.push_back(TextRun{line, 72, y -= 20});
         }
     }
-    const auto results = RedactionEngine::nativeTextMatches(load(spec), GetParam().query);
+    const auto results = RedactionEngine::nativeTextMatches(documentOf(pages), GetParam().query);
     ASSERT_EQ(results.size(), GetParam().expected.size());
     std::set<Uuid> ids;
     for (std::size_t i = 0; i < results.size(); ++i) {
-        EXPECT_EQ(results[i].pageIndex, GetParam().expected[i].page) << i;
-        EXPECT_EQ(results[i].text, GetParam().expected[i].text) << i;
+        EXPECT_EQ(std::pair(results[i].pageIndex, results[i].text), GetParam().expected[i]) << i;
         EXPECT_FALSE(results[i].rect.isEmpty());
         ids.insert(results[i].id);
     }
@@ -138,23 +123,20 @@ INSTANTIATE_TEST_SUITE_P(
         QueryCase{"wordsAroundAHyphenatedBreakStillFound", {{"Smith co-", "signed"}}, "smith", {{0, "Smith"}}}),
     [](const auto& p) { return std::string(p.param.name); });
 
-TEST(TextSearch, UnitesTheLineBoxesOfAWrappedMatch) {
-    const TextRun first{"A long line that ends with John", 72, 720, 12};
-    const TextRun second{"Smith", 72, 705, 12};
-    DocumentSpec spec;
-    spec.pages = {PageSpec{.texts = {first, second}}};
-    const auto results = RedactionEngine::nativeTextMatches(load(spec), "John Smith");
-    ASSERT_EQ(results.size(), 1u);
-    EXPECT_PRED2(contains, results[0].rect, glyphBox(first, "John"));
-    EXPECT_PRED2(contains, results[0].rect, glyphBox(second, "Smith"));
-}
+// A match wrapped to the next line gets one box over both parts; one hyphenated there gets a
+// box on each line, around its own part only.
+TEST(TextSearch, MatchesOverALineBreakAreBoxedLineByLine) {
+    const TextRun wrapped{"A long line that ends with John", 72, 720, 12};
+    const TextRun next{"Smith", 72, 705, 12};
+    const auto united = RedactionEngine::nativeTextMatches(documentOf({{.texts = {wrapped, next}}}), "John Smith");
+    ASSERT_EQ(united.size(), 1u);
+    EXPECT_PRED2(contains, united[0].rect, glyphBox(wrapped, "John"));
+    EXPECT_PRED2(contains, united[0].rect, glyphBox(next, "Smith"));
 
-TEST(TextSearch, AHyphenatedMatchIsBoxedOnEachLineAlone) {
     const TextRun first{"A long first line that ends in ZEPHYR-7731-QUO-", 72, 720, 12};
     const TextRun second{"KKA and then the second line goes on", 72, 705, 12};
-    DocumentSpec spec;
-    spec.pages = {PageSpec{.texts = {first, second}}};
-    const auto results = RedactionEngine::nativeTextMatches(load(spec), "ZEPHYR-7731-QUOKKA");
+    const auto results =
+        RedactionEngine::nativeTextMatches(documentOf({{.texts = {first, second}}}), "ZEPHYR-7731-QUOKKA");
     ASSERT_EQ(results.size(), 2u);
     EXPECT_PRED2(contains, results[0].rect, glyphBox(first, "ZEPHYR-7731-QUO"));
     EXPECT_GT(results[0].rect.minX(), glyphBox(first, "ends").maxX()) << "not the line's start";
@@ -185,9 +167,9 @@ TEST(TextSearch, LigaturesMatchTheirLetters) {
 }
 
 TEST(TextSearch, ABrokenPageDoesNotHideTheOthers) {
-    auto spec = textPages({"Smith one", "", "Smith three"});
-    spec.pages[1].extraContent = "BT /NoSuchFont 12 Tf 72 720 Td (Smith) Tj ET q q q 1 0 0 1 0 0 cm ( Tj ] ]] BI ID";
-    const auto results = RedactionEngine::nativeTextMatches(load(spec), "smith");
+    auto pages = textPages({"Smith one", "", "Smith three"}).pages;
+    pages[1].extraContent = "BT /NoSuchFont 12 Tf 72 720 Td (Smith) Tj ET q q q 1 0 0 1 0 0 cm ( Tj ] ]] BI ID";
+    const auto results = RedactionEngine::nativeTextMatches(documentOf(pages), "smith");
     ASSERT_GE(results.size(), 2u);
     EXPECT_EQ(results.front().pageIndex, 0);
     EXPECT_EQ(results.back().pageIndex, 2);

@@ -10,16 +10,11 @@
 namespace norvane {
 namespace {
 
-// Reaches the fields that only the model's own operations write, to set up a scene.
-class ModelProbe : public RedactionViewModel {
-public:
-    ModelProbe() : RedactionViewModel(testing::TestServices().shared) {}
-    using RedactionViewModel::setOutputURL;
-};
+using testing::ModelProbe;
 
 class ViewModelTest : public ::testing::Test {
 protected:
-    QString writePdf(const testing::DocumentSpec& content, const std::string& name) {
+    QString writePdf(const testing::DocumentPlan& content, const std::string& name) {
         testing::writeFile(dir.file(name), testing::buildPdf(content));
         return QString::fromStdString(dir.file(name).string());
     }
@@ -37,9 +32,7 @@ TEST_F(ViewModelTest, RefusedFileKeepsTheDocumentOpenResetsAllButQueryAndLabelCl
     model->setLabelRedactions(true);
     const auto document = model->document();
     const auto task = model->beginTask();
-    auto locked = testing::textPages({"secret"});
-    locked.ownerPassword = "owner";
-    model->open(writePdf(locked, "locked.pdf"));
+    model->open(writePdf({.pages = testing::textPages({"secret"}).pages, .ownerPassword = "owner"}, "locked.pdf"));
     EXPECT_EQ(model->errorMessage(), "This PDF is encrypted or password-protected. Unlock it before redacting.");
     EXPECT_TRUE(task->stopToken().stop_requested());
     EXPECT_EQ(model->task(), nullptr);

@@ -71,7 +71,6 @@ protected:
         return screen.findChild<EditingLayout*>();
     }
     LandingView* landing() { return screen.findChild<LandingView*>(); }
-    bool queueShown() { return screen.findChild<QWidget*>(QStringLiteral("queueBar"))->isVisible(); }
     QString queueText() { return screen.findChild<QLabel*>(QStringLiteral("queueCount"))->text(); }
     void openNext() {
         QTest::mouseClick(screen.findChild<QPushButton*>(QStringLiteral("openNextPdf")), Qt::LeftButton);
@@ -100,9 +99,8 @@ protected:
 };
 
 TEST_F(WorkspaceTest, TheFirstPdfOpensTheRestWaitAndAnotherChoiceReplacesThem) {
-    auto locked = testing::textPages({"secret"});
-    locked.ownerPassword = "owner";
-    testing::writeFile(dir.file("locked.pdf"), testing::buildPdf(locked));
+    testing::writeFile(dir.file("locked.pdf"),
+                       testing::buildPdf({.pages = testing::textPages({"secret"}).pages, .ownerPassword = "owner"}));
     DropCard* card = landing()->dropCard();
     const auto drop = [&](const QStringList& paths) {
         QMimeData data;
@@ -159,7 +157,7 @@ TEST_F(WorkspaceTest, TheFirstPdfOpensTheRestWaitAndAnotherChoiceReplacesThem) {
     emit picker->filesSelected({pdf("d.pdf")});
     picker->close();
     EXPECT_EQ(openName(), "d.pdf");
-    EXPECT_FALSE(queueShown());
+    EXPECT_FALSE(screen.findChild<QWidget*>(QStringLiteral("queueBar"))->isVisible());
     EXPECT_TRUE(model().redactions().empty());
     EXPECT_EQ(alertText(), QString());
     dragOnCanvas();  // the new canvas takes marks itself
@@ -195,17 +193,9 @@ TEST_F(WorkspaceTest, OpenNextRefusesWhileRegionsArePendingAndNothingWasExported
     EXPECT_EQ(openName(), "c.pdf");
 }
 
-// The editing layout over a model whose task-only fields a test can set.
-class ModelProbe : public RedactionViewModel {
-public:
-    ModelProbe() : RedactionViewModel(testing::TestServices().shared) {}
-    using RedactionViewModel::setIsBusy;
-    using RedactionViewModel::setOutputURL;
-    using RedactionViewModel::setProgress;
-    using RedactionViewModel::setSearchResults;
-    using RedactionViewModel::setStatusText;
-};
+using testing::ModelProbe;
 
+// The editing layout over a model whose task-only fields a test can set.
 class LayoutTest : public ::testing::Test {
 protected:
     void SetUp() override {

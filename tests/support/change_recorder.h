@@ -27,7 +27,6 @@ public:
     }
 
     QStringList changes;
-    void clear() { changes.clear(); }
 
 public slots:
     void record() { changes << names_.at(senderSignalIndex()); }

@@ -1,7 +1,7 @@
 #include "tests/support/pdf_factory.h"
 
 #include "engine/mupdf_session.h"
-#include "tests/support/mupdf_write.h"
+#include "tests/support/mupdf_held.h"
 
 #include <algorithm>
 #include <cmath>
@@ -91,14 +91,6 @@ std::string pictureSamples(const ImageSpec& spec) {
     return samples;
 }
 
-struct Objects {
-    std::vector<std::string> bodies{"", ""};  // 1: catalog, 2: page tree, filled in last
-    std::size_t add(std::string body) {
-        bodies.push_back(std::move(body));
-        return bodies.size();
-    }
-};
-
 }  // namespace
 
 std::vector<unsigned char> rawPdf(const std::vector<std::string>& objects, const std::string& trailerExtra) {
@@ -115,33 +107,34 @@ std::vector<unsigned char> rawPdf(const std::vector<std::string>& objects, const
     return bytesOf(out);
 }
 
-std::vector<unsigned char> buildPdf(const DocumentSpec& spec) {
-    Objects pdf;
+std::vector<unsigned char> buildPdf(const DocumentPlan& plan) {
+    std::vector<std::string> objects{"", ""};  // 1: catalog, 2: page tree, filled in last
+    const auto add = [&](std::string body) {
+        objects.push_back(std::move(body));
+        return objects.size();
+    };
     std::map<std::string, std::string> fontKeys;  // base-14 name -> resource name, by first use
     std::string fonts;
     const auto fontKey = [&](const std::string& font) {
         if (!fontKeys.count(font)) {
             fontKeys[font] = "F" + std::to_string(fontKeys.size() + 1);
-            fonts +=
-                " /" + fontKeys[font] + " " +
-                ref(pdf.add("<< /Type /Font /Subtype /Type1 /BaseFont /" + font + " /Encoding /WinAnsiEncoding >>"));
+            fonts += " /" + fontKeys[font] + " " +
+                     ref(add("<< /Type /Font /Subtype /Type1 /BaseFont /" + font + " /Encoding /WinAnsiEncoding >>"));
         }
         return fontKeys[font];
     };
-    for (const auto& page : spec.pages) {
+    for (const auto& page : plan.pages) {
         for (const auto& run : page.texts) {
             fontKey(run.font);
         }
     }
-    const bool forms = std::any_of(spec.pages.begin(), spec.pages.end(),
-                                   [](const PageSpec& p) { return !p.annotations.empty() || !p.fields.empty(); });
-    const std::string helv = forms ? ref(pdf.add("<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica "
-                                                 "/Encoding /WinAnsiEncoding >>"))
-                                   : "";
+    // For annotation and field appearances; unused when there are none.
+    const std::string helv =
+        ref(add("<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding /WinAnsiEncoding >>"));
     std::vector<std::size_t> pageNumbers;
     std::string fields;
-    for (const auto& page : spec.pages) {
-        const std::size_t number = pdf.add("");
+    for (const auto& page : plan.pages) {
+        const std::size_t number = add("");
         pageNumbers.push_back(number);
         std::string content;
         std::string images;
@@ -149,10 +142,10 @@ std::vector<unsigned char> buildPdf(const DocumentSpec& spec) {
             const ImageSpec& image = page.images[k];
             const std::string name = "Im" + std::to_string(k + 1);
             images += " /" + name + " " +
-                      ref(pdf.add(stream(" /Type /XObject /Subtype /Image /Width " + std::to_string(image.width) +
-                                             " /Height " + std::to_string(image.height) +
-                                             " /BitsPerComponent 8 /ColorSpace /Device" + (image.gray ? "Gray" : "RGB"),
-                                         pictureSamples(image))));
+                      ref(add(stream(" /Type /XObject /Subtype /Image /Width " + std::to_string(image.width) +
+                                         " /Height " + std::to_string(image.height) +
+                                         " /BitsPerComponent 8 /ColorSpace /Device" + (image.gray ? "Gray" : "RGB"),
+                                     pictureSamples(image))));
             const PageRect& at = image.placement;
             content += "q " + num(at.width) + " 0 0 " + num(at.height) + " " + num(at.x) + " " + num(at.y) + " cm /" +
                        name + " Do Q\n";
@@ -174,27 +167,27 @@ std::vector<unsigned char> buildPdf(const DocumentSpec& spec) {
                 shown ? "BT 0 g /Helv 12 Tf 2 " + num(a.rect.height - 12) + " Td " + str(a.contents) + " Tj ET"
                       : "1 1 0 rg 0.5 0.5 " + num(a.rect.width - 1) + " " + num(a.rect.height - 1) + " re f";
             const std::size_t appearance =
-                pdf.add(stream(" /Type /XObject /Subtype /Form /BBox [0 0 " + num(a.rect.width) + " " +
-                                   num(a.rect.height) + "] /Resources << /Font << /Helv " + helv + " >> >>",
-                               look));
+                add(stream(" /Type /XObject /Subtype /Form /BBox [0 0 " + num(a.rect.width) + " " + num(a.rect.height) +
+                               "] /Resources << /Font << /Helv " + helv + " >> >>",
+                           look));
             annots +=
-                " " + ref(pdf.add("<< /Type /Annot /Subtype /" + std::string(shown ? "FreeText" : "Text") + " /Rect " +
-                                  rect(a.rect) + " /DA (/Helv 12 Tf 0 g) /F " + (shown ? "4" : "28") + " /Contents " +
-                                  str(a.contents) + " /AP << /N " + ref(appearance) + " >> /P " + ref(number) + " >>"));
+                " " + ref(add("<< /Type /Annot /Subtype /" + std::string(shown ? "FreeText" : "Text") + " /Rect " +
+                              rect(a.rect) + " /DA (/Helv 12 Tf 0 g) /F " + (shown ? "4" : "28") + " /Contents " +
+                              str(a.contents) + " /AP << /N " + ref(appearance) + " >> /P " + ref(number) + " >>"));
         }
         for (const auto& f : page.fields) {
             const std::string widget =
-                ref(pdf.add("<< /Type /Annot /Subtype /Widget /FT /Tx /T " + str(f.name) + " /V " + str(f.value) +
-                            " /DA (/Helv 12 Tf 0 g) /F 4 /Rect " + rect(f.rect) + " /P " + ref(number) + " >>"));
+                ref(add("<< /Type /Annot /Subtype /Widget /FT /Tx /T " + str(f.name) + " /V " + str(f.value) +
+                        " /DA (/Helv 12 Tf 0 g) /F 4 /Rect " + rect(f.rect) + " /P " + ref(number) + " >>"));
             annots += " " + widget;
             fields += " " + widget;
         }
-        pdf.bodies[number - 1] = "<< /Type /Page /Parent 2 0 R /MediaBox " + rect(page.mediaBox) +
-                                 (page.cropBox ? " /CropBox " + rect(*page.cropBox) : "") + " /Rotate " +
-                                 std::to_string(page.rotate) + " /Resources << /Font <<" + fonts + " >>" +
-                                 (images.empty() ? "" : " /XObject <<" + images + " >>") + " >> /Contents " +
-                                 ref(pdf.add(stream("", content))) +
-                                 (annots.empty() ? "" : " /Annots [" + annots + " ]") + " >>";
+        objects[number - 1] = "<< /Type /Page /Parent 2 0 R /MediaBox " + rect(page.mediaBox) +
+                              (page.cropBox ? " /CropBox " + rect(*page.cropBox) : "") + " /Rotate " +
+                              std::to_string(page.rotate) + " /Resources << /Font <<" + fonts + " >>" +
+                              (images.empty() ? "" : " /XObject <<" + images + " >>") + " >> /Contents " +
+                              ref(add(stream("", content))) + (annots.empty() ? "" : " /Annots [" + annots + " ]") +
+                              " >>";
     }
 
     std::string catalog = "<< /Type /Catalog /Pages 2 0 R";
@@ -203,48 +196,48 @@ std::vector<unsigned char> buildPdf(const DocumentSpec& spec) {
         catalog += " /AcroForm << /Fields [" + fields + " ] /DA (/Helv 0 Tf 0 g) /DR << /Font << /Helv " + helv +
                    " >> >> /NeedAppearances true >>";
     }
-    if (spec.xmpMetadata) {
-        catalog += " /Metadata " + ref(pdf.add(stream(" /Type /Metadata /Subtype /XML", *spec.xmpMetadata)));
+    if (plan.xmpMetadata) {
+        catalog += " /Metadata " + ref(add(stream(" /Type /Metadata /Subtype /XML", *plan.xmpMetadata)));
     }
-    if (!spec.attachments.empty()) {
+    if (!plan.attachments.empty()) {
         catalog += " /Names << /EmbeddedFiles << /Names [";
-        for (const auto& file : spec.attachments) {
-            const std::size_t data = pdf.add(stream(" /Type /EmbeddedFile /Subtype /text#2Fplain", file.contents));
-            catalog += " " + str(file.name) + " " +
-                       ref(pdf.add("<< /Type /Filespec /F " + str(file.name) + " /UF " + str(file.name) +
-                                   " /EF << /F " + ref(data) + " >> >>"));
+        for (const auto& [name, contents] : plan.attachments) {
+            const std::size_t data = add(stream(" /Type /EmbeddedFile /Subtype /text#2Fplain", contents));
+            catalog += " " + str(name) + " " +
+                       ref(add("<< /Type /Filespec /F " + str(name) + " /UF " + str(name) + " /EF << /F " + ref(data) +
+                               " >> >>"));
         }
         catalog += " ] >> >>";
     }
-    if (!spec.outlineTitles.empty()) {
-        const std::size_t outlines = pdf.add("");
+    if (!plan.outlineTitles.empty()) {
+        const std::size_t outlines = add("");
         const std::size_t first = outlines + 1;
-        const std::size_t last = outlines + spec.outlineTitles.size();
+        const std::size_t last = outlines + plan.outlineTitles.size();
         for (std::size_t item = first; item <= last; ++item) {
-            pdf.add("<< /Title " + str(spec.outlineTitles[item - first]) + " /Parent " + ref(outlines) + " /Dest [" +
-                    ref(pageNumbers.at(0)) + " /Fit]" + (item > first ? " /Prev " + ref(item - 1) : "") +
-                    (item < last ? " /Next " + ref(item + 1) : "") + " >>");
+            add("<< /Title " + str(plan.outlineTitles[item - first]) + " /Parent " + ref(outlines) + " /Dest [" +
+                ref(pageNumbers.at(0)) + " /Fit]" + (item > first ? " /Prev " + ref(item - 1) : "") +
+                (item < last ? " /Next " + ref(item + 1) : "") + " >>");
         }
-        pdf.bodies[outlines - 1] = "<< /Type /Outlines /Count " + std::to_string(spec.outlineTitles.size()) +
-                                   " /First " + ref(first) + " /Last " + ref(last) + " >>";
+        objects[outlines - 1] = "<< /Type /Outlines /Count " + std::to_string(plan.outlineTitles.size()) + " /First " +
+                                ref(first) + " /Last " + ref(last) + " >>";
         catalog += " /Outlines " + ref(outlines);
     }
     std::string trailer;
-    if (!spec.info.empty()) {
+    if (!plan.info.empty()) {
         std::string info = "<<";
-        for (const auto& [key, value] : spec.info) {
+        for (const auto& [key, value] : plan.info) {
             info += " /" + key + " " + str(value);
         }
-        trailer = " /Info " + ref(pdf.add(info + " >>"));
+        trailer = " /Info " + ref(add(info + " >>"));
     }
-    pdf.bodies[0] = catalog + " >>";
+    objects[0] = catalog + " >>";
     std::string kids;
     for (const std::size_t number : pageNumbers) {
         kids += " " + ref(number);
     }
-    pdf.bodies[1] = "<< /Type /Pages /Count " + std::to_string(pageNumbers.size()) + " /Kids [" + kids + " ] >>";
-    std::vector<unsigned char> bytes = rawPdf(pdf.bodies, trailer);
-    if (!spec.ownerPassword && !spec.userPassword) {
+    objects[1] = "<< /Type /Pages /Count " + std::to_string(pageNumbers.size()) + " /Kids [" + kids + " ] >>";
+    std::vector<unsigned char> bytes = rawPdf(objects, trailer);
+    if (!plan.ownerPassword && !plan.userPassword) {
         return bytes;
     }
 
@@ -253,24 +246,32 @@ std::vector<unsigned char> buildPdf(const DocumentSpec& spec) {
     pdf_write_options options = pdf_default_write_options;
     options.do_encrypt = PDF_ENCRYPT_AES_128;
     options.permissions = -1 & ~4;  // printing not allowed, so owner-only files are meaningful
-    std::snprintf(options.opwd_utf8, sizeof options.opwd_utf8, "%s", spec.ownerPassword.value_or("").c_str());
-    std::snprintf(options.upwd_utf8, sizeof options.upwd_utf8, "%s", spec.userPassword.value_or("").c_str());
+    std::snprintf(options.opwd_utf8, sizeof options.opwd_utf8, "%s", plan.ownerPassword.value_or("").c_str());
+    std::snprintf(options.upwd_utf8, sizeof options.upwd_utf8, "%s", plan.userPassword.value_or("").c_str());
     const OpenedPdf doc(ctx, bytes);
-    return saveToBytes(ctx, doc.ptr, options);
+    Held<fz_buffer, fz_drop_buffer> buffer(ctx);
+    Held<fz_output, fz_drop_output> out(ctx);
+    mu::muCall(ctx, [&] {
+        buffer.ptr = fz_new_buffer(ctx, 65536);
+        out.ptr = fz_new_output_with_buffer(ctx, buffer.ptr);
+        pdf_write_document(ctx, doc.ptr, out.ptr, &options);
+        fz_close_output(ctx, out.ptr);
+    });
+    unsigned char* data = nullptr;
+    const std::size_t length = fz_buffer_storage(ctx, buffer.ptr, &data);
+    return {data, data + length};
 }
 
 SharedPdfDocument documentOf(const std::vector<PageSpec>& pages) {
-    DocumentSpec spec;
-    spec.pages = pages;
-    return PdfDocument::fromBytes(buildPdf(spec));
+    return PdfDocument::fromBytes(buildPdf({.pages = pages}));
 }
 
-DocumentSpec textPages(const std::vector<std::string>& lines) {
-    DocumentSpec spec;
+DocumentPlan textPages(const std::vector<std::string>& lines) {
+    DocumentPlan plan;
     for (const auto& line : lines) {
-        spec.pages.push_back(PageSpec{.texts = {TextRun{line}}});
+        plan.pages.push_back(PageSpec{.texts = {TextRun{line}}});
     }
-    return spec;
+    return plan;
 }
 
 std::vector<unsigned char> withRevision(const std::vector<unsigned char>& bytes, int pageIndex,
@@ -304,7 +305,6 @@ double textWidth(const std::string& text, double size, const std::string& font) 
     mu::muCall(ctx, [&] {
         f.ptr = fz_new_base14_font(ctx, font.c_str());
         for (char c : latin) {
-            // WinAnsi agrees with Unicode for the characters the tests use.
             width += fz_advance_glyph(ctx, f.ptr, fz_encode_character(ctx, f.ptr, static_cast<unsigned char>(c)), 0);
         }
     });

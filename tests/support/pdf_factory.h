@@ -69,22 +69,17 @@ struct PageSpec {
     std::vector<FieldSpec> fields{};
 };
 
-struct AttachmentSpec {
-    std::string name;
-    std::string contents;
+struct DocumentPlan {
+    std::vector<PageSpec> pages{};
+    std::optional<std::string> ownerPassword{};
+    std::optional<std::string> userPassword{};
+    std::map<std::string, std::string> info{};                       // Info dictionary entries, e.g. {"Title", "…"}
+    std::optional<std::string> xmpMetadata{};                        // catalog /Metadata stream, stored uncompressed
+    std::vector<std::pair<std::string, std::string>> attachments{};  // (name, contents): /EmbeddedFiles
+    std::vector<std::string> outlineTitles{};                        // one bookmark per title, each to page 1
 };
 
-struct DocumentSpec {
-    std::vector<PageSpec> pages;
-    std::optional<std::string> ownerPassword;
-    std::optional<std::string> userPassword;
-    std::map<std::string, std::string> info;  // Info dictionary entries, e.g. {"Title", "…"}
-    std::optional<std::string> xmpMetadata;   // catalog /Metadata stream, stored uncompressed
-    std::vector<AttachmentSpec> attachments;  // catalog /Names /EmbeddedFiles
-    std::vector<std::string> outlineTitles;   // one bookmark per title, each to page 1
-};
-
-std::vector<unsigned char> buildPdf(const DocumentSpec& spec);
+std::vector<unsigned char> buildPdf(const DocumentPlan& plan);
 
 // The opened document of buildPdf() over these pages.
 SharedPdfDocument documentOf(const std::vector<PageSpec>& pages);
@@ -99,7 +94,7 @@ std::vector<unsigned char> withRevision(const std::vector<unsigned char>& bytes,
 std::vector<unsigned char> rawPdf(const std::vector<std::string>& objects, const std::string& trailerExtra = "");
 
 // Convenience: one Letter page per entry, each with one line of 12 pt Helvetica at (72, 720).
-DocumentSpec textPages(const std::vector<std::string>& lines);
+DocumentPlan textPages(const std::vector<std::string>& lines);
 
 // Width of a run of text in points, as MuPDF measures the base-14 font.
 double textWidth(const std::string& text, double size, const std::string& font = "Helvetica");

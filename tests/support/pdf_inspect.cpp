@@ -1,7 +1,7 @@
 #include "tests/support/pdf_inspect.h"
 
 #include "engine/mupdf_session.h"
-#include "tests/support/mupdf_write.h"
+#include "tests/support/mupdf_held.h"
 
 #include <algorithm>
 #include <cctype>
@@ -76,7 +76,7 @@ std::string utf16(const std::string& ascii, bool bigEndian) {
 
 }  // namespace
 
-InspectedPdf inspectPdf(const std::vector<unsigned char>& bytes, bool decodeImages) {
+InspectedPdf inspectPdf(const std::vector<unsigned char>& bytes) {
     InspectedPdf result;
     mu::Context context;
     fz_context* ctx = context.get();
@@ -140,12 +140,7 @@ InspectedPdf inspectPdf(const std::vector<unsigned char>& bytes, bool decodeImag
         const std::string extracted = textOf(ctx, text.ptr);
         result.textCharacters += static_cast<int>(std::count_if(
             extracted.begin(), extracted.end(), [](char c) { return !std::isspace(static_cast<unsigned char>(c)); }));
-        pdf_obj* xobjects = pdf_dict_get(ctx, resources, PDF_NAME(XObject));
-        if (decodeImages) {
-            decodeFirstImage(ctx, doc, xobjects, page);
-        } else {
-            page.imageCount = pdf_dict_len(ctx, xobjects);
-        }
+        decodeFirstImage(ctx, doc, pdf_dict_get(ctx, resources, PDF_NAME(XObject)), page);
         result.pages.push_back(std::move(page));
     }
     result.pageKeys.assign(pageKeys.begin(), pageKeys.end());

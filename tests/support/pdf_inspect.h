@@ -41,7 +41,7 @@ int nonBlackPixelsUnder(const InspectedPage& page, const PageRect& sourceMediaBo
 // Pixels of a page image that are pure black.
 int blackPixels(const InspectedPage& page);
 
-InspectedPdf inspectPdf(const std::vector<unsigned char>& bytes, bool decodeImages = true);
+InspectedPdf inspectPdf(const std::vector<unsigned char>& bytes);
 
 // True if `haystack` holds `needle` as bytes, as UTF-16BE or as UTF-16LE (how text strings
 // and XMP may carry it).

@@ -19,9 +19,6 @@ struct ScanPage {
 
 std::vector<unsigned char> buildScannedPdf(const std::vector<ScanPage>& pages);
 
-// One upright Letter scan per entry, each with one line of 12 pt Helvetica at (72, 720).
-std::vector<ScanPage> scannedLines(const std::vector<std::string>& lines);
-
 // Where a rectangle of the upright source page lies in the scanned page's page space.
 PageRect scannedRect(const ScanPage& page, const PageRect& sourceRect);
 

@@ -1,5 +1,10 @@
 #include "tests/support/test_services.h"
 
+#include "model/task_runner.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+
 namespace norvane::testing {
 
 std::optional<QString> ScriptedDesktop::chooseSaveLocation(const QString& proposedName, const QString& directory) {
@@ -15,5 +20,13 @@ TestServices::TestServices(std::optional<std::filesystem::path> historyFile, Eng
       history(std::make_shared<RecentRedactionStore>(
           historyFile ? std::optional(QString::fromStdString(historyFile->string())) : std::nullopt)),
       shared(std::make_shared<const Services>(Services{history, desktop, std::move(engine)})) {}
+
+void waitForWorkers() {
+    QTimer tick;
+    tick.start(10);  // wakes the loop even if nothing is posted
+    while (backgroundTaskCount() != 0) {
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+}
 
 }  // namespace norvane::testing

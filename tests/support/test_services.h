@@ -2,6 +2,7 @@
 // Services for tests: the history in a file the test chooses (or in memory only), a desktop
 // that answers from a script and records what it was asked, and the engine calls given.
 
+#include "model/redaction_view_model.h"
 #include "model/services.h"
 
 #include <QStringList>
@@ -35,5 +36,19 @@ struct TestServices {
     std::shared_ptr<RecentRedactionStore> history;
     SharedServices shared;
 };
+
+// Reaches the fields that only the model's own operations write, to set up a scene.
+class ModelProbe : public RedactionViewModel {
+public:
+    ModelProbe() : RedactionViewModel(TestServices().shared) {}
+    using RedactionViewModel::setIsBusy;
+    using RedactionViewModel::setOutputURL;
+    using RedactionViewModel::setProgress;
+    using RedactionViewModel::setSearchResults;
+    using RedactionViewModel::setStatusText;
+};
+
+// Runs the event loop until every background task has ended.
+void waitForWorkers();
 
 }  // namespace norvane::testing

@@ -21,9 +21,13 @@ struct Held {
 
 // A document read from `bytes`, which must outlive it.
 struct OpenedPdf : Held<pdf_document, pdf_drop_document> {
-    OpenedPdf(fz_context* ctx, const std::vector<unsigned char>& bytes);
+    OpenedPdf(fz_context* context, const std::vector<unsigned char>& bytes) : Held(context) {
+        Held<fz_stream, fz_drop_stream> in(ctx);
+        mu::muCall(ctx, [&] {
+            in.ptr = fz_open_memory(ctx, bytes.data(), bytes.size());
+            ptr = pdf_open_document_with_stream(ctx, in.ptr);
+        });
+    }
 };
-
-std::vector<unsigned char> saveToBytes(fz_context* ctx, pdf_document* doc, const pdf_write_options& options);
 
 }  // namespace norvane::testing
