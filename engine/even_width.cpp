@@ -52,7 +52,8 @@ std::vector<RedactionRegion> evenWidthRegions(const PdfDocument& document, std::
         // line's first box.
         std::vector<std::size_t> order(boxes.size());
         std::iota(order.begin(), order.end(), 0);
-        std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return boxes[a].centre() < boxes[b].centre(); });
+        std::sort(order.begin(), order.end(),
+                  [&](std::size_t a, std::size_t b) { return boxes[a].centre() < boxes[b].centre(); });
         for (std::size_t first = 0; first < order.size();) {
             const LineBox& lead = boxes[order[first]];
             std::size_t end = first + 1;

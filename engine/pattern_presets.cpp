@@ -127,7 +127,7 @@ bool ipv6Check(const std::u16string& match) {
 
 #define NV_BEFORE "(?<![\\p{L}\\p{N}])"
 #define NV_AFTER "(?![\\p{L}\\p{N}])"
-#define NV_MONTHS                                                                                           \
+#define NV_MONTHS                                                                                        \
     "(?i:January|February|March|April|May|June|July|August|September|October|November|December|Jan|Feb|" \
     "Mar|Apr|Jun|Jul|Aug|Sept|Sep|Oct|Nov|Dec)"
 
@@ -136,7 +136,8 @@ const std::array<Preset, 9> kPresets{{
      R"((?<![\p{L}\p{N}._%+\-@])[\p{L}\p{N}_%+\-]+(?:\.[\p{L}\p{N}_%+\-]+)*@)"
      R"([\p{L}\p{N}](?:[\p{L}\p{N}\-]*[\p{L}\p{N}])?(?:\.[\p{L}\p{N}](?:[\p{L}\p{N}\-]*[\p{L}\p{N}])?)*)"
      R"(\.\p{L}{2,}(?![\p{L}\p{N}\-@]|\.[\p{L}\p{N}]))",
-     nullptr, false},
+     nullptr,
+     false},
     // International numbers, US numbers, and national numbers with a trunk 0, each in the
     // groupings people write; separators stay consistent so dates and ID numbers stay out, and
     // the tail of a longer group of numbers (an IBAN's) is not a number of its own.
@@ -148,15 +149,21 @@ const std::array<Preset, 9> kPresets{{
      R"(|\(0[0-9]{1,4}\)[ ]?[0-9]{2,8}(?:[ \-][0-9]{2,8}){0,3})"
      R"(|0[0-9]{1,4}(?:(?<gap>[ .])[0-9]{2,8}(?:\k<gap>[0-9]{2,8}){0,3}|(?<dash>[/\-])[0-9]{3,8}(?:\k<dash>[0-9]{3,8}){0,2}))"
      R"()(?![\p{L}\p{N}]|[.\-/][0-9]))",
-     phoneCheck, false},
+     phoneCheck,
+     false},
     {{PatternPreset::iban, "iban", "IBAN"},
-     NV_BEFORE R"([A-Z]{2}[0-9]{2}(?:[ ]?[A-Z0-9]{4}){2,7}(?:[ ]?[A-Z0-9]{1,3})?)" NV_AFTER, ibanCheck, true},
+     NV_BEFORE R"([A-Z]{2}[0-9]{2}(?:[ ]?[A-Z0-9]{4}){2,7}(?:[ ]?[A-Z0-9]{1,3})?)" NV_AFTER,
+     ibanCheck,
+     true},
     {{PatternPreset::paymentCard, "card", "Payment Card Number"},
-     R"((?<![\p{L}\p{N}\-])(?<![0-9][ ])[0-9](?:[ \-]?[0-9]){12,18}(?![\p{L}\p{N}]|-[0-9]))", luhnCheck, true},
+     R"((?<![\p{L}\p{N}\-])(?<![0-9][ ])[0-9](?:[ \-]?[0-9]){12,18}(?![\p{L}\p{N}]|-[0-9]))",
+     luhnCheck,
+     true},
     {{PatternPreset::socialSecurityNumber, "ssn", "US Social Security Number"},
      R"((?<![\p{L}\p{N}\-])(?!000|666|9)[0-9]{3}(?<sep>[ \-])(?!00)[0-9]{2}\k<sep>(?!0000)[0-9]{4})"
      R"((?![\p{L}\p{N}]|-[0-9]))",
-     nullptr, false},
+     nullptr,
+     false},
     {{PatternPreset::date, "date", "Date"},
      R"((?<![\p{L}\p{N}./\-])(?:)"
      R"([0-9]{4}(?<iso>[\-/.])[0-9]{1,2}\k<iso>[0-9]{1,2})"
@@ -164,16 +171,21 @@ const std::array<Preset, 9> kPresets{{
      R"(|[0-9]{1,2}(?i:st|nd|rd|th)?\.?[ ])" NV_MONTHS R"(\.?,?[ ][0-9]{4})"
      R"(|)" NV_MONTHS R"(\.?[ ][0-9]{1,2}(?i:st|nd|rd|th)?,?[ ][0-9]{4})"
      R"()(?![\p{L}\p{N}]|[./\-][0-9]))",
-     dateCheck, false},
+     dateCheck,
+     false},
     {{PatternPreset::ipv4, "ipv4", "IPv4 Address"},
      R"((?<![\p{L}\p{N}.])(?:(?:25[0-5]|2[0-4][0-9]|1[0-9]{2}|[1-9]?[0-9])\.){3})"
      R"((?:25[0-5]|2[0-4][0-9]|1[0-9]{2}|[1-9]?[0-9])(?![\p{L}\p{N}]|\.[0-9]))",
-     nullptr, false},
+     nullptr,
+     false},
     {{PatternPreset::ipv6, "ipv6", "IPv6 Address"},
      R"((?<![\p{L}\p{N}:.])[0-9A-Fa-f]{0,4}(?::[0-9A-Fa-f]{0,4}){2,7}(?:\.[0-9]{1,3}){0,3}(?![\p{L}\p{N}:]))",
-     ipv6Check, false},
+     ipv6Check,
+     false},
     {{PatternPreset::webAddress, "url", "Web Address"},
-     R"((?<![\p{L}\p{N}@.])(?:(?i:https?|ftp)://|(?i:www)\.)[^\s<>"'`]*[^\s<>"'`.,;:!?)\]}])", nullptr, false},
+     R"((?<![\p{L}\p{N}@.])(?:(?i:https?|ftp)://|(?i:www)\.)[^\s<>"'`]*[^\s<>"'`.,;:!?)\]}])",
+     nullptr,
+     false},
 }};
 
 #undef NV_BEFORE
@@ -191,8 +203,8 @@ const icu::RegexPattern& compiled(PatternPreset preset) {
         for (std::size_t i = 0; i < kPresets.size(); ++i) {
             UParseError where{};
             UErrorCode status = U_ZERO_ERROR;
-            all[i].reset(icu::RegexPattern::compile(icu::UnicodeString::fromUTF8(kPresets[i].expression), 0, where,
-                                                    status));
+            all[i].reset(
+                icu::RegexPattern::compile(icu::UnicodeString::fromUTF8(kPresets[i].expression), 0, where, status));
             if (U_FAILURE(status)) {
                 all[i].reset();
             }
