@@ -192,13 +192,10 @@ double blackWidthAt(const testing::InspectedPage& page, double x, double y) {
 // Patterns find personal data by kind; even-width boxes make a short name and a longer one
 // export as boxes of one width, in whole steps, black all through.
 TEST_F(CliCommands, PatternsFindByKindAndEvenWidthHidesHowLongANameIs) {
-    testing::DocumentSpec document;
-    document.pages.resize(1);
     const std::vector<testing::TextRun> lines{{"Ann wrote to jane.doe@example.com", 72, 700},
                                               {"Peter replied", 72, 600},
                                               {"Paid: 4111 1111 1111 1111", 72, 500}};
-    document.pages[0].texts = lines;
-    testing::writeFile(dir_.file("in.pdf"), testing::buildPdf(document));
+    testing::writeFile(dir_.file("in.pdf"), testing::buildPdf({.pages = {{.texts = lines}}}));
     std::vector<std::string> emails;
     for (const auto& hit : Json::parse(cli({"find", "IN", "--pattern", "email"}).out)) {
         emails.push_back(hit["text"]);
