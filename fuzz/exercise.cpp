@@ -1,8 +1,10 @@
 #include "fuzz/exercise.h"
 
+#include "engine/even_width.h"
 #include "engine/mupdf_session.h"
 #include "engine/page_raster.h"
 #include "engine/redaction_engine.h"
+#include "engine/search_keys.h"
 #include "engine/secure_export.h"
 
 #include <algorithm>
@@ -60,6 +62,22 @@ void exerciseEngine(const std::uint8_t* data, std::size_t size) {
                 RedactionRegion{Uuid::random(), hit.pageIndex, hit.rect, RedactionSource::textSearch, hit.text});
         }
     }
+
+    for (const PatternPresetInfo& preset : patternPresets()) {
+        try {
+            for (const RedactionSearchResult& hit : RedactionEngine::nativePatternMatches(document, preset.preset)) {
+                require(hit.pageIndex >= 0 && hit.pageIndex < pageCount && !hit.text.empty());
+                require(finite(hit.rect) && hit.rect.width > 1.0 && hit.rect.height > 1.0);
+                regions.push_back(
+                    RedactionRegion{Uuid::random(), hit.pageIndex, hit.rect, RedactionSource::textSearch, hit.text});
+            }
+        } catch (const MatcherUnavailable&) {
+            // A text layer that runs the expression out of time: the app reports it.
+        }
+    }
+    // Hostile boxes through the even-width geometry must stay numbers.
+    regions = evenWidthRegions(*document, std::move(regions));
+    require(std::all_of(regions.begin(), regions.end(), [](const RedactionRegion& r) { return finite(r.rect); }));
 
     try {
         const mu::Session session(document);
