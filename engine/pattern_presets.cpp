@@ -263,10 +263,6 @@ std::optional<PatternPreset> patternPresetNamed(std::string_view name) {
     return std::nullopt;
 }
 
-const PatternPresetInfo& patternPresetInfo(PatternPreset preset) {
-    return presetFor(preset).info;
-}
-
 std::vector<ByteRange> findPatternMatches(PatternPreset preset, std::string_view text) {
     const Utf16WithOffsets input = toUtf16WithOffsets(text);
     UErrorCode status = U_ZERO_ERROR;

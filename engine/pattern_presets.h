@@ -20,6 +20,5 @@ struct PatternPresetInfo {
 // Every preset, in menu order.
 const std::vector<PatternPresetInfo>& patternPresets();
 std::optional<PatternPreset> patternPresetNamed(std::string_view name);
-const PatternPresetInfo& patternPresetInfo(PatternPreset preset);
 
 }  // namespace norvane
