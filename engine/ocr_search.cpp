@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
 
 namespace norvane {
 namespace {
@@ -96,7 +95,8 @@ std::vector<PageRect> pageMatches(const std::vector<PageReading>& readings, cons
     return upright;
 }
 
-// The recognised lines of every page, read in turn; `work` turns a page's readings into results.
+// The recognised lines of every page, read on all workers; `work` turns a page's readings
+// into results, in page order.
 template <typename Work>
 std::vector<RedactionSearchResult> searchRecognisedPages(const SharedPdfDocument& document,
                                                          const PageProgress& progress, std::stop_token stop,
@@ -104,24 +104,21 @@ std::vector<RedactionSearchResult> searchRecognisedPages(const SharedPdfDocument
     if (!document || document->pageCount() <= 0) {
         return {};
     }
-    std::optional<mu::Session> session;
-    try {
-        session.emplace(document);
-    } catch (const mu::MuPdfError&) {
-        // Saying "no matches" here would be a lie about pages nobody read.
-        throw OcrError("The document could not be read for text recognition.");
-    }
-
-    std::optional<OcrService> ocr;  // started on the first page that renders
+    const std::int64_t pageCount = document->pageCount();
     std::vector<RedactionSearchResult> results;
-    forEachPage(document->pageCount(), progress, stop, [&](std::int64_t pageIndex) {
-        const auto readings = readPage(*session, pageIndex, kOcrSearchDpi, kMinimumTextHeight, ocr, stop);
-        if (!readings) {
-            return false;
+    forEachPageInParallel<ReadingWorker>(
+        pageCount, pageWorkerCount(pageCount), progress, stop,
+        [&](ReadingWorker& worker, std::int64_t pageIndex, std::stop_token token) {
+        const mu::Session* session = nullptr;
+        try {
+            session = &worker.open(document);
+        } catch (const mu::MuPdfError&) {
+            // Saying "no matches" here would be a lie about pages nobody read.
+            throw OcrError("The document could not be read for text recognition.");
         }
-        work(pageIndex, *readings, results);
-        return true;
-    });
+        return readPage(*session, pageIndex, kOcrSearchDpi, kMinimumTextHeight, worker.ocr, token);
+        },
+        [&](std::int64_t pageIndex, const std::vector<PageReading>& readings) { work(pageIndex, readings, results); });
     return results;
 }
 

@@ -158,6 +158,10 @@ OcrService::OcrService(const std::string& languages) : languages_(languages) {
     api_ = std::make_unique<tesseract::TessBaseAPI>();
     const std::vector<std::string> names = {"debug_file"};
     const std::vector<std::string> values = {"/dev/null"};
+    // Loading sets the recogniser's process-wide parameters; workers starting together must
+    // take turns.
+    static std::mutex loading;
+    const std::lock_guard lock(loading);
     if (api_->Init(folder.c_str(), languages_.c_str(), tesseract::OEM_LSTM_ONLY, nullptr, 0, &names, &values, false) !=
         0) {
         throw OcrError("Text recognition could not load its language data (" + languages_ + ").");

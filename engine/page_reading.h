@@ -21,6 +21,21 @@ struct PageReading {
     std::vector<OcrLine> lines;
 };
 
+// What one reading thread keeps from page to page: its own MuPDF session and recogniser,
+// neither of which may cross threads.
+struct ReadingWorker {
+    std::optional<mu::Session> session;
+    std::optional<OcrService> ocr;  // started on the first page that renders
+
+    // The worker's session over `document`, opened on first use; throws mu::MuPdfError.
+    const mu::Session& open(const SharedPdfDocument& document) {
+        if (!session) {
+            session.emplace(document);
+        }
+        return *session;
+    }
+};
+
 // Reads the page as displayed and, when its /Rotate turns it, also as stored. A scanner that
 // records orientation stores the pixels turned, so the text is upright as displayed; a page
 // turned afterwards keeps its text upright as stored. The recogniser reads only upright text

@@ -64,12 +64,11 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
                                                  const std::vector<std::string>& sensitiveTerms,
                                                  const PageProgress& progress, std::stop_token stop) {
     SharedPdfDocument document;
-    std::optional<mu::Session> session;
     try {
         document = PdfDocument::open(outputPath);
-        session.emplace(document);
+        const mu::Session session(document);
         bool locked = false;
-        mu::muCall(session->ctx(), [&] { locked = fz_needs_password(session->ctx(), session->doc()) != 0; });
+        mu::muCall(session.ctx(), [&] { locked = fz_needs_password(session.ctx(), session.doc()) != 0; });
         if (locked) {
             // Pages we cannot read would pass unchecked.
             throw RedactionError::outputVerificationFailed();
@@ -85,34 +84,49 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
         }
     }
 
+    struct ReadPage {
+        TextLayer layer;
+        std::vector<PageReading> readings;
+    };
     std::vector<VerificationFinding> findings;
-    std::optional<OcrService> ocr;
-    forEachPage(document->pageCount(), progress, stop, [&](std::int64_t pageIndex) {
-        const PageRect page = document->page(pageIndex).mediaBox.standardized();
-        const TextLayer layer = textLayer(*session, pageIndex);
-        for (const auto& term : terms) {
-            textLayerFindings(layer, term, pageIndex, page, findings);
-        }
-        if (terms.empty()) {
-            return true;
-        }
-        std::optional<std::vector<PageReading>> readings;
-        try {
-            readings = readPage(*session, pageIndex, kVerificationDpi, 0.0f, ocr, stop);
-        } catch (const OcrError&) {
-            if (!ocr) {
-                throw RedactionError::outputVerificationFailed();  // the recogniser did not start
+    const std::int64_t pageCount = document->pageCount();
+    forEachPageInParallel<ReadingWorker>(
+        pageCount, pageWorkerCount(pageCount), progress, stop,
+        [&](ReadingWorker& worker, std::int64_t pageIndex, std::stop_token token) -> std::optional<ReadPage> {
+            const mu::Session* pageSession = nullptr;
+            try {
+                pageSession = &worker.open(document);
+            } catch (const mu::MuPdfError&) {
+                throw RedactionError::outputVerificationFailed();
             }
-            throw;
-        }
-        if (!readings) {
-            throw RedactionError::outputVerificationFailed();
+            ReadPage read{textLayer(*pageSession, pageIndex), {}};
+            if (terms.empty()) {
+                return read;
+            }
+            std::optional<std::vector<PageReading>> readings;
+            try {
+                readings = readPage(*pageSession, pageIndex, kVerificationDpi, 0.0f, worker.ocr, token);
+            } catch (const OcrError&) {
+                if (!worker.ocr) {
+                    throw RedactionError::outputVerificationFailed();  // the recogniser did not start
+                }
+                throw;
+            }
+            if (!readings) {
+                throw RedactionError::outputVerificationFailed();
+            }
+            read.readings = std::move(*readings);
+            return read;
+        },
+        [&](std::int64_t pageIndex, const ReadPage& read) {
+        const PageRect page = document->page(pageIndex).mediaBox.standardized();
+        for (const auto& term : terms) {
+            textLayerFindings(read.layer, term, pageIndex, page, findings);
         }
         for (const auto& term : terms) {
-            recognisedFindings(*readings, term, pageIndex, page, findings);
+            recognisedFindings(read.readings, term, pageIndex, page, findings);
         }
-        return true;
-    });
+        });
     return ExportVerification::fromFindings(document->pageCount(), std::move(findings));
 }
 
