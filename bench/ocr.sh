@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# OCR benchmark: our OCR search (220 dpi) and verification (150 dpi) per page against the
-# `tesseract` command on the same rendered page images, in the same run.
+# OCR benchmark: our OCR search (220 dpi) and verification (150 dpi) per page against pdftoppm +
+# the `tesseract` command page by page, in the same run.
 #
 #   bench/ocr.sh [BUILD_DIR] [IN.pdf] [QUERY]
 #
