@@ -36,7 +36,11 @@ clean:
 screenshots: build
 	QT_QPA_PLATFORM=offscreen $(BUILD_DIR)/app/norvane-screenshots docs/screenshots
 
-# OCR search and verification per page against the tesseract command (bench/ocr.sh).
+# Every benchmark, one after the other; each prints its peer's figures from the same run.
+.PHONY: bench
+bench: bench-ocr bench-export bench-canvas
+
+# OCR search and verification per page against pdftoppm + the tesseract command (bench/ocr.sh).
 .PHONY: bench-ocr
 bench-ocr: build
 	bench/ocr.sh $(BUILD_DIR)
