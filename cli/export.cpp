@@ -1,7 +1,11 @@
 #include "cli/arguments.h"
 #include "cli/cli_support.h"
-#include "model/export_pipeline.h"
+#include "cli/export_file.h"
 #include "model/verification_terms.h"
+
+#include <charconv>
+#include <limits>
+#include <thread>
 
 namespace norvane::cli {
 namespace {
@@ -9,8 +13,12 @@ namespace {
 const CommandRules kExportRules{
     "usage: norvane-redact export IN.pdf -o OUT.pdf [--find TEXT]... [--ocr TEXT]...\n"
     "                             [--pattern NAME]... [--ocr-pattern NAME]... [--region PAGE:X,Y,W,H]...\n"
-    "                             [--label] [--even-width] [--no-verify] [--record-history]\n",
+    "                             [--label] [--even-width] [--no-verify] [--record-history]\n"
+    "       norvane-redact export IN.pdf... --out-dir DIR [--force] [-j N] [the options above but -o, --region]\n",
     {{"--output", "-o", true, true},
+     {"--out-dir", "", true, true},
+     {"--force", "", false, false},
+     {"--jobs", "-j", true, true},
      {"--find", "", true, false},
      {"--ocr", "", true, false},
      {"--pattern", "", true, false},
@@ -20,7 +28,8 @@ const CommandRules kExportRules{
      {"--even-width", "", false, false},
      {"--no-verify", "", false, false},
      {"--record-history", "", false, false}},
-    1};
+    1,
+    std::numeric_limits<std::size_t>::max() - 1};
 
 // Every --region, checked before anything is opened or searched. Nothing after printing why.
 std::optional<std::vector<RegionArgument>> regionArguments(const ParsedArguments& parsed, std::ostream& err) {
@@ -52,7 +61,7 @@ std::vector<RedactionRegion> collectRegions(const ParsedArguments& parsed, const
             // Drawn regions are never duplicate-checked, as on the canvas.
             regions.push_back(
                 RedactionRegion{Uuid::random(), region.pageIndex, region.rect, RedactionSource::manual, std::nullopt});
-        } else if (option != "--output") {
+        } else if (option != "--output" && option != "--out-dir" && option != "--jobs") {
             std::vector<RedactionSearchResult> results;
             const bool pattern = option.ends_with("pattern");
             if (option == "--find") {
@@ -86,49 +95,24 @@ std::vector<RedactionRegion> collectRegions(const ParsedArguments& parsed, const
     return regions;
 }
 
-}  // namespace
-
-int runExport(const std::vector<std::string>& args, const Console& console, const Services& services) {
-    const auto parsed = parseArguments(kExportRules, args, console.err);
-    if (!parsed) {
-        return kExitUsage;
-    }
-    const auto outputs = parsed->values("--output");
-    if (outputs.empty() || outputs[0].empty()) {
-        printUsageError(console.err, kExportRules, {});
-        return kExitUsage;
-    }
-    ExportRequest request;
-    request.source = parsed->positionals[0];
-    request.output = outputs[0];
-    request.labelRedactions = parsed->has("--label");
-    request.evenWidth = parsed->has("--even-width");
-    request.verify = !parsed->has("--no-verify");
-    request.recordHistory = parsed->has("--record-history");
-    const auto drawn = regionArguments(*parsed, console.err);
-    if (!drawn || !patternArguments(*parsed, "--pattern", kExportRules, console.err) ||
-        !patternArguments(*parsed, "--ocr-pattern", kExportRules, console.err)) {
-        return kExitUsage;
-    }
-    if (request.recordHistory && !request.verify) {
-        printUsageError(console.err, kExportRules, "--record-history records verified exports; drop --no-verify");
-        return kExitUsage;
-    }
+// One file, from its searches to its verdict.
+FileExport exportFile(const ParsedArguments& parsed, const std::vector<RegionArgument>& drawn, ExportRequest request,
+                      const Console& console, const Services& services, const StateHop& onState) {
     if (const auto refusal = exportTargetRefusal(request.source, request.output)) {
         console.err << refusal->toStdString() << '\n';
-        return kExitFailure;
+        return {};
     }
     request.document = openOrReport(request.source, console.err);
     if (!request.document) {
-        return kExitFailure;
+        return {};
     }
 
-    for (const auto& region : *drawn) {
+    for (const auto& region : drawn) {
         if (region.pageIndex >= request.document->pageCount()) {
             printUsageError(console.err, kExportRules,
                             "--region page " + std::to_string(region.pageIndex) + " does not exist (pages are 0 to " +
                                 std::to_string(request.document->pageCount() - 1) + ")");
-            return kExitUsage;
+            return {kExitUsage, nullptr};
         }
     }
 
@@ -136,19 +120,20 @@ int runExport(const std::vector<std::string>& args, const Console& console, cons
     // page still shows must end in "Needs Review", not in a pass.
     std::vector<std::string> askedTerms;
     try {
-        request.regions = collectRegions(*parsed, *drawn, request.document, console, services, askedTerms);
+        request.regions = collectRegions(parsed, drawn, request.document, console, services, askedTerms);
     } catch (const std::exception& error) {
         printError(console.err, error, RedactionError::exportFailed());
-        return kExitFailure;
+        return {};
     }
     if (request.regions.empty()) {
         console.err << RedactionError::noRedactions().errorDescription() << '\n';
-        return kExitFailure;
+        return {};
     }
     request.terms = verificationTerms(request.regions, askedTerms);
 
     std::optional<ExportOutcome> outcome;
     ExportListener listener;
+    listener.onState = onState;
     listener.stepStarted = [&](const QString& status) { console.err << status.toStdString() << '\n'; };
     PageProgress printer;
     QString printing;
@@ -171,17 +156,93 @@ int runExport(const std::vector<std::string>& args, const Console& console, cons
         } catch (...) {
             console.err << RedactionError::exportFailed().errorDescription() << '\n';
         }
-        return kExitFailure;
+        return {};
     }
 
     const auto& verification = outcome->verification;
     std::error_code ignored;
-    const Json result{{"output", std::filesystem::absolute(request.output, ignored).lexically_normal().string()},
-                      {"pageCount", request.document->pageCount()},
-                      {"redactionCount", static_cast<std::int64_t>(request.regions.size())},
-                      {"verification", verification ? toJson(*verification) : Json(nullptr)}};
-    console.out << result.dump(2) << '\n';
-    return !verification || verification->passed() ? kExitOk : kExitNeedsReview;
+    Json result{{"output", std::filesystem::absolute(request.output, ignored).lexically_normal().string()},
+                {"pageCount", request.document->pageCount()},
+                {"redactionCount", static_cast<std::int64_t>(request.regions.size())},
+                {"verification", verification ? toJson(*verification) : Json(nullptr)}};
+    return {!verification || verification->passed() ? kExitOk : kExitNeedsReview, std::move(result)};
+}
+
+// -j N: files at once, by default one per core.
+std::optional<unsigned> jobCount(const ParsedArguments& parsed, std::ostream& err) {
+    const auto given = parsed.values("--jobs");
+    if (given.empty()) {
+        return std::max(1u, std::thread::hardware_concurrency());
+    }
+    unsigned jobs = 0;
+    const std::string& text = given[0];
+    const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), jobs);
+    if (failure != std::errc() || end != text.data() + text.size() || jobs < 1 || jobs > 64) {
+        printUsageError(err, kExportRules, "-j needs a number of files at once from 1 to 64");
+        return std::nullopt;
+    }
+    return jobs;
+}
+
+}  // namespace
+
+int runExport(const std::vector<std::string>& args, const Console& console, const Services& services) {
+    const auto parsed = parseArguments(kExportRules, args, console.err);
+    if (!parsed) {
+        return kExitUsage;
+    }
+    const auto outputs = parsed->values("--output");
+    const auto outDirs = parsed->values("--out-dir");
+    const bool batch = !outDirs.empty();
+    if (outputs.empty() == outDirs.empty() || (batch ? outDirs[0].empty() : outputs[0].empty())) {
+        printUsageError(console.err, kExportRules,
+                        outputs.empty() && outDirs.empty() ? "" : "give either -o OUT.pdf or --out-dir DIR");
+        return kExitUsage;
+    }
+    const char* misfit = nullptr;
+    if (!batch && parsed->positionals.size() > 1) {
+        misfit = "-o writes one copy; --out-dir DIR takes several inputs";
+    } else if (!batch && (parsed->has("--force") || parsed->has("--jobs"))) {
+        misfit = "--force and -j go with --out-dir";
+    } else if (batch && parsed->has("--region")) {
+        misfit = "--region belongs to one document; use -o";
+    }
+    if (misfit) {
+        printUsageError(console.err, kExportRules, misfit);
+        return kExitUsage;
+    }
+    ExportRequest request;
+    request.labelRedactions = parsed->has("--label");
+    request.evenWidth = parsed->has("--even-width");
+    request.verify = !parsed->has("--no-verify");
+    request.recordHistory = parsed->has("--record-history");
+    const auto drawn = regionArguments(*parsed, console.err);
+    const auto jobs = jobCount(*parsed, console.err);
+    if (!drawn || !jobs || !patternArguments(*parsed, "--pattern", kExportRules, console.err) ||
+        !patternArguments(*parsed, "--ocr-pattern", kExportRules, console.err)) {
+        return kExitUsage;
+    }
+    if (request.recordHistory && !request.verify) {
+        printUsageError(console.err, kExportRules, "--record-history records verified exports; drop --no-verify");
+        return kExitUsage;
+    }
+
+    const ExportOne exportOne = [&](const std::filesystem::path& source, const std::filesystem::path& output,
+                                    const Console& fileConsole, const StateHop& onState) {
+        ExportRequest file = request;
+        file.source = source;
+        file.output = output;
+        return exportFile(*parsed, *drawn, std::move(file), fileConsole, services, onState);
+    };
+    if (batch) {
+        const std::vector<std::filesystem::path> inputs(parsed->positionals.begin(), parsed->positionals.end());
+        return runBatch(inputs, BatchOptions{outDirs[0], parsed->has("--force"), *jobs}, console, exportOne);
+    }
+    const FileExport done = exportOne(parsed->positionals[0], outputs[0], console, ExportListener{}.onState);
+    if (!done.result.is_null()) {
+        console.out << done.result.dump(2) << '\n';
+    }
+    return done.exitCode;
 }
 
 }  // namespace norvane::cli

@@ -10,6 +10,7 @@ constexpr const char* kUsage =
     "       norvane-redact find   IN.pdf TEXT [--ocr]\n"
     "       norvane-redact export IN.pdf -o OUT.pdf [--find TEXT]... [--ocr TEXT]...\n"
     "                             [--region PAGE:X,Y,W,H]... [--label] [--no-verify] [--record-history]\n"
+    "       norvane-redact export IN.pdf... --out-dir DIR [--force] [-j N] [--find TEXT]... [--ocr TEXT]...\n"
     "       norvane-redact verify OUT.pdf [--term TEXT]...\n"
     "Pages are zero-based; rectangles are in PDF points of the page's media box, y up.\n";
 

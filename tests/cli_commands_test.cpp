@@ -2,6 +2,7 @@
 // process shows: where its output goes and which history file it writes.
 
 #include "cli/commands.h"
+#include "cli/export_file.h"
 #include "tests/support/pdf_factory.h"
 #include "tests/support/pdf_inspect.h"
 #include "tests/support/scan_factory.h"
@@ -10,9 +11,12 @@
 #include <nlohmann/json.hpp>
 
 #include <sys/wait.h>
+#include <chrono>
 #include <cstdlib>
+#include <fstream>
 #include <map>
 #include <sstream>
+#include <thread>
 
 namespace norvane {
 namespace {
@@ -285,8 +289,120 @@ INSTANTIATE_TEST_SUITE_P(
         {"overwriteSymlink", {"export", "IN", "-o", "DIR/link.pdf", "--find", "Smith"}, 1, kOverwrite},
         {"overwriteLinkedFolder", {"export", "IN", "-o", "DIR/alias/in.pdf", "--find", "Smith"}, 1, kOverwrite},
         {"overwriteHardLink", {"export", "IN", "-o", "DIR/hard.pdf", "--find", "Smith"}, 1, kOverwrite},
+        {"twoInputsOneOutput", {"export", "IN", "IN", "-o", "OUT", "--find", "Smith"}, 2},
+        {"outputAndFolder", {"export", "IN", "-o", "OUT", "--out-dir", "DIR/o", "--find", "Smith"}, 2},
+        {"regionInABatch", {"export", "IN", "--out-dir", "DIR/o", "--region", "0:1,2,30,40"}, 2},
+        {"forceWithoutFolder", {"export", "IN", "-o", "OUT", "--force", "--find", "Smith"}, 2},
+        {"noJobs", {"export", "IN", "--out-dir", "DIR/o", "-j", "0", "--find", "Smith"}, 2},
     }),
     [](const auto& p) { return std::string(p.param.name); });
+
+// Whatever order the files finish in, the array follows the inputs and the exit code is the
+// worst outcome: a failure over "Needs Review" over success.
+TEST(CliBatch, ReportsInInputOrderAndExitsWithTheWorstOutcome) {
+    const std::pair<std::vector<int>, int> cases[] = {{{0, 0}, 0},    {{0, 3, 0}, 3}, {{3, 1}, 1},
+                                                      {{1, 3, 0}, 1}, {{2, 0}, 1},    {{0, 0, 0, 3}, 3}};
+    testing::TempDir dir;
+    for (const auto& [codes, worst] : cases) {
+        std::vector<fs::path> inputs;
+        for (std::size_t i = 0; i < codes.size(); ++i) {
+            inputs.push_back(dir.file("in" + std::to_string(i) + ".pdf"));
+        }
+        const cli::ExportOne fake =
+            [&](const fs::path& source, const fs::path& output, const cli::Console& console, const StateHop&) {
+            const auto i = static_cast<std::size_t>(source.stem().string().back() - '0');
+            std::this_thread::sleep_for(std::chrono::milliseconds(10 * (codes.size() - i)));  // last done first
+            if (codes[i] == cli::kExitOk || codes[i] == cli::kExitNeedsReview) {
+                return cli::FileExport{codes[i], {{"output", output.string()}}};
+            }
+            console.err << "progress\nwhy " << i << '\n';
+            return cli::FileExport{codes[i], nullptr};
+        };
+        std::ostringstream out;
+        std::ostringstream err;
+        EXPECT_EQ(cli::runBatch(inputs, {dir.file("out"), true, 3}, cli::Console{out, err}, fake), worst);
+        const Json printed = Json::parse(out.str());
+        ASSERT_EQ(printed.size(), codes.size());
+        for (std::size_t i = 0; i < codes.size(); ++i) {
+            EXPECT_EQ(printed[i]["input"], inputs[i].string());
+            if (codes[i] == cli::kExitOk || codes[i] == cli::kExitNeedsReview) {
+                EXPECT_EQ(printed[i]["output"], dir.file("out/in" + std::to_string(i) + "-redacted.pdf").string());
+            } else {
+                EXPECT_EQ(printed[i]["error"], "why " + std::to_string(i));
+                EXPECT_NE(err.str().find("in" + std::to_string(i) + ".pdf: why"), std::string::npos) << err.str();
+            }
+        }
+    }
+}
+
+// A batch never writes a copy twice, over an existing file without --force, or over any input.
+TEST_F(CliCommands, BatchRefusesTargetsItMustNotWrite) {
+    fs::create_directories(dir_.file("sub"));
+    testing::writeFile(dir_.file("sub/in.pdf"), samplePdf());
+    const auto errors = [](const Outcome& run) {
+        std::vector<std::string> found;
+        for (const auto& entry : Json::parse(run.out)) {
+            found.push_back((entry.contains("error") ? entry["error"] : entry["output"]).get<std::string>());
+        }
+        return found;
+    };
+    const std::string copy = dir_.file("out/in-redacted.pdf").string();
+    auto run = cli({"export", "IN", "DIR/sub/in.pdf", "DIR/none.pdf", "--out-dir", "DIR/out", "--find", "Smith",
+                    "--no-verify", "-j", "2"});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(errors(run),
+              (std::vector<std::string>{copy, "norvane-redact: " + copy + " is the copy of an earlier input already",
+                                        "The selected PDF could not be opened."}));
+    const auto written = testing::readFile(copy);
+
+    run = cli({"export", "IN", "--out-dir", "DIR/out", "--find", "Smith", "--no-verify"});
+    EXPECT_EQ(errors(run), (std::vector<std::string>{"norvane-redact: " + copy + " exists; --force replaces it"}));
+    // With --force the existing copy goes, but never a copy that is itself an input.
+    run = cli({"export", "IN", "DIR/out/in-redacted.pdf", "--out-dir", "DIR/out", "--force", "--find", "Smith",
+               "--no-verify"});
+    EXPECT_EQ(errors(run), (std::vector<std::string>{kOverwrite, kNothingToDo}));
+    EXPECT_EQ(testing::readFile(copy), written);
+    EXPECT_EQ(cli({"export", "IN", "--out-dir", "DIR/out", "--force", "--find", "Smith"}).exitCode, 0);
+}
+
+// The README's recipe for many machines, run on this one with two jobs.
+TEST_F(CliCommands, ReadmeBatchRecipeRunsLocally) {
+    std::ifstream readme(NORVANE_SOURCE_DIR "/README.md");
+    std::stringstream text;
+    text << readme.rdbuf();
+    const std::string all = text.str();
+    const auto block = all.find("```sh\n", all.find("<!-- batch-recipe -->"));
+    ASSERT_NE(block, std::string::npos);
+    std::string recipe = all.substr(block + 6, all.find("```", block + 6) - block - 6);
+    const auto hosts = recipe.find("--sshlogin ") + 11;
+    recipe.replace(hosts, recipe.find(' ', hosts) - hosts, "2/:");
+
+    const auto archive = dir_.file("archive");
+    fs::create_directories(archive / "2024/q1");
+    const auto letter = testing::buildPdf(testing::textPages({"Dear Jane Doe, thank you."}));
+    testing::writeFile(archive / "2024/q1/letter one.pdf", letter);
+    testing::writeFile(archive / "memo.pdf", letter);
+    testing::writeFile(archive / "broken.pdf", std::vector<unsigned char>{'%', 'P', 'D', 'F'});
+    const auto bin = fs::path(NORVANE_REDACT_EXE).parent_path();
+    const auto command = "cd " + quoted(archive) + " && export PATH=" + quoted(bin) + ":$PATH && (" + recipe + ") 2>" +
+                         quoted(dir_.file("err.txt"));
+    const int status = std::system(command.c_str());
+    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 1) << "one file failed\n" << command;
+    EXPECT_TRUE(fs::exists(archive / "2024/q1/letter one-redacted.pdf"));
+    EXPECT_TRUE(fs::exists(archive / "memo-redacted.pdf"));
+    std::ifstream results(archive / "results.json");
+    std::map<std::string, bool> passed;
+    while (results >> std::ws && results.peek() != EOF) {
+        Json array;
+        results >> array;
+        for (const auto& entry : array) {
+            passed[fs::path(entry["input"].get<std::string>()).filename()] =
+                entry.contains("verification") && entry["verification"]["passed"] == true;
+        }
+    }
+    EXPECT_EQ(passed,
+              (std::map<std::string, bool>{{"letter one.pdf", true}, {"memo.pdf", true}, {"broken.pdf", false}}));
+}
 
 }  // namespace
 }  // namespace norvane
