@@ -8,22 +8,15 @@
 // fastest run counts, so a burst of load from elsewhere does not decide the ratio. Wall and
 // CPU seconds are reported; on a shared machine the CPU figures are the steadier ones.
 
-#include "engine/mupdf_session.h"
-#include "engine/page_raster.h"
+#include "bench/bench_support.h"
 #include "engine/redaction_engine.h"
 #include "records/redaction_records.h"
-
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -31,103 +24,8 @@
 namespace {
 
 using namespace norvane;
+using namespace norvane::bench;
 namespace fs = std::filesystem;
-
-struct Timing {
-    double wall = 0;
-    double cpu = 0;
-};
-
-double processCpu() {
-    timespec ts{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
-    return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) * 1e-9;
-}
-
-double seconds(const timeval& tv) {
-    return static_cast<double>(tv.tv_sec) + static_cast<double>(tv.tv_usec) * 1e-6;
-}
-
-template <class F>
-Timing timeOurs(F&& body) {
-    const auto wall0 = std::chrono::steady_clock::now();
-    const double cpu0 = processCpu();
-    body();
-    return {std::chrono::duration<double>(std::chrono::steady_clock::now() - wall0).count(), processCpu() - cpu0};
-}
-
-// Runs `tesseract LIST stdout` with its output discarded; wall and child CPU time.
-Timing timeCommand(const fs::path& list) {
-    std::fflush(stdout);
-    const auto wall0 = std::chrono::steady_clock::now();
-    const pid_t pid = fork();
-    if (pid < 0) {
-        throw std::runtime_error("fork failed");
-    }
-    if (pid == 0) {
-        std::FILE* sink = std::freopen("/dev/null", "w", stdout);
-        std::FILE* errors = std::freopen("/dev/null", "w", stderr);
-        (void)sink;
-        (void)errors;
-        execlp("tesseract", "tesseract", list.c_str(), "stdout", static_cast<char*>(nullptr));
-        _exit(127);
-    }
-    int status = 0;
-    rusage usage{};
-    if (wait4(pid, &status, 0, &usage) < 0 || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-        throw std::runtime_error("the tesseract command failed");
-    }
-    return {std::chrono::duration<double>(std::chrono::steady_clock::now() - wall0).count(),
-            seconds(usage.ru_utime) + seconds(usage.ru_stime)};
-}
-
-// Writes every page, rendered as our recognition sees it (displayed orientation, grey),
-// as PNG files plus the list the command reads. Returns the list's path.
-fs::path writePageImages(const SharedPdfDocument& document, double dpi, const fs::path& folder) {
-    fs::create_directories(folder);
-    const fs::path list = folder / "pages.txt";
-    std::ofstream listing(list);
-    mu::Session session(document);
-    fz_context* ctx = session.ctx();
-    for (std::int64_t i = 0; i < document->pageCount(); ++i) {
-        const auto image = renderImage(session, i, dpi, {}, false, RenderOrientation::displayed);
-        if (!image) {
-            continue;
-        }
-        const fs::path png = folder / ("page-" + std::to_string(i + 1) + ".png");
-        const std::string name = png.string();
-        const PageImage& img = *image;
-        const int resolution = static_cast<int>(dpi);
-        mu::muCall(ctx, [&] {
-            fz_pixmap* pix = fz_new_pixmap(ctx, fz_device_gray(ctx), img.width, img.height, nullptr, 0);
-            fz_try(ctx) {
-                fz_set_pixmap_resolution(ctx, pix, resolution, resolution);
-                unsigned char* out = fz_pixmap_samples(ctx, pix);
-                const std::size_t count = static_cast<std::size_t>(img.width) * static_cast<std::size_t>(img.height);
-                const auto n = static_cast<std::size_t>(img.components);
-                for (std::size_t p = 0; p < count; ++p) {
-                    const unsigned char* s = img.samples.data() + p * n;
-                    out[p] = static_cast<unsigned char>((77u * s[0] + 150u * s[1] + 29u * s[2]) >> 8);
-                }
-                fz_save_pixmap_as_png(ctx, pix, name.c_str());
-            }
-            fz_always(ctx) {
-                fz_drop_pixmap(ctx, pix);
-            }
-            fz_catch(ctx) {
-                fz_rethrow(ctx);
-            }
-        });
-        listing << name << '\n';
-    }
-    return list;
-}
-
-Timing fastest(const Timing& a, const Timing& b) {
-    return {std::min(a.wall, b.wall), std::min(a.cpu, b.cpu)};
-}
-
-constexpr Timing kNotRun{1e300, 1e300};
 
 void report(const char* what, const Timing& ours, const Timing& command, std::int64_t pages) {
     const double n = static_cast<double>(pages);
@@ -162,7 +60,7 @@ int main(int argc, char** argv) {
         for (int run = 0; run < runs; ++run) {
             searchOurs =
                 fastest(searchOurs, timeOurs([&] { hits = RedactionEngine::ocrMatches(document, query, {}); }));
-            searchCommand = fastest(searchCommand, timeCommand(searchImages));
+            searchCommand = fastest(searchCommand, timeCommand({"tesseract", searchImages.string(), "stdout"}));
         }
         std::printf("OCR search for \"%s\": %zu matches\n", query.c_str(), hits.size());
         report("OCR search, 220 dpi", searchOurs, searchCommand, pages);
@@ -188,7 +86,7 @@ int main(int argc, char** argv) {
         for (int run = 0; run < runs; ++run) {
             verifyOurs = fastest(verifyOurs,
                                  timeOurs([&] { verification = RedactionEngine::verifyOutput(secure, {query}, {}); }));
-            verifyCommand = fastest(verifyCommand, timeCommand(verifyImages));
+            verifyCommand = fastest(verifyCommand, timeCommand({"tesseract", verifyImages.string(), "stdout"}));
         }
         std::printf("verification: %s, %lld pages checked\n", verification.passed() ? "passed" : "needs review",
                     static_cast<long long>(verification.checkedPages()));
