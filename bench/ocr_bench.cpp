@@ -4,24 +4,19 @@
 //
 //   norvane-ocr-bench IN.pdf WORKDIR QUERY [RUNS]
 //
-// We use every core (at most 4 workers); the pipeline runs one page at a time. Each side runs RUNS times (default 2),
-// alternating, and its fastest run counts, so a burst of load from elsewhere does not decide the ratio. Wall and CPU
-// seconds are reported; on a shared machine the CPU figures are the steadier ones.
+// We use every core (at most 4 workers); the pipeline runs one page at a time. Each side runs RUNS times (default 2), alternating, and its
+// fastest run counts, so a burst of load from elsewhere does not decide the ratio. Wall and
+// CPU seconds are reported; on a shared machine the CPU figures are the steadier ones.
 
+#include "bench/bench_support.h"
 #include "engine/redaction_engine.h"
 #include "records/redaction_records.h"
-
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -29,60 +24,8 @@
 namespace {
 
 using namespace norvane;
+using namespace norvane::bench;
 namespace fs = std::filesystem;
-
-struct Timing {
-    double wall = 0;
-    double cpu = 0;
-};
-
-double processCpu() {
-    timespec ts{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
-    return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) * 1e-9;
-}
-
-double seconds(const timeval& tv) {
-    return static_cast<double>(tv.tv_sec) + static_cast<double>(tv.tv_usec) * 1e-6;
-}
-
-template <class F>
-Timing timeOurs(F&& body) {
-    const auto wall0 = std::chrono::steady_clock::now();
-    const double cpu0 = processCpu();
-    body();
-    return {std::chrono::duration<double>(std::chrono::steady_clock::now() - wall0).count(), processCpu() - cpu0};
-}
-
-// Runs a command with its output discarded; wall and child CPU time.
-Timing timeCommand(const std::vector<std::string>& argv) {
-    std::fflush(stdout);
-    const auto wall0 = std::chrono::steady_clock::now();
-    const pid_t pid = fork();
-    if (pid < 0) {
-        throw std::runtime_error("fork failed");
-    }
-    if (pid == 0) {
-        std::FILE* sink = std::freopen("/dev/null", "w", stdout);
-        std::FILE* errors = std::freopen("/dev/null", "w", stderr);
-        (void)sink;
-        (void)errors;
-        std::vector<char*> args;
-        for (const auto& arg : argv) {
-            args.push_back(const_cast<char*>(arg.c_str()));
-        }
-        args.push_back(nullptr);
-        execvp(args[0], args.data());
-        _exit(127);
-    }
-    int status = 0;
-    rusage usage{};
-    if (wait4(pid, &status, 0, &usage) < 0 || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-        throw std::runtime_error(argv[0] + " failed");
-    }
-    return {std::chrono::duration<double>(std::chrono::steady_clock::now() - wall0).count(),
-            seconds(usage.ru_utime) + seconds(usage.ru_stime)};
-}
 
 // The pipeline anyone would script: pdftoppm renders every page, then the tesseract command
 // reads each page image in turn.
@@ -103,12 +46,6 @@ Timing timePipeline(const fs::path& pdf, double dpi, const fs::path& folder) {
     }
     return total;
 }
-
-Timing fastest(const Timing& a, const Timing& b) {
-    return {std::min(a.wall, b.wall), std::min(a.cpu, b.cpu)};
-}
-
-constexpr Timing kNotRun{1e300, 1e300};
 
 void report(const char* what, const Timing& ours, const Timing& command, std::int64_t pages) {
     const double n = static_cast<double>(pages);

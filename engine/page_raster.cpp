@@ -1,6 +1,7 @@
 #include "engine/page_raster.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <new>
 #include <numbers>
@@ -108,114 +109,131 @@ bool fillBox(PageImage& image, const PageRect& rect) {
     return true;
 }
 
-// Text and vector pages of the export are drawn at 3x with anti-aliasing off and each 3x3
-// block averaged: edges get 10 grey levels instead of 256, which compresses far better and
-// looks the same at 180 dpi. Pages with images keep the direct rendering, which is faster for them and
-// keeps photos and scans at full tonal resolution.
-constexpr int kOversample = 3;
-constexpr int kBandRows = 64;
+// Text and vector pages of the export are drawn once, at full anti-aliasing, on a transparent
+// band; the ink's coverage of the white page is then rounded to ninths, so edges get the 10
+// grey levels a 3x3 oversampling would give (far better compression, same look at 180 dpi)
+// for a ninth of the drawing. Solid ink and shadings keep their exact colours. A page whose
+// partial coverage is not only edges keeps the direct rendering: images (photos and scans keep
+// their full tonal resolution), translucent ink or soft masks (rounding would shift their
+// tones), blend modes (their look depends on the white backdrop).
+constexpr int kCoverageSteps = 9;
+constexpr int kBandRows = 256;
 
-struct ImageProbe {
+struct DirectProbe {
     fz_device super;
-    bool found;
+    bool direct;
 };
 
-void noteImage(fz_context*, fz_device* device, fz_image*, fz_matrix, float, fz_color_params) {
-    reinterpret_cast<ImageProbe*>(device)->found = true;
+void markDirect(fz_device* device, bool yes = true) {
+    reinterpret_cast<DirectProbe*>(device)->direct |= yes;
 }
 
-void noteImageMask(fz_context*, fz_device* device, fz_image*, fz_matrix, fz_colorspace*, const float*, float,
-                   fz_color_params) {
-    reinterpret_cast<ImageProbe*>(device)->found = true;
+void installProbe(DirectProbe& probe) {
+    fz_device& d = probe.super;
+    d.fill_path = [](fz_context*, fz_device* dev, const fz_path*, int, fz_matrix, fz_colorspace*, const float*,
+                     float alpha, fz_color_params) { markDirect(dev, alpha < 1); };
+    d.stroke_path = [](fz_context*, fz_device* dev, const fz_path*, const fz_stroke_state*, fz_matrix, fz_colorspace*,
+                       const float*, float alpha, fz_color_params) { markDirect(dev, alpha < 1); };
+    d.fill_text = [](fz_context*, fz_device* dev, const fz_text*, fz_matrix, fz_colorspace*, const float*, float alpha,
+                     fz_color_params) { markDirect(dev, alpha < 1); };
+    d.stroke_text = [](fz_context*, fz_device* dev, const fz_text*, const fz_stroke_state*, fz_matrix, fz_colorspace*,
+                       const float*, float alpha, fz_color_params) { markDirect(dev, alpha < 1); };
+    d.fill_shade = [](fz_context*, fz_device* dev, fz_shade*, fz_matrix, float alpha, fz_color_params) {
+        markDirect(dev, alpha < 1);
+    };
+    d.fill_image = [](fz_context*, fz_device* dev, fz_image*, fz_matrix, float, fz_color_params) { markDirect(dev); };
+    d.fill_image_mask = [](fz_context*, fz_device* dev, fz_image*, fz_matrix, fz_colorspace*, const float*, float,
+                           fz_color_params) { markDirect(dev); };
+    d.clip_image_mask = [](fz_context*, fz_device* dev, fz_image*, fz_matrix, fz_rect) { markDirect(dev); };
+    d.begin_mask = [](fz_context*, fz_device* dev, fz_rect, int, fz_colorspace*, const float*, fz_color_params) {
+        markDirect(dev);
+    };
+    d.begin_group = [](fz_context*, fz_device* dev, fz_rect, fz_colorspace*, int, int, int blendmode, float alpha) {
+        markDirect(dev, blendmode != FZ_BLEND_NORMAL || alpha < 1);
+    };
+    probe.direct = false;
 }
 
-// Averages kOversample x kOversample blocks of an oversampled band into `rows` output rows.
-// `column` holds w * kOversample * 3 sums: rows are added first, which vectorises well.
-void averageBand(const unsigned char* src, std::ptrdiff_t srcStride, unsigned char* out, int w, int rows,
-                 std::uint16_t* column) {
-    constexpr unsigned kBlock = kOversample * kOversample;
-    const std::ptrdiff_t bigWidth = static_cast<std::ptrdiff_t>(w) * kOversample * 3;
+// Coverage 0..255 rounded to the nearest ninth, in the same 0..255 scale.
+constexpr std::array<std::uint8_t, 256> kCoverageLevel = [] {
+    std::array<std::uint8_t, 256> level{};
+    for (int a = 0; a < 256; ++a) {
+        const int step = (a * kCoverageSteps + 127) / 255;
+        level[static_cast<std::size_t>(a)] =
+            static_cast<std::uint8_t>((step * 255 + kCoverageSteps / 2) / kCoverageSteps);
+    }
+    return level;
+}();
+
+// Puts a premultiplied RGBA band over white with its coverage rounded (colour kept).
+void composeBand(const unsigned char* src, std::ptrdiff_t srcStride, unsigned char* out, int w, int rows) {
     for (int y = 0; y < rows; ++y) {
-        std::fill_n(column, bigWidth, std::uint16_t{0});
-        for (int dy = 0; dy < kOversample; ++dy) {
-            const unsigned char* row = src + (y * kOversample + dy) * srcStride;
-            for (std::ptrdiff_t i = 0; i < bigWidth; ++i) {
-                column[i] = static_cast<std::uint16_t>(column[i] + row[i]);
-            }
-        }
-        unsigned char* target = out + static_cast<std::ptrdiff_t>(y) * w * 3;
-        for (int x = 0; x < w; ++x) {
-            const std::uint16_t* block = column + static_cast<std::ptrdiff_t>(x) * kOversample * 3;
-            for (int c = 0; c < 3; ++c) {
-                unsigned sum = 0;
-                for (int dx = 0; dx < kOversample; ++dx) {
-                    sum += block[dx * 3 + c];
+        const unsigned char* s = src + y * srcStride;
+        unsigned char* o = out + static_cast<std::ptrdiff_t>(y) * w * 3;
+        for (int x = 0; x < w; ++x, s += 4, o += 3) {
+            const unsigned a = s[3];
+            if (a == 255) {
+                o[0] = s[0];
+                o[1] = s[1];
+                o[2] = s[2];
+            } else if (a != 0) {
+                const unsigned q = kCoverageLevel[a];
+                for (int c = 0; c < 3; ++c) {
+                    const unsigned ink = std::min(q, (s[c] * q + a / 2) / a);
+                    o[c] = static_cast<unsigned char>(ink + 255 - q);
                 }
-                target[x * 3 + c] = static_cast<unsigned char>((sum + kBlock / 2) / kBlock);
-            }
+            }  // nothing drawn: the output is already white
         }
     }
 }
 
 // Draws the page into `samples` (w x h RGB, already white) through `ctm`. With `compactEdges`
-// a page without images is oversampled in bands, so memory stays near one output bitmap.
+// a page that allows it is drawn in bands, so memory stays near one output bitmap.
 void drawPage(fz_context* ctx, fz_page* page, fz_matrix ctm, unsigned char* samples, int w, int h, bool compactEdges) {
     fz_display_list* list = nullptr;
     fz_pixmap* band = nullptr;
     fz_device* device = nullptr;
-    bool oversample = compactEdges;
-    // Allocated here, outside MuPDF's try block, which must not see a C++ exception.
-    std::vector<std::uint16_t> column(compactEdges ? static_cast<std::size_t>(w) * kOversample * 3 : 0);
-    std::uint16_t* columnData = column.data();
-    const int savedGraphics = fz_graphics_aa_level(ctx);
-    const int savedText = fz_text_aa_level(ctx);
+    bool compact = compactEdges;
     fz_var(list);
     fz_var(band);
     fz_var(device);
     mu::muCall(ctx, [&] {
         fz_try(ctx) {
             list = fz_new_display_list_from_page(ctx, page);
-            if (oversample) {
-                ImageProbe* probe = fz_new_derived_device(ctx, ImageProbe);
+            if (compact) {
+                DirectProbe* probe = fz_new_derived_device(ctx, DirectProbe);
                 device = &probe->super;
-                probe->super.fill_image = noteImage;
-                probe->super.fill_image_mask = noteImageMask;
-                probe->found = false;
+                installProbe(*probe);
                 fz_run_display_list(ctx, list, device, ctm, fz_infinite_rect, nullptr);
                 fz_close_device(ctx, device);
-                oversample = !probe->found;
+                compact = !probe->direct;
                 fz_drop_device(ctx, device);
                 device = nullptr;
             }
-            if (!oversample) {
+            if (!compact) {
                 band = fz_new_pixmap_with_data(ctx, fz_device_rgb(ctx), w, h, nullptr, 0, w * 3, samples);
                 device = fz_new_draw_device(ctx, fz_identity, band);
                 fz_run_display_list(ctx, list, device, ctm, fz_infinite_rect, nullptr);
                 fz_close_device(ctx, device);
             } else {
-                fz_set_graphics_aa_level(ctx, 0);
-                fz_set_text_aa_level(ctx, 0);
-                const fz_matrix big = fz_concat(ctm, fz_scale(kOversample, kOversample));
                 for (int y0 = 0; y0 < h; y0 += kBandRows) {
                     const int rows = std::min(kBandRows, h - y0);
-                    const fz_irect box = fz_make_irect(0, y0 * kOversample, w * kOversample, (y0 + rows) * kOversample);
-                    band = fz_new_pixmap_with_bbox(ctx, fz_device_rgb(ctx), box, nullptr, 0);
-                    fz_clear_pixmap_with_value(ctx, band, 255);
+                    const fz_irect box = fz_make_irect(0, y0, w, y0 + rows);
+                    band = fz_new_pixmap_with_bbox(ctx, fz_device_rgb(ctx), box, nullptr, 1);
+                    fz_clear_pixmap(ctx, band);
                     device = fz_new_draw_device(ctx, fz_identity, band);
-                    fz_run_display_list(ctx, list, device, big, fz_rect_from_irect(box), nullptr);
+                    fz_run_display_list(ctx, list, device, ctm, fz_rect_from_irect(box), nullptr);
                     fz_close_device(ctx, device);
                     fz_drop_device(ctx, device);
                     device = nullptr;
-                    averageBand(fz_pixmap_samples(ctx, band), fz_pixmap_stride(ctx, band),
-                                samples + static_cast<std::ptrdiff_t>(y0) * w * 3, w, rows, columnData);
+                    composeBand(fz_pixmap_samples(ctx, band), fz_pixmap_stride(ctx, band),
+                                samples + static_cast<std::ptrdiff_t>(y0) * w * 3, w, rows);
                     fz_drop_pixmap(ctx, band);
                     band = nullptr;
                 }
             }
         }
         fz_always(ctx) {
-            fz_set_graphics_aa_level(ctx, savedGraphics);
-            fz_set_text_aa_level(ctx, savedText);
             fz_drop_device(ctx, device);
             fz_drop_pixmap(ctx, band);
             fz_drop_display_list(ctx, list);

@@ -33,8 +33,8 @@ enum class RenderOrientation {
 // (page space) opaque black in order, with white "REDACTED" labels when `labelRedactions`.
 // Pixel size: max(1, ceil(points × dpi / 72)) each way, before rotation. Returns nothing
 // for an empty media box, a bitmap over the pixel limit, or any rendering failure.
-// `compactEdges` (the export): pages without images are drawn 3x oversampled and averaged,
-// giving anti-aliased edges 10 grey levels, which compress much better.
+// `compactEdges` (the export): on pages without images or blend modes the ink's anti-aliased
+// coverage is rounded to ninths, giving edges 10 grey levels, which compress much better.
 std::optional<PageImage> renderImage(const mu::Session& session, std::int64_t pageIndex, double dpi,
                                      const std::vector<RedactionRegion>& boxes, bool labelRedactions,
                                      RenderOrientation orientation = RenderOrientation::mediaBox,

@@ -287,135 +287,136 @@ private:
     std::vector<std::uint64_t> offsets_;
 };
 
-// --- two-stage pipeline --------------------------------------------------------------------
+// --- page pipeline -------------------------------------------------------------------------
 
-// The helper thread renders and encodes the odd pages while the calling thread does the even
-// ones and writes the file. One slot between them: the helper starts a page only once its
-// previous result was taken, so at most two page images exist at a time.
-struct Handoff {
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool slotFull = false;
-    std::int64_t slotPage = -1;
-    std::optional<EncodedPage> slot;  // empty when the page could not be rendered
-    bool abort = false;
-    bool helperDone = false;
-};
+using RegionsByPage = std::map<std::int64_t, std::vector<RedactionRegion>>;
 
-void helperPages(Handoff& handoff, const SharedPdfDocument& document,
-                 const std::map<std::int64_t, std::vector<RedactionRegion>>& byPage, bool labels, double dpi,
-                 const std::stop_token& stop) {
-    std::unique_ptr<mu::Session> session;
-    std::unique_ptr<Deflater> deflater;
-    try {
-        session = std::make_unique<mu::Session>(document);
-        deflater = std::make_unique<Deflater>();
-    } catch (...) {
-        session.reset();
-    }
-    static const std::vector<RedactionRegion> none;
-    for (std::int64_t page = 1; session && page < document->pageCount(); page += 2) {
-        {
-            std::unique_lock lock(handoff.mutex);
-            handoff.changed.wait(lock, [&] { return !handoff.slotFull || handoff.abort; });
-            if (handoff.abort) {
+int workersFor(std::int64_t pageCount, int requested) {
+    const int perCore = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1u, 4u));
+    return static_cast<int>(std::clamp<std::int64_t>(pageCount, 1, requested > 0 ? requested : perCore));
+}
+
+// Workers render and encode pages, taking them in page order, while the calling thread writes
+// them in page order. A worker starts page p only when p < (pages handed to the writer) +
+// `workers`: at most `workers` pages are in work or waiting, plus the one being written.
+class PagePipeline {
+public:
+    PagePipeline(const SharedPdfDocument& document, const RegionsByPage& byPage, bool labels, double dpi, int workers,
+                 std::stop_token stop)
+        : document_(document), byPage_(byPage), labels_(labels), dpi_(dpi), window_(workers), stop_(std::move(stop)) {
+        threads_.reserve(static_cast<std::size_t>(workers));
+        for (int i = 0; i < workers; ++i) {
+            std::unique_lock lock(mutex_);
+            running_ += 1;
+            lock.unlock();
+            try {
+                threads_.emplace_back([this] { work(); });
+            } catch (const std::system_error&) {
+                lock.lock();
+                running_ -= 1;  // fewer workers; with none, every page reports that it could not be rendered
                 break;
             }
         }
-        if (stop.stop_requested()) {
-            break;
-        }
-        const auto found = byPage.find(page);
-        std::optional<EncodedPage> encoded;
-        try {
-            encoded = producePage(*session, page, found == byPage.end() ? none : found->second, labels, dpi, *deflater);
-        } catch (...) {
-            encoded.reset();
-        }
-        std::lock_guard lock(handoff.mutex);
-        handoff.slot = std::move(encoded);
-        handoff.slotPage = page;
-        handoff.slotFull = true;
-        handoff.changed.notify_all();
     }
-    std::lock_guard lock(handoff.mutex);
-    handoff.helperDone = true;
-    handoff.changed.notify_all();
-}
-
-// Stops and joins the helper on every way out of the export.
-class HelperThread {
-public:
-    HelperThread(Handoff& handoff, std::jthread thread) : handoff_(handoff), thread_(std::move(thread)) {}
-    ~HelperThread() {
+    ~PagePipeline() {
         {
-            std::lock_guard lock(handoff_.mutex);
-            handoff_.abort = true;
+            std::lock_guard lock(mutex_);
+            abort_ = true;
         }
-        handoff_.changed.notify_all();
-        if (thread_.joinable()) {
-            thread_.join();
-        }
+        changed_.notify_all();
+        threads_.clear();  // joins
     }
-    HelperThread(const HelperThread&) = delete;
-    HelperThread& operator=(const HelperThread&) = delete;
+    PagePipeline(const PagePipeline&) = delete;
+    PagePipeline& operator=(const PagePipeline&) = delete;
+
+    // Page `index`, asked for in page order; empty when it could not be rendered. Throws
+    // CancellationError when the workers stopped for a cancellation before making it.
+    std::optional<EncodedPage> take(std::int64_t index) {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [&] { return done_.count(index) || running_ == 0; });
+        const auto found = done_.find(index);
+        if (found == done_.end()) {
+            if (stop_.stop_requested()) {
+                throw CancellationError();
+            }
+            return std::nullopt;
+        }
+        auto page = done_.extract(found);
+        handedOut_ = index + 1;
+        changed_.notify_all();
+        return std::move(page.mapped());
+    }
 
 private:
-    Handoff& handoff_;
-    std::jthread thread_;
+    void work() {
+        std::unique_ptr<mu::Session> session;
+        std::unique_ptr<Deflater> deflater;
+        try {
+            session = std::make_unique<mu::Session>(document_);
+            deflater = std::make_unique<Deflater>();
+        } catch (...) {
+            session.reset();
+        }
+        static const std::vector<RedactionRegion> none;
+        while (true) {
+            std::int64_t page = 0;
+            {
+                std::unique_lock lock(mutex_);
+                changed_.wait(lock, [&] { return abort_ || next_ < handedOut_ + window_; });
+                if (abort_ || stop_.stop_requested() || next_ >= document_->pageCount()) {
+                    break;
+                }
+                page = next_++;
+            }
+            std::optional<EncodedPage> encoded;
+            if (session) {
+                const auto found = byPage_.find(page);
+                try {
+                    encoded = producePage(*session, page, found == byPage_.end() ? none : found->second, labels_, dpi_,
+                                          *deflater);
+                } catch (...) {
+                    encoded.reset();
+                }
+            }
+            std::lock_guard lock(mutex_);
+            done_.emplace(page, std::move(encoded));
+            changed_.notify_all();
+        }
+        std::lock_guard lock(mutex_);
+        running_ -= 1;
+        changed_.notify_all();
+    }
+
+    const SharedPdfDocument& document_;
+    const RegionsByPage& byPage_;
+    const bool labels_;
+    const double dpi_;
+    const std::int64_t window_;
+    const std::stop_token stop_;
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::int64_t next_ = 0;       // the next page a worker takes
+    std::int64_t handedOut_ = 0;  // pages below this went to the writer
+    std::map<std::int64_t, std::optional<EncodedPage>> done_;
+    int running_ = 0;
+    bool abort_ = false;
+    std::vector<std::jthread> threads_;  // last: joined before the state above goes
 };
 
 // Renders every page and streams the image-only PDF into `out`.
 void writeSecurePdf(const SharedPdfDocument& document, const std::vector<RedactionRegion>& redactions,
-                    bool labelRedactions, double dpi, ByteSink& out, const PageProgress& progress,
+                    bool labelRedactions, double dpi, int workers, ByteSink& out, const PageProgress& progress,
                     const std::stop_token& stop) {
-    std::map<std::int64_t, std::vector<RedactionRegion>> byPage;
+    RegionsByPage byPage;
     for (const RedactionRegion& region : redactions) {
         byPage[region.pageIndex].push_back(region);
     }
     const std::int64_t pageCount = document->pageCount();
-    static const std::vector<RedactionRegion> none;
-
     ImagePdfWriter writer(out, pageCount);
-    std::unique_ptr<mu::Session> session;
-    std::unique_ptr<Deflater> deflater;
-    try {
-        session = std::make_unique<mu::Session>(document);
-        deflater = std::make_unique<Deflater>();
-    } catch (const std::exception&) {
-        throw RedactionError::cannotRenderPage(0);
-    }
-
-    Handoff handoff;
-    std::optional<HelperThread> helper;
-    if (pageCount > 1) {
-        helper.emplace(handoff, std::jthread([&handoff, &document, &byPage, labelRedactions, dpi, stop] {
-                           helperPages(handoff, document, byPage, labelRedactions, dpi, stop);
-                       }));
-    }
-
+    PagePipeline pipeline(document, byPage, labelRedactions, dpi, workersFor(pageCount, workers), stop);
     forEachPage(pageCount, progress, stop, [&](std::int64_t i) {
-        std::optional<EncodedPage> page;
-        if (i % 2 == 0) {
-            const auto found = byPage.find(i);
-            try {
-                page = producePage(*session, i, found == byPage.end() ? none : found->second, labelRedactions, dpi,
-                                   *deflater);
-            } catch (const std::bad_alloc&) {
-                page.reset();
-            }
-        } else {
-            std::unique_lock lock(handoff.mutex);
-            handoff.changed.wait(lock, [&] { return handoff.slotFull || handoff.helperDone; });
-            if (handoff.slotFull && handoff.slotPage == i) {
-                page = std::move(handoff.slot);
-                handoff.slot.reset();
-                handoff.slotFull = false;
-                handoff.changed.notify_all();
-            } else if (stop.stop_requested()) {
-                throw CancellationError();
-            }
-        }
+        const std::optional<EncodedPage> page = pipeline.take(i);
         if (!page) {
             throw RedactionError::cannotRenderPage(i);
         }
@@ -442,7 +443,7 @@ void RedactionEngine::exportSecurePDF(const SharedPdfDocument& document, const s
     checkExportable(document, redactions);
     try {
         TemporaryOutput out(outputPath);
-        writeSecurePdf(document, redactions, labelRedactions, kExportDpi, out, progress, stop);
+        writeSecurePdf(document, redactions, labelRedactions, kExportDpi, 0, out, progress, stop);
         out.commit();
     } catch (const WriteFailed&) {
         throw RedactionError::exportFailed();
@@ -453,12 +454,12 @@ void RedactionEngine::exportSecurePDF(const SharedPdfDocument& document, const s
 
 std::vector<std::uint8_t> exportSecurePdfToMemory(const SharedPdfDocument& document,
                                                   const std::vector<RedactionRegion>& redactions, bool labelRedactions,
-                                                  double dpi) {
+                                                  double dpi, int workers) {
     checkExportable(document, redactions);
     std::vector<std::uint8_t> bytes;
     try {
         MemorySink out(bytes);
-        writeSecurePdf(document, redactions, labelRedactions, dpi, out, {}, {});
+        writeSecurePdf(document, redactions, labelRedactions, dpi, workers, out, {}, {});
     } catch (const WriteFailed&) {
         throw RedactionError::exportFailed();
     } catch (const std::bad_alloc&) {

@@ -10,9 +10,10 @@
 
 namespace norvane {
 
-// As RedactionEngine::exportSecurePDF, into memory at `dpi`.
+// As RedactionEngine::exportSecurePDF, into memory at `dpi`, with `workers` rendering threads
+// (0: one per core, at most four).
 std::vector<std::uint8_t> exportSecurePdfToMemory(const SharedPdfDocument& document,
                                                   const std::vector<RedactionRegion>& redactions, bool labelRedactions,
-                                                  double dpi);
+                                                  double dpi, int workers = 0);
 
 }  // namespace norvane

@@ -1,3 +1,4 @@
+#include "engine/secure_export.h"
 #include "engine/mupdf_session.h"
 #include "engine/page_raster.h"
 #include "engine/redaction_engine.h"
@@ -128,18 +129,29 @@ TEST(SecureExport, StoredPixelsEqualTheRenderedPage) {
     }
 }
 
-// Pages go through two threads; each must come out in its own place with its own boxes, and
-// progress must reach the caller on its own thread.
+// Pages are rendered by several workers, finishing in any order; each must come out in its own
+// place with its own boxes, and progress must reach the caller on its own thread.
 TEST(SecureExport, EveryPageKeepsItsOwnBoxesAndOrder) {
     constexpr int kPages = 9;
     std::vector<PageSpec> pages;
     std::vector<RedactionRegion> boxes;
     for (int i = 0; i < kPages; ++i) {
-        pages.push_back(PageSpec{.mediaBox = {0, 0, 200, 100 + 10.0 * i}});
+        // Pages of very different work, so that workers overtake each other.
+        pages.push_back(PageSpec{.mediaBox = {0, 0, 200 + 400.0 * (i % 3), 100 + 10.0 * i}});
         boxes.push_back(region(i, {10.0 + 16 * i, 10, 10, 10}));  // whole pixels at 180 dpi
     }
     boxes.push_back(region(99, {0, 0, 200, 200}));  // not a page: ignored
     boxes.push_back(region(-1, {0, 0, 200, 200}));
+    const auto checkPages = [&](const InspectedPdf& pdf) {
+        ASSERT_EQ(pdf.pages.size(), static_cast<std::size_t>(kPages));
+        for (std::size_t i = 0; i < pdf.pages.size(); ++i) {
+            SCOPED_TRACE(i);
+            const auto& page = pdf.pages[i];
+            EXPECT_EQ(page.mediaBox, pages[i].mediaBox);
+            EXPECT_EQ(nonBlackPixelsUnder(page, page.mediaBox, boxes[i].rect), 0);
+            EXPECT_EQ(blackPixels(page), 25 * 25) << "exactly one 10 × 10 pt box";
+        }
+    };
     TempDir dir;
     Progress progress;
     std::set<std::thread::id> threads;
@@ -148,19 +160,17 @@ TEST(SecureExport, EveryPageKeepsItsOwnBoxesAndOrder) {
         progress.emplace_back(page, count);
         threads.insert(std::this_thread::get_id());
     });
-    const auto pdf = inspectPdf(readFile(dir.file("out.pdf")));
-    ASSERT_EQ(pdf.pages.size(), static_cast<std::size_t>(kPages));
+    checkPages(inspectPdf(readFile(dir.file("out.pdf"))));
     Progress expected;
     for (int i = 0; i < kPages; ++i) {
-        SCOPED_TRACE(i);
-        const auto& page = pdf.pages[static_cast<std::size_t>(i)];
-        EXPECT_EQ(page.mediaBox, pages[static_cast<std::size_t>(i)].mediaBox);
-        EXPECT_EQ(nonBlackPixelsUnder(page, page.mediaBox, boxes[static_cast<std::size_t>(i)].rect), 0);
-        EXPECT_EQ(blackPixels(page), 25 * 25) << "exactly one 10 × 10 pt box";
         expected.emplace_back(i + 1, kPages);
     }
     EXPECT_EQ(progress, expected);
     EXPECT_THAT(threads, ElementsAre(std::this_thread::get_id()));
+    for (const int workers : {1, 3, 4, 12}) {
+        SCOPED_TRACE(workers);
+        checkPages(inspectPdf(exportSecurePdfToMemory(documentOf(pages), boxes, false, 180, workers)));
+    }
 
     // Boxes only for pages the document does not have still give a plain copy.
     RedactionEngine::exportSecurePDF(documentOf(pages), {region(99, {0, 0, 100, 100})}, dir.file("out.pdf"), false, {});
@@ -185,9 +195,11 @@ TEST(SecureExport, WritesExactlyTheNamedFile) {
     }
 }
 
-SharedPdfDocument withBadPage(std::size_t count, std::size_t bad, PageRect mediaBox) {
+SharedPdfDocument withMediaBoxes(std::size_t count, const std::map<std::size_t, PageRect>& boxes) {
     std::vector<PageSpec> pages = textPageSpecs(count);
-    pages[bad].mediaBox = mediaBox;
+    for (const auto& [index, box] : boxes) {
+        pages[index].mediaBox = box;
+    }
     return documentOf(pages);
 }
 
@@ -211,18 +223,20 @@ TEST(SecureExport, FailuresThrowReportAndLeaveNothing) {
         {"noRegions", textDocument(2), {}, Kind::noRedactions, 0, {}},
         // Over the pixel limit at 180 dpi.
         {"unrenderableThirdPage",
-         withBadPage(4, 2, {0, 0, 14400, 14400}),
+         withMediaBoxes(4, {{2, {0, 0, 14400, 14400}}}),
          onFirst,
          Kind::cannotRenderPage,
          2,
          {{1, 4}, {2, 4}}},
-        {"emptyMediaBox", withBadPage(3, 1, {0, 0, 0, 792}), onFirst, Kind::cannotRenderPage, 1, {{1, 3}}},
-        {"unplaceableBox",
-         textDocument(3),
+        {"emptyMediaBox", withMediaBoxes(3, {{1, {0, 0, 0, 792}}}), onFirst, Kind::cannotRenderPage, 1, {{1, 3}}},
+        // Page 2 fails at once, page 1 only once its large page is drawn: the first in page order
+        // is reported.
+        {"unplaceableBoxBeforeUnrenderablePage",
+         withMediaBoxes(4, {{1, {0, 0, 1200, 1200}}, {2, {0, 0, 14400, 14400}}}),
          {region(1, {std::numeric_limits<double>::quiet_NaN(), 0, 1, 1})},
          Kind::cannotRenderPage,
          1,
-         {{1, 3}}},
+         {{1, 4}}},
         {"missingFolder", textDocument(1), onFirst, Kind::exportFailed, 0, {}, "missing/out.pdf"},
         {"targetIsAFolder", textDocument(2), onFirst, Kind::exportFailed, 0, {{1, 2}, {2, 2}}, "taken.pdf", true},
     };

@@ -185,9 +185,9 @@ std::vector<unsigned char> buildPdf(const DocumentPlan& plan) {
         objects[number - 1] = "<< /Type /Page /Parent 2 0 R /MediaBox " + rect(page.mediaBox) +
                               (page.cropBox ? " /CropBox " + rect(*page.cropBox) : "") + " /Rotate " +
                               std::to_string(page.rotate) + " /Resources << /Font <<" + fonts + " >>" +
-                              (images.empty() ? "" : " /XObject <<" + images + " >>") + " >> /Contents " +
-                              ref(add(stream("", content))) + (annots.empty() ? "" : " /Annots [" + annots + " ]") +
-                              " >>";
+                              (images.empty() ? "" : " /XObject <<" + images + " >>") + page.extraResources +
+                              " >> /Contents " + ref(add(stream("", content))) +
+                              (annots.empty() ? "" : " /Annots [" + annots + " ]") + " >>";
     }
 
     std::string catalog = "<< /Type /Catalog /Pages 2 0 R";

@@ -64,6 +64,7 @@ struct PageSpec {
     std::vector<TextRun> texts{};
     std::vector<PageRect> filledBlackRects{};  // drawn after the text, in the content stream
     std::string extraContent{};                // raw operators appended to the content stream
+    std::string extraResources{};              // raw /Resources entries for them, e.g. an /ExtGState
     std::vector<ImageSpec> images{};           // drawn first, under the text
     std::vector<AnnotationSpec> annotations{};
     std::vector<FieldSpec> fields{};
