@@ -4,9 +4,9 @@
 //
 //   norvane-ocr-bench IN.pdf WORKDIR QUERY [RUNS]
 //
-// We use every core (at most 4 workers); the pipeline runs one page at a time. Each side runs RUNS times (default 2), alternating, and its
-// fastest run counts, so a burst of load from elsewhere does not decide the ratio. Wall and
-// CPU seconds are reported; on a shared machine the CPU figures are the steadier ones.
+// We use every core (at most 4 workers); the pipeline runs one page at a time. Each side runs RUNS times (default 2),
+// alternating, and its fastest run counts, so a burst of load from elsewhere does not decide the ratio. Wall and CPU
+// seconds are reported; on a shared machine the CPU figures are the steadier ones.
 
 #include "bench/bench_support.h"
 #include "engine/redaction_engine.h"

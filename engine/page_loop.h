@@ -53,9 +53,10 @@ void forEachPageInParallel(std::int64_t pageCount, int workers, const PageProgre
     using Result = typename std::invoke_result_t<Read&, State&, std::int64_t, std::stop_token>::value_type;
     using Outcome = std::variant<std::monostate, Result, std::exception_ptr>;  // skipped, read, failed
 
-    // Finished pages wait here for the calling thread; workers run at most this far ahead of
-    // it, so a slow page does not let the rest pile up.
-    const std::int64_t lookahead = 2 * static_cast<std::int64_t>(std::max(workers, 1));
+    // Finished pages wait here for the calling thread. A worker starts a page only while fewer
+    // than `workers` pages are read or waiting, so with the one the caller holds, at most
+    // workers + 1 pages are alive, and a slow page does not let the rest pile up.
+    const std::int64_t lookahead = std::max(workers, 1);
     std::mutex mutex;
     std::condition_variable changed;
     std::map<std::int64_t, Outcome> finished;

@@ -291,117 +291,10 @@ private:
 
 using RegionsByPage = std::map<std::int64_t, std::vector<RedactionRegion>>;
 
-int workersFor(std::int64_t pageCount, int requested) {
-    const int perCore = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1u, 4u));
-    return static_cast<int>(std::clamp<std::int64_t>(pageCount, 1, requested > 0 ? requested : perCore));
-}
-
-// Workers render and encode pages, taking them in page order, while the calling thread writes
-// them in page order. A worker starts page p only when p < (pages handed to the writer) +
-// `workers`: at most `workers` pages are in work or waiting, plus the one being written.
-class PagePipeline {
-public:
-    PagePipeline(const SharedPdfDocument& document, const RegionsByPage& byPage, bool labels, double dpi, int workers,
-                 std::stop_token stop)
-        : document_(document), byPage_(byPage), labels_(labels), dpi_(dpi), window_(workers), stop_(std::move(stop)) {
-        threads_.reserve(static_cast<std::size_t>(workers));
-        for (int i = 0; i < workers; ++i) {
-            std::unique_lock lock(mutex_);
-            running_ += 1;
-            lock.unlock();
-            try {
-                threads_.emplace_back([this] { work(); });
-            } catch (const std::system_error&) {
-                lock.lock();
-                running_ -= 1;  // fewer workers; with none, every page reports that it could not be rendered
-                break;
-            }
-        }
-    }
-    ~PagePipeline() {
-        {
-            std::lock_guard lock(mutex_);
-            abort_ = true;
-        }
-        changed_.notify_all();
-        threads_.clear();  // joins
-    }
-    PagePipeline(const PagePipeline&) = delete;
-    PagePipeline& operator=(const PagePipeline&) = delete;
-
-    // Page `index`, asked for in page order; empty when it could not be rendered. Throws
-    // CancellationError when the workers stopped for a cancellation before making it.
-    std::optional<EncodedPage> take(std::int64_t index) {
-        std::unique_lock lock(mutex_);
-        changed_.wait(lock, [&] { return done_.count(index) || running_ == 0; });
-        const auto found = done_.find(index);
-        if (found == done_.end()) {
-            if (stop_.stop_requested()) {
-                throw CancellationError();
-            }
-            return std::nullopt;
-        }
-        auto page = done_.extract(found);
-        handedOut_ = index + 1;
-        changed_.notify_all();
-        return std::move(page.mapped());
-    }
-
-private:
-    void work() {
-        std::unique_ptr<mu::Session> session;
-        std::unique_ptr<Deflater> deflater;
-        try {
-            session = std::make_unique<mu::Session>(document_);
-            deflater = std::make_unique<Deflater>();
-        } catch (...) {
-            session.reset();
-        }
-        static const std::vector<RedactionRegion> none;
-        while (true) {
-            std::int64_t page = 0;
-            {
-                std::unique_lock lock(mutex_);
-                changed_.wait(lock, [&] { return abort_ || next_ < handedOut_ + window_; });
-                if (abort_ || stop_.stop_requested() || next_ >= document_->pageCount()) {
-                    break;
-                }
-                page = next_++;
-            }
-            std::optional<EncodedPage> encoded;
-            if (session) {
-                const auto found = byPage_.find(page);
-                try {
-                    encoded = producePage(*session, page, found == byPage_.end() ? none : found->second, labels_, dpi_,
-                                          *deflater);
-                } catch (...) {
-                    encoded.reset();
-                }
-            }
-            std::lock_guard lock(mutex_);
-            done_.emplace(page, std::move(encoded));
-            changed_.notify_all();
-        }
-        std::lock_guard lock(mutex_);
-        running_ -= 1;
-        changed_.notify_all();
-    }
-
-    const SharedPdfDocument& document_;
-    const RegionsByPage& byPage_;
-    const bool labels_;
-    const double dpi_;
-    const std::int64_t window_;
-    const std::stop_token stop_;
-
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::int64_t next_ = 0;       // the next page a worker takes
-    std::int64_t handedOut_ = 0;  // pages below this went to the writer
-    std::map<std::int64_t, std::optional<EncodedPage>> done_;
-    int running_ = 0;
-    bool abort_ = false;
-    std::vector<std::jthread> threads_;  // last: joined before the state above goes
+// What one export worker keeps from page to page.
+struct ExportWorker {
+    std::optional<mu::Session> session;
+    std::optional<Deflater> deflater;
 };
 
 // Renders every page and streams the image-only PDF into `out`.
@@ -414,15 +307,29 @@ void writeSecurePdf(const SharedPdfDocument& document, const std::vector<Redacti
     }
     const std::int64_t pageCount = document->pageCount();
     ImagePdfWriter writer(out, pageCount);
-    PagePipeline pipeline(document, byPage, labelRedactions, dpi, workersFor(pageCount, workers), stop);
-    forEachPage(pageCount, progress, stop, [&](std::int64_t i) {
-        const std::optional<EncodedPage> page = pipeline.take(i);
-        if (!page) {
-            throw RedactionError::cannotRenderPage(i);
-        }
-        writer.addPage(i, document->page(i), *page);
-        return true;
-    });
+    static const std::vector<RedactionRegion> none;
+    // Workers render and encode; this thread writes, in page order.
+    forEachPageInParallel<ExportWorker>(
+        pageCount,
+        workers > 0 ? static_cast<int>(std::min<std::int64_t>(workers, pageCount)) : pageWorkerCount(pageCount),
+        progress, stop,
+        [&](ExportWorker& worker, std::int64_t page, std::stop_token) -> std::optional<EncodedPage> {
+            try {
+                if (!worker.session) {
+                    worker.session.emplace(document);
+                    worker.deflater.emplace();
+                }
+                const auto found = byPage.find(page);
+                if (auto encoded = producePage(*worker.session, page, found == byPage.end() ? none : found->second,
+                                               labelRedactions, dpi, *worker.deflater)) {
+                    return encoded;
+                }
+            } catch (const std::exception&) {
+                // out of memory, a MuPDF failure: the page is not in the copy, so there is no copy
+            }
+            throw RedactionError::cannotRenderPage(page);
+        },
+        [&](std::int64_t page, const EncodedPage& encoded) { writer.addPage(page, document->page(page), encoded); });
     writer.finish();
 }
 
