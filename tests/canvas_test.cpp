@@ -83,13 +83,16 @@ TEST_P(InkGeometryTest, ADragAroundTheInkReportsItsRectangleAndItsBoxCoversJustT
     CanvasHarness h(document);
     h.canvas.setZoom(c.zoom);
     h.canvas.synchronize(document, {}, c.pageIndex);
-    PageRenderQueue& queue = h.canvas.renderQueue();
+    PageRenderService& renders = *h.canvas.renderService();
     const double shownWidth = h.canvas.pageRectInViewport(c.pageIndex).width() * h.view()->devicePixelRatioF();
+    const double scale = h.canvas.devicePixelsPerPoint();
     // Wait for the image drawn at this scale, not an earlier one stretched.
     ASSERT_TRUE(QTest::qWaitFor(
-        [&] { return queue.hasFailed(c.pageIndex) || std::abs(queue.image(c.pageIndex).width() - shownWidth) < 1.5; },
+        [&] {
+        return renders.hasFailed(c.pageIndex) || std::abs(renders.image(c.pageIndex, scale).width() - shownWidth) < 1.5;
+        },
         10000));
-    if (queue.hasFailed(c.pageIndex)) {
+    if (renders.hasFailed(c.pageIndex)) {
         GTEST_SKIP() << "page rendering is not available in this build";
     }
     const QRect inked = inkedOn(h, c.pageIndex);
