@@ -16,6 +16,8 @@
 namespace norvane {
 namespace {
 
+constexpr double kMaxStandInRatio = 2.0;
+
 bool sameScale(double a, double b) {
     return std::abs(a - b) <= 1e-6 * std::max(a, b);
 }
@@ -110,9 +112,14 @@ std::optional<PageRenderService::Entries::iterator> PageRenderService::find(std:
     if (page == byPage_.end()) {
         return std::nullopt;
     }
-    // Nearest by ratio, so a thumbnail stands in for a page still being drawn and the other way round.
+    // Nearest by ratio, so a thumbnail stands in for a page still being drawn. A much sharper
+    // image does not: shrinking it on every paint costs more than drawing the small one.
     const auto distance = [&](Entries::iterator e) { return std::abs(std::log(e->pixelsPerPoint / pixelsPerPoint)); };
-    return *std::ranges::min_element(page->second, {}, distance);
+    const auto nearest = *std::ranges::min_element(page->second, {}, distance);
+    if (nearest->pixelsPerPoint > kMaxStandInRatio * pixelsPerPoint) {
+        return std::nullopt;
+    }
+    return nearest;
 }
 
 QImage PageRenderService::image(std::int64_t pageIndex, double pixelsPerPoint) {
