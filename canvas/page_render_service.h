@@ -37,8 +37,8 @@ public:
     // give up soon once `abort` is set; what it returns then is thrown away.
     using Draw = std::function<QImage(std::int64_t pageIndex, double pixelsPerPoint, PreviewAbort& abort)>;
 
-    // Four full-width pages on a high-density screen, or sixteen on a plain one, plus
-    // thumbnails; what the views want now is kept even beyond it.
+    // About five full-width canvas pages on a high-density screen, or twenty on a plain one,
+    // with thumbnails; what the views want now is kept even beyond it.
     static constexpr std::size_t kDefaultBudget = std::size_t{80} << 20;
 
     // Without `draw`, pages are drawn by MuPDF.
