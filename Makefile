@@ -50,7 +50,7 @@ bench-ocr: build
 bench-export: build
 	bench/export.sh $(BUILD_DIR)
 
-# Page canvas: first page of a 500-page document, scrolling, thumbnails (bench/canvas.sh).
+# Page canvas: first page of a 500-page document, scrolling, memory (bench/canvas.sh).
 .PHONY: bench-canvas
 bench-canvas: build
 	bench/canvas.sh $(BUILD_DIR)

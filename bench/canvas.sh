@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Page canvas benchmark: first page of a 500-page document, scroll frames, thumbnails;
-# the first page is compared with pdftoppm in the same run.
+# Page canvas benchmark: first page of a 500-page document, scroll frames, every page and
+# thumbnail drawn, cache and process memory; drawing is compared with pdftoppm in the same run.
 #
 #   bench/canvas.sh [BUILD_DIR] [--pages N]
 set -euo pipefail

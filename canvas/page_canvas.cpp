@@ -24,7 +24,6 @@ constexpr double kZoomStep = 1.25;
 constexpr double kMinScale = 0.02;  // view pixels per point
 constexpr double kMaxScale = 32.0;
 constexpr double kClickLimit = 8.0;  // a drag smaller than this either way is a click
-constexpr std::size_t kCacheBytes = std::size_t{256} << 20;
 
 QRectF spanning(const QPointF& a, const QPointF& b) {
     return QRectF(QPointF(std::min(a.x(), b.x()), std::min(a.y(), b.y())),
@@ -34,7 +33,7 @@ QRectF spanning(const QPointF& a, const QPointF& b) {
 }  // namespace
 
 PageCanvas::PageCanvas(SharedPdfDocument creationDocument, QWidget* parent)
-    : QAbstractScrollArea(parent), creationDocument_(std::move(creationDocument)), renderQueue_(kCacheBytes) {
+    : QAbstractScrollArea(parent), creationDocument_(std::move(creationDocument)) {
     setFocusPolicy(Qt::StrongFocus);
     setFrameShape(QFrame::NoFrame);
     // Always showing the vertical bar keeps the width, and so the fitted scale, steady.
@@ -48,7 +47,11 @@ PageCanvas::PageCanvas(SharedPdfDocument creationDocument, QWidget* parent)
     wantTimer_.setSingleShot(true);
     wantTimer_.setInterval(0);
     connect(&wantTimer_, &QTimer::timeout, this, &PageCanvas::requestVisiblePages);
-    connect(&renderQueue_, &PageRenderQueue::pageReady, this, [this](qint64 pageIndex) {
+    useRenders(renderServiceFor(nullptr, creationDocument_));
+}
+
+void PageCanvas::useRenders(std::shared_ptr<PageRenderService> renders) {
+    holdRenders(renders_, std::move(renders), this, [this](qint64 pageIndex) {
         const QRectF area = pageRectInViewport(pageIndex);
         if (area.intersects(QRectF(viewport()->rect()))) {
             viewport()->update(area.toAlignedRect().adjusted(-2, -2, 2, 2));
@@ -117,7 +120,7 @@ void PageCanvas::setDocument(const SharedPdfDocument& document) {
     document_ = document;
     regions_.clear();
     outlines_.clear();
-    renderQueue_.setDocument(document_);
+    useRenders(renderServiceFor(renders_, document_));
     relayout();
     verticalScrollBar()->setValue(0);
     horizontalScrollBar()->setValue(0);
@@ -304,14 +307,17 @@ void PageCanvas::zoomToFit() {
     setZoom(1.0);
 }
 
+double PageCanvas::devicePixelsPerPoint() const {
+    return scale_ * viewport()->devicePixelRatioF();
+}
+
 void PageCanvas::requestVisiblePages() {
-    if (!document_ || pageRects_.empty()) {
-        renderQueue_.want({});
+    if (!renders_) {
         return;
     }
-    const double devicePixels = scale_ * viewport()->devicePixelRatioF();
+    const double devicePixels = devicePixelsPerPoint();
     const QRectF view(toContent(QPointF()), QSizeF(viewport()->size()));
-    std::vector<PageRenderQueue::Wish> wishes;
+    std::vector<PageRenderService::Wish> wishes;
     std::optional<qint64> first;
     std::optional<qint64> last;
     const auto start = std::lower_bound(pageRects_.begin(), pageRects_.end(), view.top(),
@@ -329,7 +335,7 @@ void PageCanvas::requestVisiblePages() {
     if (first && *first > 0) {
         wishes.push_back({*first - 1, devicePixels});
     }
-    renderQueue_.want(wishes);
+    renders_->want(PageRenderService::Viewer::canvas, std::move(wishes));
 }
 
 void PageCanvas::paintEvent(QPaintEvent*) {
@@ -355,7 +361,7 @@ void PageCanvas::paintEvent(QPaintEvent*) {
         const auto index = static_cast<qint64>(it - pageRects_.begin());
         shown.push_back(index);
         painter.fillRect(rect.translated(0, 1.5).adjusted(-1, -1, 1, 1), QColor(0, 0, 0, 40));
-        const QImage image = renderQueue_.image(index);
+        const QImage image = renders_ ? renders_->image(index, devicePixelsPerPoint()) : QImage();
         if (image.isNull()) {
             // Placeholder until the worker delivers (or for a page that will not render).
             painter.fillRect(rect, QColor(252, 252, 252));

@@ -3,7 +3,7 @@
 // column, scaled to the view's width (times the zoom), pending regions drawn as black boxes,
 // and a mouse drag turned into a page-space rectangle for a new manual region.
 
-#include "canvas/page_render_queue.h"
+#include "canvas/page_render_service.h"
 #include "engine/pdf_document.h"
 #include "records/redaction_records.h"
 
@@ -13,6 +13,7 @@
 #include <QTimer>
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -80,7 +81,11 @@ public:
     // The drag preview in viewport coordinates, while dragging.
     std::optional<QRectF> dragPreview() const;
 
-    PageRenderQueue& renderQueue() { return renderQueue_; }
+    // Drawn pages of the document shown, shared with the thumbnails of that document; none
+    // without a document.
+    const std::shared_ptr<PageRenderService>& renderService() const { return renders_; }
+    // View pixels per point of the page images this view asks for.
+    double devicePixelsPerPoint() const;
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -99,6 +104,7 @@ private:
     };
 
     void setDocument(const SharedPdfDocument& document);
+    void useRenders(std::shared_ptr<PageRenderService> renders);
     void relayout(std::optional<QPointF> anchorViewportPoint = std::nullopt);
     void updateScrollBars();
     void requestVisiblePages();
@@ -126,7 +132,7 @@ private:
     std::optional<DragPage> dragPage_;
     std::optional<QPointF> dragCurrent_;
 
-    PageRenderQueue renderQueue_;
+    std::shared_ptr<PageRenderService> renders_;
     QTimer wantTimer_;
 };
 

@@ -4,6 +4,7 @@
 #include "engine/page_raster.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <exception>
 
@@ -24,19 +25,37 @@ double boundedPreviewScale(const PdfPageInfo& page, double pixelsPerPoint) {
     return std::sqrt(static_cast<double>(kMaxPreviewPixels) / area) * 0.999;
 }
 
+// MuPDF reads `abort` without synchronisation while it draws; our side goes through atomic_ref.
+struct PreviewAbort::Cookie {
+    fz_cookie cookie{};
+};
+
+PreviewAbort::PreviewAbort() : cookie_(std::make_unique<Cookie>()) {}
+PreviewAbort::~PreviewAbort() = default;
+
+void PreviewAbort::abort() {
+    std::atomic_ref<int>(cookie_->cookie.abort).store(1);
+}
+
+bool PreviewAbort::aborted() const {
+    return std::atomic_ref<int>(cookie_->cookie.abort).load() != 0;
+}
+
 PagePreviewRenderer::PagePreviewRenderer(SharedPdfDocument document)
     : document_(std::move(document)), session_(std::make_unique<mu::Session>(document_)) {}
 
 PagePreviewRenderer::~PagePreviewRenderer() = default;
 
-std::optional<PreviewImage> PagePreviewRenderer::render(std::int64_t pageIndex, double pixelsPerPoint) const {
+std::optional<PreviewImage> PagePreviewRenderer::render(std::int64_t pageIndex, double pixelsPerPoint,
+                                                        PreviewAbort* abort) const {
     if (!document_ || pageIndex < 0 || pageIndex >= document_->pageCount()) {
         return std::nullopt;
     }
     const double scale = boundedPreviewScale(document_->page(pageIndex), pixelsPerPoint);
     try {
-        auto image = renderImage(*session_, pageIndex, scale * 72.0, {}, false, RenderOrientation::displayed);
-        if (!image || image->width <= 0 || image->height <= 0) {
+        auto image = renderImage(*session_, pageIndex, scale * 72.0, {}, false, RenderOrientation::displayed, false,
+                                 abort ? &abort->cookie_->cookie : nullptr);
+        if (!image || image->width <= 0 || image->height <= 0 || (abort && abort->aborted())) {
             return std::nullopt;
         }
         PreviewImage preview;

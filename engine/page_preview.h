@@ -27,6 +27,23 @@ constexpr std::int64_t kMaxPreviewPixels = 24'000'000;
 // The resolution (pixels per point) actually used for a request on `page`.
 double boundedPreviewScale(const PdfPageInfo& page, double pixelsPerPoint);
 
+// Stops one render in progress from another thread (MuPDF's cookie, polled while it draws).
+class PreviewAbort {
+public:
+    PreviewAbort();
+    ~PreviewAbort();
+    PreviewAbort(const PreviewAbort&) = delete;
+    PreviewAbort& operator=(const PreviewAbort&) = delete;
+
+    void abort();  // any thread; cannot be taken back
+    bool aborted() const;
+
+private:
+    friend class PagePreviewRenderer;
+    struct Cookie;
+    std::unique_ptr<Cookie> cookie_;
+};
+
 // Renders pages of one document. Confined to the thread that created it.
 class PagePreviewRenderer {
 public:
@@ -38,8 +55,10 @@ public:
 
     const SharedPdfDocument& document() const { return document_; }
 
-    // Nothing when the page cannot be rendered (bad index, broken content, no memory).
-    std::optional<PreviewImage> render(std::int64_t pageIndex, double pixelsPerPoint) const;
+    // Nothing when the page cannot be rendered (bad index, broken content, no memory) or when
+    // `abort` was used: then the render stopped early and its pixels are not the whole page.
+    std::optional<PreviewImage> render(std::int64_t pageIndex, double pixelsPerPoint,
+                                       PreviewAbort* abort = nullptr) const;
 
 private:
     SharedPdfDocument document_;

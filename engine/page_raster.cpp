@@ -189,7 +189,9 @@ void composeBand(const unsigned char* src, std::ptrdiff_t srcStride, unsigned ch
 
 // Draws the page into `samples` (w x h RGB, already white) through `ctm`. With `compactEdges`
 // a page that allows it is drawn in bands, so memory stays near one output bitmap.
-void drawPage(fz_context* ctx, fz_page* page, fz_matrix ctm, unsigned char* samples, int w, int h, bool compactEdges) {
+// Without it the page is drawn straight from its content, which `cookie` can stop early.
+void drawPage(fz_context* ctx, fz_page* page, fz_matrix ctm, unsigned char* samples, int w, int h, bool compactEdges,
+              fz_cookie* cookie) {
     fz_display_list* list = nullptr;
     fz_pixmap* band = nullptr;
     fz_device* device = nullptr;
@@ -199,8 +201,8 @@ void drawPage(fz_context* ctx, fz_page* page, fz_matrix ctm, unsigned char* samp
     fz_var(device);
     mu::muCall(ctx, [&] {
         fz_try(ctx) {
-            list = fz_new_display_list_from_page(ctx, page);
             if (compact) {
+                list = fz_new_display_list_from_page(ctx, page);
                 DirectProbe* probe = fz_new_derived_device(ctx, DirectProbe);
                 device = &probe->super;
                 installProbe(*probe);
@@ -213,7 +215,11 @@ void drawPage(fz_context* ctx, fz_page* page, fz_matrix ctm, unsigned char* samp
             if (!compact) {
                 band = fz_new_pixmap_with_data(ctx, fz_device_rgb(ctx), w, h, nullptr, 0, w * 3, samples);
                 device = fz_new_draw_device(ctx, fz_identity, band);
-                fz_run_display_list(ctx, list, device, ctm, fz_infinite_rect, nullptr);
+                if (list) {
+                    fz_run_display_list(ctx, list, device, ctm, fz_infinite_rect, nullptr);
+                } else {
+                    fz_run_page(ctx, page, device, ctm, cookie);
+                }
                 fz_close_device(ctx, device);
             } else {
                 for (int y0 = 0; y0 < h; y0 += kBandRows) {
@@ -349,7 +355,7 @@ std::optional<RasterSize> rasterSize(const PageRect& mediaBox, double dpi) {
 
 std::optional<PageImage> renderImage(const mu::Session& session, std::int64_t pageIndex, double dpi,
                                      const std::vector<RedactionRegion>& boxes, bool labelRedactions,
-                                     RenderOrientation orientation, bool compactEdges) {
+                                     RenderOrientation orientation, bool compactEdges, fz_cookie* cookie) {
     const PdfDocument& document = *session.document();
     if (pageIndex < 0 || pageIndex >= document.pageCount()) {
         return std::nullopt;
@@ -388,7 +394,7 @@ std::optional<PageImage> renderImage(const mu::Session& session, std::int64_t pa
             // whole media box lands on the bitmap, not just the crop box.
             ctm = fz_concat(fz_invert_matrix(pageCtm), pageToPixel);
         });
-        drawPage(ctx, res.page, ctm, samples, w, h, compactEdges);
+        drawPage(ctx, res.page, ctm, samples, w, h, compactEdges, cookie);
         mu::muCall(ctx, [&] {
             res.pixmap = fz_new_pixmap_with_data(ctx, fz_device_rgb(ctx), w, h, nullptr, 0, w * 3, samples);
             res.device = fz_new_draw_device(ctx, fz_identity, res.pixmap);

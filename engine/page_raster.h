@@ -35,10 +35,12 @@ enum class RenderOrientation {
 // for an empty media box, a bitmap over the pixel limit, or any rendering failure.
 // `compactEdges` (the export): on pages without images or blend modes the ink's anti-aliased
 // coverage is rounded to ninths, giving edges 10 grey levels, which compress much better.
+// `cookie` lets another thread stop drawing early (not with `compactEdges`); the image is then
+// incomplete and the caller must look at the cookie before using it.
 std::optional<PageImage> renderImage(const mu::Session& session, std::int64_t pageIndex, double dpi,
                                      const std::vector<RedactionRegion>& boxes, bool labelRedactions,
                                      RenderOrientation orientation = RenderOrientation::mediaBox,
-                                     bool compactEdges = false);
+                                     bool compactEdges = false, fz_cookie* cookie = nullptr);
 
 // Largest bitmap we agree to allocate.
 constexpr std::int64_t kMaxRenderPixels = 200'000'000;

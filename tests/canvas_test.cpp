@@ -83,13 +83,12 @@ TEST_P(InkGeometryTest, ADragAroundTheInkReportsItsRectangleAndItsBoxCoversJustT
     CanvasHarness h(document);
     h.canvas.setZoom(c.zoom);
     h.canvas.synchronize(document, {}, c.pageIndex);
-    PageRenderQueue& queue = h.canvas.renderQueue();
-    const double shownWidth = h.canvas.pageRectInViewport(c.pageIndex).width() * h.view()->devicePixelRatioF();
+    PageRenderService& renders = *h.canvas.renderService();
     // Wait for the image drawn at this scale, not an earlier one stretched.
     ASSERT_TRUE(QTest::qWaitFor(
-        [&] { return queue.hasFailed(c.pageIndex) || std::abs(queue.image(c.pageIndex).width() - shownWidth) < 1.5; },
+        [&] { return renders.hasFailed(c.pageIndex) || renders.has(c.pageIndex, h.canvas.devicePixelsPerPoint()); },
         10000));
-    if (queue.hasFailed(c.pageIndex)) {
+    if (renders.hasFailed(c.pageIndex)) {
         GTEST_SKIP() << "page rendering is not available in this build";
     }
     const QRect inked = inkedOn(h, c.pageIndex);

@@ -319,6 +319,24 @@ TEST_F(LayoutTest, ThumbnailBadgesCountRegionsPerPageAndClickingSelectsThePage) 
     EXPECT_EQ(layout->canvas()->currentPageIndex(), 4);
 }
 
+// Canvas and thumbnails draw through one service per document, which goes with its document.
+TEST_F(LayoutTest, CanvasAndThumbnailsShareOneRenderServiceThatGoesWithItsDocument) {
+    const auto shared = [&] {
+        settle();
+        EXPECT_EQ(layout->sidebar()->renderService(), layout->canvas()->renderService());
+        return std::weak_ptr<PageRenderService>(layout->canvas()->renderService());
+    };
+    const auto first = shared();
+    const double scales[] = {layout->canvas()->devicePixelsPerPoint(), layout->sidebar()->thumbnailPixelsPerPoint(0)};
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return first.lock()->has(0, scales[0]) && first.lock()->has(0, scales[1]); }, 9000));
+    model->open(QString::fromStdString(dir.file("doc.pdf").string()));  // opened again: another document
+    const auto second = shared();
+    EXPECT_TRUE(first.expired() && !second.expired());
+    model->clearDocument();
+    EXPECT_TRUE(second.expired());
+}
+
 TEST_F(LayoutTest, VerdictPanelShowsTheOutcomeAndTheRevealButtonUntilTheRegionsChange) {
     QWidget* panel = layout->inspector()->verificationPanel();
     const auto label = [&](const char* name) { return panel->findChild<QLabel*>(QString::fromUtf8(name)); };
@@ -357,7 +375,8 @@ TEST_F(LayoutTest, HitsAndFindingsAreOutlinedUntilTheirListGoes) {
     const PageRect place{72, 600, 120, 40};
     model->setSearchResults({hit(0, place, "Smith"), hit(3, {72, 300, 60, 14}, "Smith")});
     EXPECT_EQ(kinds(), (std::vector{std::pair{K::searchHit, false}, std::pair{K::searchHit, false}}));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !canvas->renderQueue().image(0).isNull(); }, 10000));
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return !canvas->renderService()->image(0, canvas->devicePixelsPerPoint()).isNull(); }, 10000));
     canvas->viewport()->repaint();
     const QImage shot = canvas->viewport()->grab().toImage();
     const QRect drawn = canvas->pageRectToViewport(0, place).toAlignedRect();

@@ -219,6 +219,8 @@ PageCanvas* EditingLayout::makeCanvas() {
     canvas->setObjectName(QStringLiteral("pageCanvas"));
     canvas->setMinimumWidth(420);
     canvas->setOnManualRedaction([this](qint64 pageIndex, const PageRect& rect) { model_.addManual(pageIndex, rect); });
+    // One set of drawn pages per document, for the canvas and the thumbnails alike.
+    sidebar_->setRenderService(canvas->renderService());
     return canvas;
 }
 
@@ -228,6 +230,7 @@ void EditingLayout::syncCanvas() {
     if (model_.document() && canvas_->creationDocument() != model_.document()) {
         PageCanvas* fresh = makeCanvas();
         delete layout()->replaceWidget(canvas_, fresh, Qt::FindChildrenRecursively);
+        canvas_->synchronize(nullptr, {}, -1);  // lets the old document's pages go now
         canvas_->deleteLater();
         canvas_ = fresh;
     }

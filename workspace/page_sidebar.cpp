@@ -21,7 +21,6 @@ constexpr int kLabelSpacing = 6;
 constexpr double kThumbWidth = 120;  // the thumbnail's box, points
 constexpr double kThumbHeight = 155;
 constexpr double kThumbMaxHeight = 150;
-constexpr std::size_t kCacheBytes = std::size_t{48} << 20;
 
 int captionHeight() {
     return QFontMetrics(theme::font(theme::TextStyle::Caption)).height() + 2;
@@ -29,8 +28,7 @@ int captionHeight() {
 
 }  // namespace
 
-PageSidebar::PageSidebar(RedactionViewModel& model, QWidget* parent)
-    : QAbstractScrollArea(parent), model_(model), renderQueue_(kCacheBytes) {
+PageSidebar::PageSidebar(RedactionViewModel& model, QWidget* parent) : QAbstractScrollArea(parent), model_(model) {
     setObjectName(QStringLiteral("pageSidebar"));
     setFrameShape(QFrame::NoFrame);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -39,13 +37,17 @@ PageSidebar::PageSidebar(RedactionViewModel& model, QWidget* parent)
     wantTimer_.setSingleShot(true);
     wantTimer_.setInterval(0);
     connect(&wantTimer_, &QTimer::timeout, this, &PageSidebar::requestVisibleThumbnails);
-    connect(&renderQueue_, &PageRenderQueue::pageReady, this,
-            [this](qint64 page) { viewport()->update(rowRect(page)); });
 
     connect(&model_, &RedactionViewModel::documentChanged, this, &PageSidebar::relayout);
     connect(&model_, &RedactionViewModel::redactionsChanged, viewport(), qOverload<>(&QWidget::update));
     connect(&model_, &RedactionViewModel::selectedPageIndexChanged, viewport(), qOverload<>(&QWidget::update));
     relayout();
+}
+
+void PageSidebar::setRenderService(std::shared_ptr<PageRenderService> renders) {
+    if (holdRenders(renders_, std::move(renders), this, [this](qint64 page) { viewport()->update(rowRect(page)); })) {
+        wantTimer_.start();
+    }
 }
 
 QSizeF PageSidebar::thumbnailSize(qint64 pageIndex) const {
@@ -65,7 +67,9 @@ QSizeF PageSidebar::thumbnailSize(qint64 pageIndex) const {
 void PageSidebar::relayout() {
     if (document_ != model_.document()) {
         document_ = model_.document();
-        renderQueue_.setDocument(document_);
+        if (renders_ && renders_->document() != document_) {
+            setRenderService(nullptr);  // the old document's pages go with it
+        }
         verticalScrollBar()->setValue(0);
     }
     rows_.clear();
@@ -110,23 +114,28 @@ qint64 PageSidebar::badgeCount(qint64 pageIndex) const {
                          [&](const RedactionRegion& r) { return r.pageIndex == pageIndex; });
 }
 
+double PageSidebar::thumbnailPixelsPerPoint(qint64 pageIndex) const {
+    const double pointsWide = displayedPageSize(document_->page(pageIndex)).width();
+    const double scale = pointsWide > 0 ? thumbnailSize(pageIndex).width() / pointsWide : 1.0;
+    return scale * viewport()->devicePixelRatioF();
+}
+
 void PageSidebar::requestVisibleThumbnails() {
-    if (!document_) {
-        renderQueue_.want({});
+    // Deferred to here so that the canvas of a new document can hand over its service first.
+    setRenderService(renderServiceFor(renders_, document_));
+    if (!renders_) {
         return;
     }
     const int top = verticalScrollBar()->value();
     const int bottom = top + viewport()->height();
-    std::vector<PageRenderQueue::Wish> wishes;
+    std::vector<PageRenderService::Wish> wishes;
     const auto start =
         std::lower_bound(rows_.begin(), rows_.end(), top, [](const QRect& r, int y) { return r.bottom() < y; });
     for (auto it = start; it != rows_.end() && it->top() <= bottom; ++it) {
         const auto index = static_cast<qint64>(it - rows_.begin());
-        const double pointsWide = displayedPageSize(document_->page(index)).width();
-        const double scale = pointsWide > 0 ? thumbnailSize(index).width() / pointsWide : 1.0;
-        wishes.push_back({index, scale * viewport()->devicePixelRatioF()});
+        wishes.push_back({index, thumbnailPixelsPerPoint(index)});
     }
-    renderQueue_.want(wishes);
+    renders_->want(PageRenderService::Viewer::thumbnails, std::move(wishes));
 }
 
 void PageSidebar::paintEvent(QPaintEvent* event) {
@@ -152,7 +161,7 @@ void PageSidebar::paintEvent(QPaintEvent* event) {
         const QSizeF thumb = thumbnailSize(index);
         const QRectF thumbRect(row.left() + (row.width() - thumb.width()) / 2.0, row.top() + kRowPadding, thumb.width(),
                                thumb.height());
-        const QImage image = renderQueue_.image(index);
+        const QImage image = renders_ ? renders_->image(index, thumbnailPixelsPerPoint(index)) : QImage();
         if (image.isNull()) {
             painter.fillRect(thumbRect, QColor(252, 252, 252));
         } else {

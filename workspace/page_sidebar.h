@@ -3,12 +3,13 @@
 // "Page N" and a badge counting that page's pending regions. Rows are laid out from the
 // page sizes alone; a thumbnail is rendered only once its row scrolls into view.
 
-#include "canvas/page_render_queue.h"
+#include "canvas/page_render_service.h"
 #include "model/redaction_view_model.h"
 
 #include <QAbstractScrollArea>
 #include <QTimer>
 
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -27,7 +28,12 @@ public:
     qint64 badgeCount(qint64 pageIndex) const;
     bool isHighlighted(qint64 pageIndex) const { return model_.selectedPageIndex() == pageIndex; }
 
-    PageRenderQueue& renderQueue() { return renderQueue_; }
+    // Shares the canvas's drawn pages; without one for the document shown, the sidebar makes
+    // its own.
+    void setRenderService(std::shared_ptr<PageRenderService> renders);
+    const std::shared_ptr<PageRenderService>& renderService() const { return renders_; }
+    // View pixels per point of a page's thumbnail image.
+    double thumbnailPixelsPerPoint(qint64 pageIndex) const;
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -46,7 +52,7 @@ private:
     std::vector<QRect> rows_;  // content coordinates
     int contentHeight_ = 0;
     std::optional<qint64> pressedRow_;
-    PageRenderQueue renderQueue_;
+    std::shared_ptr<PageRenderService> renders_;
     QTimer wantTimer_;
 };
 
