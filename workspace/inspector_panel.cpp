@@ -44,12 +44,6 @@ private:
 QString qs(const std::string& text) {
     return QString::fromStdString(text);
 }
-QString sourceLabel(RedactionSource source) {
-    return qs(std::string(rawValue(source)));
-}
-QString pageLabel(std::int64_t pageIndex) {
-    return QStringLiteral("Page ") + QString::number(pageIndex + 1);
-}
 
 theme::SeparatorLine* divider(QWidget* parent) {
     return new theme::SeparatorLine(parent);
@@ -125,31 +119,6 @@ FindingRow::FindingRow(const RedactionSearchResult& finding, QWidget* parent)
 
 void FindingRow::paintEvent(QPaintEvent*) {
     paintRowBackground(this);
-}
-
-PendingRow::PendingRow(const RedactionRegion& region, QWidget* parent) : QWidget(parent), region_(region) {
-    auto* row = new QHBoxLayout(this);
-    row->setContentsMargins(0, 0, 0, 0);
-    auto* column = new QVBoxLayout();
-    column->setSpacing(2);
-    column->addWidget(new theme::ThemedLabel(
-        pageLabel(region.pageIndex), theme::font(TextStyle::Caption, QFont::DemiBold), theme::primaryText(), this));
-    const QString second = region.matchedText ? qs(*region.matchedText) : sourceLabel(region.source);
-    auto* detail = new ElidedLabel(second, theme::font(TextStyle::Caption2), theme::secondaryText(), this);
-    detail->setObjectName(QStringLiteral("pendingDetail"));
-    detail->setAccessibleName(second);
-    column->addWidget(detail);
-    row->addLayout(column, 1);
-    auto* remove = new QToolButton(this);
-    remove->setObjectName(QStringLiteral("removeRegion"));
-    remove->setAutoRaise(true);
-    remove->setIcon(theme::symbolIcon(QStringLiteral("xmark.circle.fill"), theme::secondaryLabelColor(palette())));
-    remove->setIconSize(QSize(16, 16));
-    remove->setToolTip(QStringLiteral("Remove"));
-    remove->setCursor(Qt::PointingHandCursor);
-    row->addWidget(remove, 0, Qt::AlignVCenter);
-    remove_ = remove;
-    connect(remove, &QToolButton::clicked, this, [this] { emit removeRequested(region_); });
 }
 
 // ---- inspector ----
@@ -245,12 +214,24 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
                           TextStyle::Subheadline, theme::secondaryText(), content);
     emptyHint_->setObjectName(QStringLiteral("emptyPendingHint"));
     stack->addWidget(emptyHint_);
-    pendingRowsLayout_ = new QVBoxLayout();
-    pendingRowsLayout_->setSpacing(18);
-    stack->addLayout(pendingRowsLayout_);
+    pendingList_ = new PendingListView(model_, content);
+    // The last row brings its gap along, so the divider follows the list directly.
+    auto* pending = new QVBoxLayout();
+    pending->setSpacing(0);
+    pending->addWidget(pendingList_);
+    pending->addWidget(divider(content));
+    stack->addLayout(pending);
+    // The list does not scroll itself: keep the row the keyboard moves to in view here.
+    connect(pendingList_->selectionModel(), &QItemSelectionModel::currentChanged, this,
+            [this](const QModelIndex& current) {
+        if (current.isValid()) {
+            const QRect row = pendingList_->visualRect(current);
+            const QPoint centre = pendingList_->viewport()->mapTo(widget(), row.center());
+            ensureVisible(centre.x(), centre.y(), 0, row.height() / 2 + 8);
+        }
+    });
 
     // 8–10: label option
-    stack->addWidget(divider(content));
     labelToggle_ = new QCheckBox(QStringLiteral("Add REDACTED label"), content);
     stack->addWidget(labelToggle_);
     connect(labelToggle_, &QCheckBox::toggled, this, [this](bool on) {
@@ -344,9 +325,6 @@ QLabel* InspectorPanel::emptyPendingHint() const {
 std::vector<SearchResultRow*> InspectorPanel::resultRows() const {
     return resultRows_;
 }
-std::vector<PendingRow*> InspectorPanel::pendingRows() const {
-    return pendingRows_;
-}
 
 void InspectorPanel::syncSearchText() {
     if (searchField_->text() != model_.searchText()) {
@@ -384,31 +362,10 @@ void InspectorPanel::syncResults() {
 }
 
 void InspectorPanel::syncPending() {
-    const auto& regions = model_.redactions();
-    emptyHint_->setVisible(regions.empty());
-
-    // Regions are mostly appended or dropped at the end ("Redact All" adds hundreds, undo
-    // drops the last): keep the rows of the unchanged prefix and rebuild only the rest.
-    std::size_t kept = 0;
-    while (kept < pendingRows_.size() && kept < regions.size() && pendingRows_[kept]->region().id == regions[kept].id) {
-        ++kept;
-    }
-    for (std::size_t i = kept; i < pendingRows_.size(); ++i) {
-        // Deferred: the row may be the one whose button is reporting this very change.
-        pendingRows_[i]->hide();
-        pendingRowsLayout_->removeWidget(pendingRows_[i]);
-        pendingRows_[i]->deleteLater();
-    }
-    pendingRows_.resize(kept);
-    for (std::size_t i = kept; i < regions.size(); ++i) {
-        auto* row = new PendingRow(regions[i], widget());
-        pendingRowsLayout_->addWidget(row);
-        pendingRows_.push_back(row);
-        connect(row, &PendingRow::removeRequested, this, [this](const RedactionRegion& region) {
-            const RedactionRegion target = region;  // the row goes away while the model removes it
-            model_.remove(target);
-        });
-    }
+    // The list's own model has taken the change already: it was connected first.
+    const bool empty = model_.redactions().empty();
+    emptyHint_->setVisible(empty);
+    pendingList_->setVisible(!empty);
 }
 
 void InspectorPanel::syncLabelToggle() {

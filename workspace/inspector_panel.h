@@ -4,6 +4,7 @@
 // from the model; every control calls the model or writes one of its fields.
 
 #include "model/redaction_view_model.h"
+#include "workspace/pending_list.h"
 
 #include <QAbstractButton>
 #include <QHash>
@@ -53,22 +54,6 @@ private:
     RedactionSearchResult finding_;
 };
 
-// One pending region with its remove button.
-class PendingRow : public QWidget {
-    Q_OBJECT
-public:
-    PendingRow(const RedactionRegion& region, QWidget* parent);
-    const RedactionRegion& region() const { return region_; }
-    QAbstractButton* removeButton() const { return remove_; }
-
-signals:
-    void removeRequested(const norvane::RedactionRegion& region);
-
-private:
-    RedactionRegion region_;
-    QAbstractButton* remove_;
-};
-
 class InspectorPanel : public QScrollArea {
     Q_OBJECT
 public:
@@ -91,7 +76,7 @@ public:
     QLabel* matchCountLabel() const;
     QLabel* emptyPendingHint() const;
     std::vector<SearchResultRow*> resultRows() const;
-    std::vector<PendingRow*> pendingRows() const;
+    PendingListView* pendingList() const { return pendingList_; }
 
 private:
     void syncSearchText();
@@ -113,8 +98,7 @@ private:
     QVBoxLayout* resultRowsLayout_ = nullptr;
     std::vector<SearchResultRow*> resultRows_;
     theme::ThemedLabel* emptyHint_ = nullptr;
-    QVBoxLayout* pendingRowsLayout_ = nullptr;
-    std::vector<PendingRow*> pendingRows_;
+    PendingListView* pendingList_ = nullptr;
     QCheckBox* labelToggle_ = nullptr;
     QCheckBox* evenWidthToggle_ = nullptr;
     QWidget* verificationPanel_ = nullptr;

@@ -76,8 +76,7 @@ void PendingListModel::sync() {
     }
     if (head + tail < rows_.size()) {
         beginRemoveRows({}, static_cast<int>(head), static_cast<int>(rows_.size() - tail) - 1);
-        rows_.erase(rows_.begin() + static_cast<std::ptrdiff_t>(head),
-                    rows_.end() - static_cast<std::ptrdiff_t>(tail));
+        rows_.erase(rows_.begin() + static_cast<std::ptrdiff_t>(head), rows_.end() - static_cast<std::ptrdiff_t>(tail));
         endRemoveRows();
     }
     if (head + tail < regions.size()) {
