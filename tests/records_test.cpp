@@ -15,6 +15,14 @@ TEST(Records, PageErrorsNameThePageOneBased) {
     EXPECT_EQ(RedactionError::cannotRenderPage(11).pageIndex(), 11);
 }
 
+TEST(Records, RandomIdsAreVersionFourWithTheStandardVariant) {
+    for (int i = 0; i < 64; ++i) {
+        const std::string text = Uuid::random().toString();
+        EXPECT_EQ(text[14], '4') << text;
+        EXPECT_NE(std::string("89AB").find(text[19]), std::string::npos) << text;
+    }
+}
+
 TEST(Records, RectanglesStandardiseAndUnite) {
     EXPECT_EQ((PageRect{100, 200, -30, -40}).standardized(), (PageRect{70, 160, 30, 40}));
     EXPECT_EQ((PageRect{0, 0, 10, 10}).united(PageRect{20, -5, 5, 5}), (PageRect{0, -5, 25, 15}));
