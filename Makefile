@@ -51,6 +51,11 @@ bench-export: build
 bench-canvas: build
 	bench/canvas.sh $(BUILD_DIR)
 
+# Redact All over 20,000 hits: model, pending list and canvas against a plain append loop.
+.PHONY: bench-redact
+bench-redact: build
+	bench/redact_all.sh $(BUILD_DIR)
+
 # The engine fuzzer (clang, libFuzzer, ASan + UBSan) for FUZZ_SECONDS, from the factory's
 # seeds plus every input kept in tests/fuzz-crashes; new crash inputs land in build/fuzz-artifacts.
 FUZZ_SECONDS ?= 600
