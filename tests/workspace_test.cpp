@@ -271,14 +271,19 @@ TEST_F(LayoutTest, HitsBecomePendingRowsOnceAndEachRowRemovesExactlyItsRegion) {
                              hit(4, PageRect{72, 300, 80, 14}, "b")});
     EXPECT_TRUE(inspector->resultsSection()->isVisible());
     EXPECT_EQ(inspector->matchCountLabel()->text(), "3 matches");
-    ASSERT_EQ(inspector->resultRows().size(), 3u);
+    ResultListView* results = inspector->resultList();
+    ASSERT_EQ(results->rows()->rowCount(), 3);
     for (int press = 0; press < 2; ++press) {  // pressed twice, added once
-        QTest::mouseClick(inspector->resultRows()[0], Qt::LeftButton);
+        QTest::mouseClick(results->viewport(), Qt::LeftButton, {}, results->partRect(0).center());
         settle();
     }
     EXPECT_EQ(layout->canvas()->currentPageIndex(), 2);
+    for (const auto key : {Qt::Key_Home, Qt::Key_End})  // Home first: nothing is current yet
+        QTest::keyClick(results, key);
+    QTest::keyClick(results, Qt::Key_Space);  // as a click on the last hit
+    EXPECT_EQ(model->selectedPageIndex(), 4);
     QTest::mouseClick(inspector->redactAllButton(), Qt::LeftButton);  // skips the near duplicate
-    EXPECT_EQ(inspector->resultRows().size(), 3u);
+    EXPECT_EQ(results->rows()->rowCount(), 3);
     settle();
     PendingListView* list = inspector->pendingList();
     const PendingListModel& rows = *list->rows();
@@ -290,12 +295,12 @@ TEST_F(LayoutTest, HitsBecomePendingRowsOnceAndEachRowRemovesExactlyItsRegion) {
     EXPECT_EQ(text(1, Qt::DisplayRole), "Page 3");
 
     const Uuid middle = model->redactions()[1].id;
-    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->removeButtonRect(1).center());
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->partRect(1).center());
     ASSERT_EQ(model->redactions().size(), 2u);
     for (const auto& region : model->redactions())
         EXPECT_NE(region.id, middle);
     ASSERT_EQ(rows.rowCount(), 2);
-    EXPECT_EQ(rows.region(1).id, model->redactions()[1].id);
+    EXPECT_EQ(rows.at(1).id, model->redactions()[1].id);
 
     // Delete removes the row the keyboard chose and selects the one that took its place.
     for (int i = 0; i < 3; ++i)
@@ -306,7 +311,7 @@ TEST_F(LayoutTest, HitsBecomePendingRowsOnceAndEachRowRemovesExactlyItsRegion) {
         QTest::keyClick(list, Qt::Key_Home);
         for (int i = 0; i < p.chosen; ++i)
             QTest::keyClick(list, Qt::Key_Down);
-        const Uuid chosen = rows.region(p.chosen).id;
+        const Uuid chosen = rows.at(p.chosen).id;
         const int before = rows.rowCount();
         QTest::keyClick(list, Qt::Key_Delete);
         ASSERT_EQ(rows.rowCount(), before - 1);
@@ -396,7 +401,8 @@ TEST_F(LayoutTest, HitsAndFindingsAreOutlinedUntilTheirListGoes) {
     EXPECT_GT(tinted, drawn.width() * drawn.height() / 2) << "a light tint over the page";
     EXPECT_EQ(black, 0);
 
-    QTest::mouseClick(layout->inspector()->resultRows()[1], Qt::LeftButton);
+    ResultListView* results = layout->inspector()->resultList();
+    QTest::mouseClick(results->viewport(), Qt::LeftButton, {}, results->partRect(1).center());
     EXPECT_EQ(kinds(), (std::vector{std::pair{K::searchHit, false}, std::pair{K::searchHit, true}}));
     EXPECT_TRUE(QRectF(canvas->viewport()->rect()).contains(canvas->pageRectToViewport(3, {72, 300, 60, 14})));
     model->setSearchResults({});

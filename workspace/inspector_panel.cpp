@@ -79,31 +79,6 @@ void paintRowBackground(QAbstractButton* row) {
 
 // ---- rows ----
 
-SearchResultRow::SearchResultRow(const RedactionSearchResult& result, QWidget* parent)
-    : QAbstractButton(parent), result_(result) {
-    setCursor(Qt::PointingHandCursor);
-    setFocusPolicy(Qt::TabFocus);
-    auto* row = new QHBoxLayout(this);
-    row->setContentsMargins(8, 8, 8, 8);
-    auto* column = new QVBoxLayout();
-    column->setSpacing(3);
-    column->addWidget(transparent(new theme::ThemedLabel(
-        pageLabel(result.pageIndex), theme::font(TextStyle::Caption, QFont::DemiBold), theme::primaryText(), this)));
-    auto* text = transparent(
-        new theme::ThemedLabel(qs(result.text), theme::font(TextStyle::Caption), theme::primaryText(), this));
-    text->setWordWrap(true);
-    text->setMaximumHeight(text->fontMetrics().lineSpacing() * 2);  // at most two lines
-    text->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-    column->addWidget(text);
-    row->addLayout(column, 1);
-    row->addWidget(transparent(new theme::ThemedLabel(sourceLabel(result.source), theme::font(TextStyle::Caption2),
-                                                      theme::secondaryText(), this)));
-}
-
-void SearchResultRow::paintEvent(QPaintEvent*) {
-    paintRowBackground(this);
-}
-
 FindingRow::FindingRow(const RedactionSearchResult& finding, QWidget* parent)
     : QAbstractButton(parent), finding_(finding) {
     setCursor(Qt::PointingHandCursor);
@@ -200,14 +175,26 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     header->addStretch(1);
     header->addWidget(redactAll_);
     results->addLayout(header);
-    resultRowsLayout_ = new QVBoxLayout();
-    resultRowsLayout_->setSpacing(18);
-    results->addLayout(resultRowsLayout_);
-    stack->addWidget(resultsSection_);
+    resultList_ = new ResultListView(model_, resultsSection_);
+    results->addWidget(resultList_);
+    // Both lists end with their last row's gap, so what follows them comes without spacing.
+    const auto followedByDivider = [&](QWidget* list) {
+        auto* pair = new QVBoxLayout();
+        pair->setSpacing(0);
+        pair->addWidget(list);
+        pair->addWidget(divider(content));
+        stack->addLayout(pair);
+    };
+    followedByDivider(resultsSection_);
     connect(redactAll_, &QPushButton::clicked, this, [this] { model_.addAllSearchResults(); });
+    connect(resultList_, &RowListView::partClicked, this, [this](int row) {
+        const RedactionSearchResult hit = resultList_->rows()->at(row);  // the list may be replaced by what follows
+        model_.setSelectedPageIndex(hit.pageIndex);
+        model_.addSearchResult(hit);
+        model_.setHighlight(PageHighlight{hit.pageIndex, hit.rect, PageHighlight::Origin::searchResult});
+    });
 
     // 5–7: pending regions
-    stack->addWidget(divider(content));
     stack->addWidget(new theme::ThemedLabel(QStringLiteral("Pending Redactions"), theme::font(TextStyle::Headline),
                                             theme::primaryText(), content));
     emptyHint_ = wrapping(QStringLiteral("Drag over sensitive content in the PDF, or search for text."),
@@ -215,21 +202,7 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     emptyHint_->setObjectName(QStringLiteral("emptyPendingHint"));
     stack->addWidget(emptyHint_);
     pendingList_ = new PendingListView(model_, content);
-    // The last row brings its gap along, so the divider follows the list directly.
-    auto* pending = new QVBoxLayout();
-    pending->setSpacing(0);
-    pending->addWidget(pendingList_);
-    pending->addWidget(divider(content));
-    stack->addLayout(pending);
-    // The list does not scroll itself: keep the row the keyboard moves to in view here.
-    connect(pendingList_->selectionModel(), &QItemSelectionModel::currentChanged, this,
-            [this](const QModelIndex& current) {
-        if (current.isValid()) {
-            const QRect row = pendingList_->visualRect(current);
-            const QPoint centre = pendingList_->viewport()->mapTo(widget(), row.center());
-            ensureVisible(centre.x(), centre.y(), 0, row.height() / 2 + 8);
-        }
-    });
+    followedByDivider(pendingList_);
 
     // 8–10: label option
     labelToggle_ = new QCheckBox(QStringLiteral("Add REDACTED label"), content);
@@ -322,9 +295,6 @@ QLabel* InspectorPanel::matchCountLabel() const {
 QLabel* InspectorPanel::emptyPendingHint() const {
     return emptyHint_;
 }
-std::vector<SearchResultRow*> InspectorPanel::resultRows() const {
-    return resultRows_;
-}
 
 void InspectorPanel::syncSearchText() {
     if (searchField_->text() != model_.searchText()) {
@@ -341,24 +311,6 @@ void InspectorPanel::syncResults() {
     const auto& results = model_.searchResults();
     resultsSection_->setVisible(!results.empty());
     matchCount_->setText(QString::number(results.size()) + QStringLiteral(" matches"));
-    for (auto* row : resultRows_) {
-        row->hide();
-        resultRowsLayout_->removeWidget(row);
-        row->deleteLater();
-    }
-    resultRows_.clear();
-    resultRows_.reserve(results.size());
-    for (const auto& result : results) {
-        auto* row = new SearchResultRow(result, resultsSection_);
-        resultRowsLayout_->addWidget(row);
-        resultRows_.push_back(row);
-        connect(row, &QAbstractButton::clicked, this, [this, row] {
-            const RedactionSearchResult hit = row->result();  // the row may be rebuilt by what follows
-            model_.setSelectedPageIndex(hit.pageIndex);
-            model_.addSearchResult(hit);
-            model_.setHighlight(PageHighlight{hit.pageIndex, hit.rect, PageHighlight::Origin::searchResult});
-        });
-    }
 }
 
 void InspectorPanel::syncPending() {

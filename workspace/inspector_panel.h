@@ -4,7 +4,7 @@
 // from the model; every control calls the model or writes one of its fields.
 
 #include "model/redaction_view_model.h"
-#include "workspace/pending_list.h"
+#include "workspace/inspector_lists.h"
 
 #include <QAbstractButton>
 #include <QHash>
@@ -25,20 +25,6 @@ namespace theme {
 class ThemedLabel;
 class SymbolView;
 }  // namespace theme
-
-// One search hit: pressing it shows its page and adds it as a pending region.
-class SearchResultRow : public QAbstractButton {
-    Q_OBJECT
-public:
-    SearchResultRow(const RedactionSearchResult& result, QWidget* parent);
-    const RedactionSearchResult& result() const { return result_; }
-
-protected:
-    void paintEvent(QPaintEvent* event) override;
-
-private:
-    RedactionSearchResult result_;
-};
 
 // Where verification still read a term ("Page 13 · term"): pressing it shows the place.
 class FindingRow : public QAbstractButton {
@@ -75,7 +61,7 @@ public:
     QWidget* verificationPanel() const { return verificationPanel_; }
     QLabel* matchCountLabel() const;
     QLabel* emptyPendingHint() const;
-    std::vector<SearchResultRow*> resultRows() const;
+    ResultListView* resultList() const { return resultList_; }
     PendingListView* pendingList() const { return pendingList_; }
 
 private:
@@ -95,8 +81,7 @@ private:
     QWidget* resultsSection_ = nullptr;
     theme::ThemedLabel* matchCount_ = nullptr;
     QPushButton* redactAll_ = nullptr;
-    QVBoxLayout* resultRowsLayout_ = nullptr;
-    std::vector<SearchResultRow*> resultRows_;
+    ResultListView* resultList_ = nullptr;
     theme::ThemedLabel* emptyHint_ = nullptr;
     PendingListView* pendingList_ = nullptr;
     QCheckBox* labelToggle_ = nullptr;
