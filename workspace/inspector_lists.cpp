@@ -461,12 +461,18 @@ void PendingListView::forgetLayout() {
 }
 
 void PendingListView::keyPressEvent(QKeyEvent* event) {
-    if ((event->key() == Qt::Key_Delete || event->key() == Qt::Key_Backspace) && currentIndex().isValid()) {
+    const int key = event->key();
+    if ((key == Qt::Key_Delete || key == Qt::Key_Backspace || key == Qt::Key_Space) && currentIndex().isValid()) {
         emit partClicked(currentIndex().row());
         event->accept();
         return;
     }
-    RowListView::keyPressEvent(event);
+    // Enter does not remove: only keys that mean it, or Space as on a focused button.
+    if (key != Qt::Key_Return && key != Qt::Key_Enter) {
+        RowListView::keyPressEvent(event);
+    } else {
+        QListView::keyPressEvent(event);
+    }
 }
 
 void PendingListView::paintRow(QPainter* painter, const QRect& rect, int row) const {

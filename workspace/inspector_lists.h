@@ -168,8 +168,8 @@ private:
     void applyIcon();
 };
 
-// A pending region: page, detail, remove button. Delete, Backspace, Space or Enter remove
-// the current row, and the row taking its place becomes current.
+// A pending region: page, detail, remove button. Delete, Backspace or Space remove the
+// current row, and the row taking its place becomes current.
 class PendingListView : public RowListView {
     Q_OBJECT
 public:
