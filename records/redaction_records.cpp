@@ -1,6 +1,6 @@
 #include "records/redaction_records.h"
 
-#include <unistd.h>
+#include <sys/random.h>
 #include <uuid/uuid.h>
 
 #include <algorithm>
