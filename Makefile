@@ -38,7 +38,7 @@ screenshots: build
 
 # Every benchmark, one after the other; each prints its peer's figures from the same run.
 .PHONY: bench
-bench: bench-ocr bench-export bench-canvas
+bench: bench-ocr bench-export bench-canvas bench-redact
 
 # OCR search and verification per page against pdftoppm + the tesseract command (bench/ocr.sh).
 .PHONY: bench-ocr
@@ -54,6 +54,11 @@ bench-export: build
 .PHONY: bench-canvas
 bench-canvas: build
 	bench/canvas.sh $(BUILD_DIR)
+
+# Redact All over 20,000 hits: model, pending list and canvas against a plain append loop.
+.PHONY: bench-redact
+bench-redact: build
+	bench/redact_all.sh $(BUILD_DIR)
 
 # The engine fuzzer (clang, libFuzzer, ASan + UBSan) for FUZZ_SECONDS, from the factory's
 # seeds plus every input kept in tests/fuzz-crashes; new crash inputs land in build/fuzz-artifacts.

@@ -72,7 +72,7 @@ void PageCanvas::synchronize(const SharedPdfDocument& document, const std::vecto
     if (document != document_) {
         setDocument(document);
     }
-    regions_ = regions;
+    boxes_.assign(regions, document_->pageCount(), [](const RedactionRegion& region) { return region.rect; });
     viewport()->update();
 
     if (selectedPageIndex >= 0 && selectedPageIndex < document_->pageCount()) {
@@ -86,6 +86,8 @@ void PageCanvas::synchronize(const SharedPdfDocument& document, const std::vecto
 void PageCanvas::setOutlines(std::vector<PageOutline> outlines) {
     if (outlines != outlines_) {
         outlines_ = std::move(outlines);
+        outlinesByPage_.assign(outlines_, document_ ? document_->pageCount() : 0,
+                               [](const PageOutline& outline) { return outline; });
         viewport()->update();
     }
 }
@@ -118,8 +120,9 @@ void PageCanvas::revealRect(qint64 pageIndex, const PageRect& rect) {
 void PageCanvas::setDocument(const SharedPdfDocument& document) {
     endDrag();
     document_ = document;
-    regions_.clear();
+    boxes_ = {};
     outlines_.clear();
+    outlinesByPage_ = {};
     useRenders(renderServiceFor(renders_, document_));
     relayout();
     verticalScrollBar()->setValue(0);
@@ -376,35 +379,28 @@ void PageCanvas::paintEvent(QPaintEvent*) {
 
     // Pending regions: solid black, whatever their source, clipped to their page.
     painter.setRenderHint(QPainter::Antialiasing, false);
-    for (const RedactionRegion& region : regions_) {
-        if (region.pageIndex < 0 || region.pageIndex >= document_->pageCount()) {
-            continue;
-        }
-        if (!std::binary_search(shown.begin(), shown.end(), region.pageIndex)) {
-            continue;
-        }
-        const QRectF page = pageRectInViewport(region.pageIndex);
-        const QRectF box = pageRectToViewport(region.pageIndex, region.rect);
+    for (const qint64 index : shown) {
         painter.save();
-        painter.setClipRect(page);
+        painter.setClipRect(pageRectInViewport(index));
         painter.setPen(QPen(Qt::black, 1.0));
         painter.setBrush(Qt::black);
-        painter.drawRect(box);
+        for (const PageRect& rect : boxes_.on(index)) {
+            painter.drawRect(pageRectToViewport(index, rect));
+        }
         painter.restore();
     }
 
     // Outlines over the boxes: a hit already covered still shows where it is.
     painter.setRenderHint(QPainter::Antialiasing, true);
-    for (const PageOutline& outline : outlines_) {
-        if (!std::binary_search(shown.begin(), shown.end(), outline.pageIndex)) {
-            continue;
-        }
-        const QColor tint = outline.kind == PageOutline::Kind::finding ? theme::systemOrange(pal) : theme::teal();
+    for (const qint64 index : shown) {
         painter.save();
-        painter.setClipRect(pageRectInViewport(outline.pageIndex));
-        painter.setPen(QPen(tint, outline.emphasised ? 3.0 : 1.5));
-        painter.setBrush(theme::withAlpha(tint, outline.emphasised ? 0.30 : 0.14));
-        painter.drawRect(pageRectToViewport(outline.pageIndex, outline.rect).adjusted(-1, -1, 1, 1));
+        painter.setClipRect(pageRectInViewport(index));
+        for (const PageOutline& outline : outlinesByPage_.on(index)) {
+            const QColor tint = outline.kind == PageOutline::Kind::finding ? theme::systemOrange(pal) : theme::teal();
+            painter.setPen(QPen(tint, outline.emphasised ? 3.0 : 1.5));
+            painter.setBrush(theme::withAlpha(tint, outline.emphasised ? 0.30 : 0.14));
+            painter.drawRect(pageRectToViewport(index, outline.rect).adjusted(-1, -1, 1, 1));
+        }
         painter.restore();
     }
 

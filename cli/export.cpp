@@ -84,9 +84,7 @@ std::vector<RedactionRegion> collectRegions(const ParsedArguments& parsed, const
                 console.err << "norvane-redact: " << option << " term " << findNumber
                             << " found no matches; the copy is still checked for it\n";
             }
-            for (const auto& result : results) {
-                appendSearchResult(regions, result);
-            }
+            appendSearchResults(regions, results);
             if (!pattern) {
                 askedTerms.push_back(value);  // a pattern's matches are checked as the terms they found
             }

@@ -177,9 +177,16 @@ void RedactionViewModel::addSearchResult(const RedactionSearchResult& result) {
 }
 
 void RedactionViewModel::addAllSearchResults() {
-    const auto results = searchResults_;
-    for (const auto& result : results) {
-        addSearchResult(result);
+    // One change for the batch, ending as adding the hits one by one would: the last hit's
+    // page selected and the verdict gone, even when every hit was a duplicate.
+    if (!searchResults_.empty()) {
+        const qint64 lastPage = searchResults_.back().pageIndex;
+        auto regions = redactions_;
+        if (appendSearchResults(regions, searchResults_) > 0) {
+            setRedactions(std::move(regions));
+        }
+        setSelectedPageIndex(lastPage);
+        setVerification(std::nullopt);
     }
     setStatusText(QString::number(redactions_.size()) + QStringLiteral(" pending redactions"));
 }
@@ -208,9 +215,7 @@ void RedactionViewModel::redactRemaining() {
         return;
     }
     auto regions = redactions_;
-    for (const auto& finding : found) {
-        appendSearchResult(regions, finding);
-    }
+    appendSearchResults(regions, found);
     setRedactions(std::move(regions));
     setSelectedPageIndex(found.front().pageIndex);
     setVerification(std::nullopt);  // it spoke of the regions before these

@@ -1,16 +1,24 @@
 #include "records/redaction_records.h"
 
+#include <sys/random.h>
 #include <uuid/uuid.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <unordered_map>
 
 namespace norvane {
 
 Uuid Uuid::random() {
     Uuid u;
-    uuid_generate_random(u.bytes_.data());
+    // One system call where libuuid makes six: "Redact All" makes thousands of these.
+    if (getentropy(u.bytes_.data(), u.bytes_.size()) != 0) {
+        uuid_generate_random(u.bytes_.data());
+        return u;
+    }
+    u.bytes_[6] = static_cast<unsigned char>((u.bytes_[6] & 0x0F) | 0x40);  // version 4
+    u.bytes_[8] = static_cast<unsigned char>((u.bytes_[8] & 0x3F) | 0x80);  // RFC 4122 variant
     return u;
 }
 
@@ -135,6 +143,104 @@ bool appendSearchResult(std::vector<RedactionRegion>& regions, const RedactionSe
     }
     regions.push_back(std::move(candidate));
     return true;
+}
+
+namespace {
+
+// Regions by page and by the grid cell their standardised corner lies in. A cell is wider than
+// the tolerance, so a duplicate's corner is in the same or a neighbouring cell; the rule itself
+// still decides. A power of two keeps v / kCell exact, so nearby values never round apart.
+class DuplicateGrid {
+public:
+    explicit DuplicateGrid(const std::vector<RedactionRegion>& regions) : regions_(regions) {
+        for (std::size_t i = 0; i < regions.size(); ++i) {
+            add(i);
+        }
+    }
+
+    bool hasDuplicate(std::int64_t pageIndex, const PageRect& rect) const {
+        const auto cell = cellOf(pageIndex, rect);
+        if (!cell) {
+            return false;
+        }
+        for (std::int64_t dx = -1; dx <= 1; ++dx) {
+            for (std::int64_t dy = -1; dy <= 1; ++dy) {
+                const auto found = cells_.find(Cell{pageIndex, cell->x + dx, cell->y + dy});
+                if (found == cells_.end()) {
+                    continue;
+                }
+                for (const std::size_t index : found->second) {
+                    if (isDuplicateGeometry(regions_[index], pageIndex, rect)) {
+                        return true;
+                    }
+                }
+            }
+        }
+        return false;
+    }
+
+    void add(std::size_t index) {
+        const RedactionRegion& region = regions_[index];
+        if (const auto cell = cellOf(region.pageIndex, region.rect)) {
+            cells_[*cell].push_back(index);
+        }
+    }
+
+private:
+    static constexpr double kCell = 4.0;
+    static_assert(kCell > kDuplicateTolerance);
+    // Far beyond any page; cells this far out are merged, which only costs comparisons.
+    static constexpr double kFar = 4611686018427387904.0;  // 2^62
+
+    struct Cell {
+        std::int64_t page;
+        std::int64_t x;
+        std::int64_t y;
+        friend bool operator==(const Cell&, const Cell&) = default;
+    };
+    struct CellHash {
+        std::size_t operator()(const Cell& c) const {
+            const auto mix = [](std::uint64_t h, std::int64_t v) {
+                return (h ^ static_cast<std::uint64_t>(v)) * 0x100000001B3ULL + 0x9E3779B97F4A7C15ULL;
+            };
+            return static_cast<std::size_t>(mix(mix(mix(0, c.page), c.x), c.y));
+        }
+    };
+
+    // None for a rectangle with a value that is not finite: no difference with it is ever
+    // within the tolerance, so it duplicates nothing and nothing duplicates it.
+    static std::optional<Cell> cellOf(std::int64_t pageIndex, const PageRect& rect) {
+        const PageRect r = rect.standardized();
+        if (!std::isfinite(r.x) || !std::isfinite(r.y) || !std::isfinite(r.width) || !std::isfinite(r.height)) {
+            return std::nullopt;
+        }
+        const auto column = [](double v) {
+            return static_cast<std::int64_t>(std::clamp(std::floor(v / kCell), -kFar, kFar));
+        };
+        return Cell{pageIndex, column(r.x), column(r.y)};
+    }
+
+    const std::vector<RedactionRegion>& regions_;
+    std::unordered_map<Cell, std::vector<std::size_t>, CellHash> cells_;
+};
+
+}  // namespace
+
+std::size_t appendSearchResults(std::vector<RedactionRegion>& regions,
+                                const std::vector<RedactionSearchResult>& results) {
+    DuplicateGrid grid(regions);
+    regions.reserve(regions.size() + results.size());
+    std::size_t appended = 0;
+    for (const RedactionSearchResult& result : results) {
+        const PageRect rect = result.rect.standardized();
+        if (grid.hasDuplicate(result.pageIndex, rect)) {
+            continue;
+        }
+        regions.push_back(RedactionRegion{Uuid::random(), result.pageIndex, rect, result.source, result.text});
+        grid.add(regions.size() - 1);
+        ++appended;
+    }
+    return appended;
 }
 
 }  // namespace norvane

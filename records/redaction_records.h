@@ -160,4 +160,9 @@ bool isDuplicateGeometry(const RedactionRegion& existing, std::int64_t pageIndex
 // appends it unless an existing region duplicates it. Returns whether it was appended.
 bool appendSearchResult(std::vector<RedactionRegion>& regions, const RedactionSearchResult& result);
 
+// appendSearchResult for each hit in order (so a hit may duplicate one appended before it),
+// without comparing every hit with every region. Returns how many were appended.
+std::size_t appendSearchResults(std::vector<RedactionRegion>& regions,
+                                const std::vector<RedactionSearchResult>& results);
+
 }  // namespace norvane

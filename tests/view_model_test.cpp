@@ -2,6 +2,7 @@
 // adding, removing and undoing regions.
 
 #include "model/redaction_view_model.h"
+#include "tests/support/change_recorder.h"
 #include "tests/support/pdf_factory.h"
 #include "tests/support/test_services.h"
 
@@ -96,6 +97,41 @@ TEST(ViewModelAdding, ClicksAndDuplicateHitsAddNothing) {
         const auto& region = model.redactions().back();
         EXPECT_EQ(region.rect, *c.stored);
         EXPECT_EQ(region.pageIndex, c.page);
+    }
+}
+
+// Redact All is one change however many hits it adds, and ends as adding them one by one
+// would: the last hit's page selected, the verdict gone; undo then takes back the last region.
+TEST(ViewModelAdding, RedactAllIsOneChangeAndUndoTakesBackTheLastRegion) {
+    const auto hit = [](std::int64_t page, double x) {
+        return RedactionSearchResult{Uuid::random(), page, {x, 100, 50, 20}, "Smith", RedactionSource::textSearch};
+    };
+    const struct {
+        SearchResultList hits;
+        std::size_t regions;
+        QStringList changes;
+    } cases[] = {
+        {{hit(2, 300), hit(3, 10), hit(2, 302), hit(1, 200)}, 4, {"redactions", "selectedPageIndex", "verification"}},
+        {{hit(0, 102), hit(0, 99)}, 1, {"selectedPageIndex", "verification"}},  // both duplicate the manual one
+        {{}, 1, {}},
+    };
+    for (const auto& c : cases) {
+        ModelProbe model;
+        model.addManual(0, {100, 100, 50, 20});
+        model.setSearchResults(c.hits);
+        model.setVerification(ExportVerification(1, {}));
+        testing::ChangeRecorder recorder(&model);
+        model.addAllSearchResults();
+        EXPECT_EQ(recorder.changes, c.changes + QStringList{"statusText"});
+        ASSERT_EQ(model.redactions().size(), c.regions);
+        EXPECT_EQ(model.selectedPageIndex(), c.hits.empty() ? 0 : c.hits.back().pageIndex);
+        EXPECT_EQ(model.verification().has_value(), c.hits.empty());
+        EXPECT_EQ(model.statusText(), QString::number(c.regions) + " pending redactions");
+        const auto before = model.redactions();
+        model.undoLast();
+        EXPECT_TRUE(std::equal(model.redactions().begin(), model.redactions().end(), before.begin(),
+                               [](const auto& a, const auto& b) { return a.id == b.id; }));
+        EXPECT_EQ(model.redactions().size(), c.regions - 1);
     }
 }
 

@@ -246,8 +246,7 @@ TEST_F(LayoutTest, ToolbarAndStatusBarFollowThePendingCountBusyAndProgress) {
         EXPECT_EQ(inspector->ocrSearchButton()->isEnabled(), !c.busy);
         EXPECT_TRUE(inspector->findTextButton()->isEnabled() && layout->openButton()->isEnabled() &&
                     inspector->closeDocumentButton()->isEnabled());
-        for (PendingRow* row : inspector->pendingRows())
-            EXPECT_TRUE(row->removeButton()->isEnabled());
+        EXPECT_EQ(inspector->pendingList()->rows()->rowCount(), c.regions);
         ASSERT_EQ(layout->statusBar()->isVisible(), c.value >= 0);
         EXPECT_EQ(layout->progressBar()->maximum(), c.progress ? 1000 : 0);
         EXPECT_EQ(layout->progressBar()->value(), c.progress ? c.value : layout->progressBar()->value());
@@ -272,33 +271,63 @@ TEST_F(LayoutTest, HitsBecomePendingRowsOnceAndEachRowRemovesExactlyItsRegion) {
                              hit(4, PageRect{72, 300, 80, 14}, "b")});
     EXPECT_TRUE(inspector->resultsSection()->isVisible());
     EXPECT_EQ(inspector->matchCountLabel()->text(), "3 matches");
-    ASSERT_EQ(inspector->resultRows().size(), 3u);
+    ResultListView* results = inspector->resultList();
+    ASSERT_EQ(results->rows()->rowCount(), 3);
     for (int press = 0; press < 2; ++press) {  // pressed twice, added once
-        QTest::mouseClick(inspector->resultRows()[0], Qt::LeftButton);
+        QTest::mouseClick(results->viewport(), Qt::LeftButton, {}, results->partRect(0).center());
         settle();
     }
     EXPECT_EQ(layout->canvas()->currentPageIndex(), 2);
+    for (const auto key : {Qt::Key_Home, Qt::Key_End})  // Home first: nothing is current yet
+        QTest::keyClick(results, key);
+    QTest::keyClick(results, Qt::Key_Space);  // as a click on the last hit
+    EXPECT_EQ(model->selectedPageIndex(), 4);
     QTest::mouseClick(inspector->redactAllButton(), Qt::LeftButton);  // skips the near duplicate
-    EXPECT_EQ(inspector->resultRows().size(), 3u);
+    EXPECT_EQ(results->rows()->rowCount(), 3);
     settle();
-    const auto rows = inspector->pendingRows();
-    ASSERT_EQ(rows.size(), 3u);
+    PendingListView* list = inspector->pendingList();
+    const PendingListModel& rows = *list->rows();
+    ASSERT_EQ(rows.rowCount(), 3);
     EXPECT_FALSE(inspector->emptyPendingHint()->isVisible());
-    const auto detail = [](PendingRow* row) {
-        return row->findChild<QLabel*>(QStringLiteral("pendingDetail"))->accessibleName();
-    };
-    EXPECT_EQ(detail(rows[0]), "Manual");
-    EXPECT_EQ(detail(rows[1]), "Jane Roe");
-    EXPECT_EQ(rows[1]->findChild<QLabel*>()->text(), "Page 3");
+    const auto text = [&](int row, int role) { return rows.index(row).data(role).toString(); };
+    EXPECT_EQ(text(0, PendingListModel::DetailRole), "Manual");
+    EXPECT_EQ(text(1, PendingListModel::DetailRole), "Jane Roe");
+    EXPECT_EQ(text(1, Qt::DisplayRole), "Page 3");
 
     const Uuid middle = model->redactions()[1].id;
-    QTest::mouseClick(rows[1]->removeButton(), Qt::LeftButton);
-    settle();
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->partRect(1).center());
     ASSERT_EQ(model->redactions().size(), 2u);
     for (const auto& region : model->redactions())
         EXPECT_NE(region.id, middle);
-    ASSERT_EQ(inspector->pendingRows().size(), 2u);
-    EXPECT_EQ(inspector->pendingRows()[1]->region().id, model->redactions()[1].id);
+    ASSERT_EQ(rows.rowCount(), 2);
+    EXPECT_EQ(rows.at(1).id, model->redactions()[1].id);
+
+    // Delete removes the row the keyboard chose and selects the one that took its place.
+    for (int i = 0; i < 3; ++i)
+        addRegion(5, 10 + 50 * i);
+    list->setFocus();
+    const struct { int chosen, selectedAfter; } presses[] = {{1, 1}, {3, 2}, {0, 0}};
+    for (const auto& p : presses) {
+        QTest::keyClick(list, Qt::Key_Home);
+        for (int i = 0; i < p.chosen; ++i)
+            QTest::keyClick(list, Qt::Key_Down);
+        const Uuid chosen = rows.at(p.chosen).id;
+        const int before = rows.rowCount();
+        QTest::keyClick(list, Qt::Key_Delete);
+        ASSERT_EQ(rows.rowCount(), before - 1);
+        EXPECT_TRUE(std::none_of(model->redactions().begin(), model->redactions().end(),
+                                 [&](const auto& r) { return r.id == chosen; }));
+        EXPECT_EQ(list->selectionModel()->selectedRows(), QModelIndexList{rows.index(p.selectedAfter)});
+    }
+    // Rows added at the end keep the choice; the inspector scrolls to the row the keyboard reaches.
+    for (int i = 0; i < 60; ++i)
+        addRegion(4, 10 + i);
+    EXPECT_EQ(list->currentIndex().row(), 0);
+    settle();  // the inspector lays out the taller list
+    QTest::keyClick(list, Qt::Key_End);
+    const QRect last = list->visualRect(list->currentIndex());
+    EXPECT_EQ(list->currentIndex().row(), rows.rowCount() - 1);
+    EXPECT_TRUE(inspector->viewport()->rect().contains(list->viewport()->mapTo(inspector->viewport(), last.center())));
 }
 
 TEST_F(LayoutTest, ThumbnailBadgesCountRegionsPerPageAndClickingSelectsThePage) {
@@ -391,7 +420,8 @@ TEST_F(LayoutTest, HitsAndFindingsAreOutlinedUntilTheirListGoes) {
     EXPECT_GT(tinted, drawn.width() * drawn.height() / 2) << "a light tint over the page";
     EXPECT_EQ(black, 0);
 
-    QTest::mouseClick(layout->inspector()->resultRows()[1], Qt::LeftButton);
+    ResultListView* results = layout->inspector()->resultList();
+    QTest::mouseClick(results->viewport(), Qt::LeftButton, {}, results->partRect(1).center());
     EXPECT_EQ(kinds(), (std::vector{std::pair{K::searchHit, false}, std::pair{K::searchHit, true}}));
     EXPECT_TRUE(QRectF(canvas->viewport()->rect()).contains(canvas->pageRectToViewport(3, {72, 300, 60, 14})));
     model->setSearchResults({});

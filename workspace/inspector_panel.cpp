@@ -44,12 +44,6 @@ private:
 QString qs(const std::string& text) {
     return QString::fromStdString(text);
 }
-QString sourceLabel(RedactionSource source) {
-    return qs(std::string(rawValue(source)));
-}
-QString pageLabel(std::int64_t pageIndex) {
-    return QStringLiteral("Page ") + QString::number(pageIndex + 1);
-}
 
 theme::SeparatorLine* divider(QWidget* parent) {
     return new theme::SeparatorLine(parent);
@@ -85,31 +79,6 @@ void paintRowBackground(QAbstractButton* row) {
 
 // ---- rows ----
 
-SearchResultRow::SearchResultRow(const RedactionSearchResult& result, QWidget* parent)
-    : QAbstractButton(parent), result_(result) {
-    setCursor(Qt::PointingHandCursor);
-    setFocusPolicy(Qt::TabFocus);
-    auto* row = new QHBoxLayout(this);
-    row->setContentsMargins(8, 8, 8, 8);
-    auto* column = new QVBoxLayout();
-    column->setSpacing(3);
-    column->addWidget(transparent(new theme::ThemedLabel(
-        pageLabel(result.pageIndex), theme::font(TextStyle::Caption, QFont::DemiBold), theme::primaryText(), this)));
-    auto* text = transparent(
-        new theme::ThemedLabel(qs(result.text), theme::font(TextStyle::Caption), theme::primaryText(), this));
-    text->setWordWrap(true);
-    text->setMaximumHeight(text->fontMetrics().lineSpacing() * 2);  // at most two lines
-    text->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-    column->addWidget(text);
-    row->addLayout(column, 1);
-    row->addWidget(transparent(new theme::ThemedLabel(sourceLabel(result.source), theme::font(TextStyle::Caption2),
-                                                      theme::secondaryText(), this)));
-}
-
-void SearchResultRow::paintEvent(QPaintEvent*) {
-    paintRowBackground(this);
-}
-
 FindingRow::FindingRow(const RedactionSearchResult& finding, QWidget* parent)
     : QAbstractButton(parent), finding_(finding) {
     setCursor(Qt::PointingHandCursor);
@@ -125,31 +94,6 @@ FindingRow::FindingRow(const RedactionSearchResult& finding, QWidget* parent)
 
 void FindingRow::paintEvent(QPaintEvent*) {
     paintRowBackground(this);
-}
-
-PendingRow::PendingRow(const RedactionRegion& region, QWidget* parent) : QWidget(parent), region_(region) {
-    auto* row = new QHBoxLayout(this);
-    row->setContentsMargins(0, 0, 0, 0);
-    auto* column = new QVBoxLayout();
-    column->setSpacing(2);
-    column->addWidget(new theme::ThemedLabel(
-        pageLabel(region.pageIndex), theme::font(TextStyle::Caption, QFont::DemiBold), theme::primaryText(), this));
-    const QString second = region.matchedText ? qs(*region.matchedText) : sourceLabel(region.source);
-    auto* detail = new ElidedLabel(second, theme::font(TextStyle::Caption2), theme::secondaryText(), this);
-    detail->setObjectName(QStringLiteral("pendingDetail"));
-    detail->setAccessibleName(second);
-    column->addWidget(detail);
-    row->addLayout(column, 1);
-    auto* remove = new QToolButton(this);
-    remove->setObjectName(QStringLiteral("removeRegion"));
-    remove->setAutoRaise(true);
-    remove->setIcon(theme::symbolIcon(QStringLiteral("xmark.circle.fill"), theme::secondaryLabelColor(palette())));
-    remove->setIconSize(QSize(16, 16));
-    remove->setToolTip(QStringLiteral("Remove"));
-    remove->setCursor(Qt::PointingHandCursor);
-    row->addWidget(remove, 0, Qt::AlignVCenter);
-    remove_ = remove;
-    connect(remove, &QToolButton::clicked, this, [this] { emit removeRequested(region_); });
 }
 
 // ---- inspector ----
@@ -231,26 +175,36 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     header->addStretch(1);
     header->addWidget(redactAll_);
     results->addLayout(header);
-    resultRowsLayout_ = new QVBoxLayout();
-    resultRowsLayout_->setSpacing(18);
-    results->addLayout(resultRowsLayout_);
-    stack->addWidget(resultsSection_);
+    resultList_ = new ResultListView(model_, resultsSection_);
+    results->addWidget(resultList_);
+    // Both lists end with their last row's gap, so what follows them comes without spacing.
+    const auto followedByDivider = [&](QWidget* list) {
+        auto* pair = new QVBoxLayout();
+        pair->setSpacing(0);
+        pair->addWidget(list);
+        pair->addWidget(divider(content));
+        stack->addLayout(pair);
+    };
+    followedByDivider(resultsSection_);
     connect(redactAll_, &QPushButton::clicked, this, [this] { model_.addAllSearchResults(); });
+    connect(resultList_, &RowListView::partClicked, this, [this](int row) {
+        const RedactionSearchResult hit = resultList_->rows()->at(row);  // the list may be replaced by what follows
+        model_.setSelectedPageIndex(hit.pageIndex);
+        model_.addSearchResult(hit);
+        model_.setHighlight(PageHighlight{hit.pageIndex, hit.rect, PageHighlight::Origin::searchResult});
+    });
 
     // 5–7: pending regions
-    stack->addWidget(divider(content));
     stack->addWidget(new theme::ThemedLabel(QStringLiteral("Pending Redactions"), theme::font(TextStyle::Headline),
                                             theme::primaryText(), content));
     emptyHint_ = wrapping(QStringLiteral("Drag over sensitive content in the PDF, or search for text."),
                           TextStyle::Subheadline, theme::secondaryText(), content);
     emptyHint_->setObjectName(QStringLiteral("emptyPendingHint"));
     stack->addWidget(emptyHint_);
-    pendingRowsLayout_ = new QVBoxLayout();
-    pendingRowsLayout_->setSpacing(18);
-    stack->addLayout(pendingRowsLayout_);
+    pendingList_ = new PendingListView(model_, content);
+    followedByDivider(pendingList_);
 
     // 8–10: label option
-    stack->addWidget(divider(content));
     labelToggle_ = new QCheckBox(QStringLiteral("Add REDACTED label"), content);
     stack->addWidget(labelToggle_);
     connect(labelToggle_, &QCheckBox::toggled, this, [this](bool on) {
@@ -341,12 +295,6 @@ QLabel* InspectorPanel::matchCountLabel() const {
 QLabel* InspectorPanel::emptyPendingHint() const {
     return emptyHint_;
 }
-std::vector<SearchResultRow*> InspectorPanel::resultRows() const {
-    return resultRows_;
-}
-std::vector<PendingRow*> InspectorPanel::pendingRows() const {
-    return pendingRows_;
-}
 
 void InspectorPanel::syncSearchText() {
     if (searchField_->text() != model_.searchText()) {
@@ -363,52 +311,13 @@ void InspectorPanel::syncResults() {
     const auto& results = model_.searchResults();
     resultsSection_->setVisible(!results.empty());
     matchCount_->setText(QString::number(results.size()) + QStringLiteral(" matches"));
-    for (auto* row : resultRows_) {
-        row->hide();
-        resultRowsLayout_->removeWidget(row);
-        row->deleteLater();
-    }
-    resultRows_.clear();
-    resultRows_.reserve(results.size());
-    for (const auto& result : results) {
-        auto* row = new SearchResultRow(result, resultsSection_);
-        resultRowsLayout_->addWidget(row);
-        resultRows_.push_back(row);
-        connect(row, &QAbstractButton::clicked, this, [this, row] {
-            const RedactionSearchResult hit = row->result();  // the row may be rebuilt by what follows
-            model_.setSelectedPageIndex(hit.pageIndex);
-            model_.addSearchResult(hit);
-            model_.setHighlight(PageHighlight{hit.pageIndex, hit.rect, PageHighlight::Origin::searchResult});
-        });
-    }
 }
 
 void InspectorPanel::syncPending() {
-    const auto& regions = model_.redactions();
-    emptyHint_->setVisible(regions.empty());
-
-    // Regions are mostly appended or dropped at the end ("Redact All" adds hundreds, undo
-    // drops the last): keep the rows of the unchanged prefix and rebuild only the rest.
-    std::size_t kept = 0;
-    while (kept < pendingRows_.size() && kept < regions.size() && pendingRows_[kept]->region().id == regions[kept].id) {
-        ++kept;
-    }
-    for (std::size_t i = kept; i < pendingRows_.size(); ++i) {
-        // Deferred: the row may be the one whose button is reporting this very change.
-        pendingRows_[i]->hide();
-        pendingRowsLayout_->removeWidget(pendingRows_[i]);
-        pendingRows_[i]->deleteLater();
-    }
-    pendingRows_.resize(kept);
-    for (std::size_t i = kept; i < regions.size(); ++i) {
-        auto* row = new PendingRow(regions[i], widget());
-        pendingRowsLayout_->addWidget(row);
-        pendingRows_.push_back(row);
-        connect(row, &PendingRow::removeRequested, this, [this](const RedactionRegion& region) {
-            const RedactionRegion target = region;  // the row goes away while the model removes it
-            model_.remove(target);
-        });
-    }
+    // The list's own model has taken the change already: it was connected first.
+    const bool empty = model_.redactions().empty();
+    emptyHint_->setVisible(empty);
+    pendingList_->setVisible(!empty);
 }
 
 void InspectorPanel::syncLabelToggle() {

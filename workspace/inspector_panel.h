@@ -4,6 +4,7 @@
 // from the model; every control calls the model or writes one of its fields.
 
 #include "model/redaction_view_model.h"
+#include "workspace/inspector_lists.h"
 
 #include <QAbstractButton>
 #include <QHash>
@@ -25,20 +26,6 @@ class ThemedLabel;
 class SymbolView;
 }  // namespace theme
 
-// One search hit: pressing it shows its page and adds it as a pending region.
-class SearchResultRow : public QAbstractButton {
-    Q_OBJECT
-public:
-    SearchResultRow(const RedactionSearchResult& result, QWidget* parent);
-    const RedactionSearchResult& result() const { return result_; }
-
-protected:
-    void paintEvent(QPaintEvent* event) override;
-
-private:
-    RedactionSearchResult result_;
-};
-
 // Where verification still read a term ("Page 13 · term"): pressing it shows the place.
 class FindingRow : public QAbstractButton {
     Q_OBJECT
@@ -51,22 +38,6 @@ protected:
 
 private:
     RedactionSearchResult finding_;
-};
-
-// One pending region with its remove button.
-class PendingRow : public QWidget {
-    Q_OBJECT
-public:
-    PendingRow(const RedactionRegion& region, QWidget* parent);
-    const RedactionRegion& region() const { return region_; }
-    QAbstractButton* removeButton() const { return remove_; }
-
-signals:
-    void removeRequested(const norvane::RedactionRegion& region);
-
-private:
-    RedactionRegion region_;
-    QAbstractButton* remove_;
 };
 
 class InspectorPanel : public QScrollArea {
@@ -90,8 +61,8 @@ public:
     QWidget* verificationPanel() const { return verificationPanel_; }
     QLabel* matchCountLabel() const;
     QLabel* emptyPendingHint() const;
-    std::vector<SearchResultRow*> resultRows() const;
-    std::vector<PendingRow*> pendingRows() const;
+    ResultListView* resultList() const { return resultList_; }
+    PendingListView* pendingList() const { return pendingList_; }
 
 private:
     void syncSearchText();
@@ -110,11 +81,9 @@ private:
     QWidget* resultsSection_ = nullptr;
     theme::ThemedLabel* matchCount_ = nullptr;
     QPushButton* redactAll_ = nullptr;
-    QVBoxLayout* resultRowsLayout_ = nullptr;
-    std::vector<SearchResultRow*> resultRows_;
+    ResultListView* resultList_ = nullptr;
     theme::ThemedLabel* emptyHint_ = nullptr;
-    QVBoxLayout* pendingRowsLayout_ = nullptr;
-    std::vector<PendingRow*> pendingRows_;
+    PendingListView* pendingList_ = nullptr;
     QCheckBox* labelToggle_ = nullptr;
     QCheckBox* evenWidthToggle_ = nullptr;
     QWidget* verificationPanel_ = nullptr;
