@@ -15,6 +15,10 @@ constexpr std::size_t kAllocationCeiling = std::size_t{8} << 30;
 
 std::atomic<std::size_t> gAllocated{0};
 
+// MuPDF's cache of decoded images and fonts, shared by every thread. Its default (256 MB)
+// mostly holds images of pages read once (OCR, verification, export), so it is kept small.
+constexpr std::size_t kStoreBytes = std::size_t{64} << 20;
+
 // Each block carries its size in front, aligned for any type.
 constexpr std::size_t kHeader = alignof(std::max_align_t);
 
@@ -85,7 +89,7 @@ fz_context* baseContext() {
     static fz_context* base = [] {
         static fz_alloc_context alloc{nullptr, boundedMalloc, boundedRealloc, boundedFree};
         static fz_locks_context locks{nullptr, lockMutex, unlockMutex};
-        fz_context* ctx = fz_new_context(&alloc, &locks, FZ_STORE_DEFAULT);
+        fz_context* ctx = fz_new_context(&alloc, &locks, kStoreBytes);
         if (!ctx) {
             return ctx;
         }
