@@ -1,5 +1,5 @@
 #pragma once
-// The walks over a document's pages behind OCR search, verification and export: stop when
+// The walk over a document's pages behind OCR search, verification and export: stop when
 // asked, do the page's work (render, then read or draw), report the page as done.
 
 #include "engine/redaction_engine.h"
@@ -19,20 +19,6 @@
 
 namespace norvane {
 
-// Throws CancellationError when `stop` is requested before a page. `work` returns whether it
-// read the page; a page it skipped is not reported as done.
-template <typename Work>
-void forEachPage(std::int64_t pageCount, const PageProgress& progress, const std::stop_token& stop, Work&& work) {
-    for (std::int64_t pageIndex = 0; pageIndex < pageCount; ++pageIndex) {
-        if (stop.stop_requested()) {
-            throw CancellationError();
-        }
-        if (work(pageIndex) && progress) {
-            progress(pageIndex + 1, pageCount);
-        }
-    }
-}
-
 // Workers for page-parallel reading: one per core, at most 4 (each holds a recogniser and a
 // page image), never more than there are pages.
 inline int pageWorkerCount(std::int64_t pageCount) {
@@ -41,7 +27,7 @@ inline int pageWorkerCount(std::int64_t pageCount) {
         std::clamp<std::int64_t>(std::min<std::int64_t>(cores, 4), 1, std::max<std::int64_t>(pageCount, 1)));
 }
 
-// forEachPage on `workers` threads. Each worker keeps its own `State` (MuPDF session,
+// The pages on `workers` threads. Each worker keeps its own `State` (MuPDF session,
 // recogniser: made on first use, on the worker's thread, since neither may cross threads) and
 // calls `read(state, pageIndex, stop)`, which returns the page's result or nothing for a page
 // it skipped. The calling thread hands results to `use(pageIndex, result)` and reports
