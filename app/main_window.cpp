@@ -2,6 +2,7 @@
 
 #include "app/about_panel.h"
 #include "app/root_view.h"
+#include "canvas/page_canvas.h"
 #include "workspace/workspace_screen.h"
 
 #include <QAction>
@@ -66,6 +67,31 @@ void MainWindow::buildMenus() {
     find_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_F));
 
     QMenu* view = menuBar()->addMenu(QStringLiteral("&View"));
+    const auto onCanvas = [this](auto act) {
+        return [this, act] {
+            if (WorkspaceScreen* workspace = rootView_->workspace()) {
+                if (PageCanvas* canvas = workspace->canvas()) act(*canvas);
+            }
+        };
+    };
+    zoomIn_ = view->addAction(QStringLiteral("Zoom In"), this, onCanvas([](PageCanvas& c) { c.zoomIn(); }));
+    zoomIn_->setShortcuts({QKeySequence::ZoomIn, QKeySequence(Qt::CTRL | Qt::Key_Equal)});
+    zoomOut_ = view->addAction(QStringLiteral("Zoom Out"), this, onCanvas([](PageCanvas& c) { c.zoomOut(); }));
+    zoomOut_->setShortcut(QKeySequence::ZoomOut);
+    actualSize_ = view->addAction(QStringLiteral("Actual Size"), this, onCanvas([](PageCanvas& c) { c.setZoom(1.0); }));
+    actualSize_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_0));
+    fitWidth_ = view->addAction(QStringLiteral("Fit Width"), this,
+                                onCanvas([](PageCanvas& c) { c.setZoomMode(PageCanvas::ZoomMode::fitWidth); }));
+    fitPage_ = view->addAction(QStringLiteral("Fit Page"), this,
+                               onCanvas([](PageCanvas& c) { c.setZoomMode(PageCanvas::ZoomMode::fitPage); }));
+    for (QAction* fit : {fitWidth_, fitPage_})
+        fit->setCheckable(true);
+    view->addSeparator();
+    goToPage_ = view->addAction(QStringLiteral("Go to Page\u2026"), this, [this] {
+        if (WorkspaceScreen* workspace = rootView_->workspace()) workspace->editPageNumber();
+    });
+    goToPage_->setShortcut(QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_G));
+    view->addSeparator();
     fullScreen_ = view->addAction(QStringLiteral("Full Screen"), this, [this](bool on) {
         if (on) {
             showFullScreen();
@@ -89,7 +115,7 @@ void MainWindow::buildMenus() {
                              [this] { showNorvaneAbout(services_->desktop); });
     about_->setMenuRole(QAction::AboutRole);
 
-    for (QMenu* menu : {file, edit})
+    for (QMenu* menu : {file, edit, view})
         connect(menu, &QMenu::aboutToShow, this, &MainWindow::updateCommandStates);
 }
 
@@ -111,6 +137,11 @@ void MainWindow::updateCommandStates() {
     export_->setEnabled(workspace && workspace->canExport());
     undo_->setEnabled(workspace && workspace->canUndo());
     find_->setEnabled(workspace && workspace->model().document() != nullptr);
+    PageCanvas* canvas = workspace ? workspace->canvas() : nullptr;
+    for (QAction* action : {zoomIn_, zoomOut_, actualSize_, fitWidth_, fitPage_, goToPage_})
+        action->setEnabled(canvas);
+    fitWidth_->setChecked(canvas && canvas->zoomMode() == PageCanvas::ZoomMode::fitWidth);
+    fitPage_->setChecked(canvas && canvas->zoomMode() == PageCanvas::ZoomMode::fitPage);
 }
 
 void MainWindow::openFiles(const QStringList& paths) {

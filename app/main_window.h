@@ -40,6 +40,12 @@ public:
     QAction* undoAction() const { return undo_; }
     QAction* findAction() const { return find_; }
     QAction* fullScreenAction() const { return fullScreen_; }
+    QAction* zoomInAction() const { return zoomIn_; }
+    QAction* zoomOutAction() const { return zoomOut_; }
+    QAction* actualSizeAction() const { return actualSize_; }
+    QAction* fitWidthAction() const { return fitWidth_; }
+    QAction* fitPageAction() const { return fitPage_; }
+    QAction* goToPageAction() const { return goToPage_; }
     QAction* minimizeAction() const { return minimize_; }
     QAction* aboutAction() const { return about_; }
     QAction* websiteAction() const { return website_; }
@@ -66,6 +72,12 @@ private:
     QAction* undo_ = nullptr;
     QAction* find_ = nullptr;
     QAction* fullScreen_ = nullptr;
+    QAction* zoomIn_ = nullptr;
+    QAction* zoomOut_ = nullptr;
+    QAction* actualSize_ = nullptr;
+    QAction* fitWidth_ = nullptr;
+    QAction* fitPage_ = nullptr;
+    QAction* goToPage_ = nullptr;
     QAction* minimize_ = nullptr;
     QAction* about_ = nullptr;
     QAction* website_ = nullptr;

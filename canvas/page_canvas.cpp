@@ -1,6 +1,7 @@
 #include "canvas/page_canvas.h"
 
 #include "canvas/page_geometry.h"
+#include "engine/page_preview.h"
 #include "ui/theme.h"
 
 #include <QKeyEvent>
@@ -16,14 +17,19 @@
 namespace norvane {
 namespace {
 
-constexpr double kMargin = 16;  // around the column of pages
-constexpr double kGap = 12;     // between two pages
-constexpr double kMinZoom = 0.25;
+constexpr double kMargin = 16;    // around the column of pages
+constexpr double kGap = 12;       // between two pages
+constexpr double kMinZoom = 0.1;  // of actual size
 constexpr double kMaxZoom = 8.0;
 constexpr double kZoomStep = 1.25;
 constexpr double kMinScale = 0.02;  // view pixels per point
 constexpr double kMaxScale = 32.0;
 constexpr double kClickLimit = 8.0;  // a drag smaller than this either way is a click
+// Above this a page is drawn in tiles of what is in view, so zooming in stays sharp without
+// pictures of whole enlarged pages; a small whole picture stands in while tiles are drawn.
+constexpr double kWholePagePixels = 8e6;
+constexpr int kTile = 1024;  // device pixels
+constexpr double kStandInPixels = 2e6;
 
 QRectF spanning(const QPointF& a, const QPointF& b) {
     return QRectF(QPointF(std::min(a.x(), b.x()), std::min(a.y(), b.y())),
@@ -75,12 +81,18 @@ void PageCanvas::synchronize(const SharedPdfDocument& document, const std::vecto
     boxes_.assign(regions, document_->pageCount(), [](const RedactionRegion& region) { return region.rect; });
     viewport()->update();
 
-    if (selectedPageIndex >= 0 && selectedPageIndex < document_->pageCount()) {
-        const auto current = currentPageIndex();
-        if (!current || *current != selectedPageIndex) {
+    // The model announces a new box before the page it selects; following only changes of
+    // selection keeps that order from showing the previously selected page in between.
+    if (selectedPageIndex >= 0 && selectedPageIndex < document_->pageCount() && syncedSelection_ != selectedPageIndex) {
+        syncedSelection_ = selectedPageIndex;
+        if (!pageInView(selectedPageIndex)) {
             goToPage(selectedPageIndex);
         }
     }
+}
+
+bool PageCanvas::pageInView(qint64 pageIndex) const {
+    return pageRectInViewport(pageIndex).intersects(QRectF(viewport()->rect()));
 }
 
 void PageCanvas::setOutlines(std::vector<PageOutline> outlines) {
@@ -120,6 +132,7 @@ void PageCanvas::revealRect(qint64 pageIndex, const PageRect& rect) {
 void PageCanvas::setDocument(const SharedPdfDocument& document) {
     endDrag();
     document_ = document;
+    syncedSelection_.reset();
     boxes_ = {};
     outlines_.clear();
     outlinesByPage_ = {};
@@ -131,22 +144,35 @@ void PageCanvas::setDocument(const SharedPdfDocument& document) {
     wantTimer_.start();
 }
 
-double PageCanvas::fitScale() const {
+double PageCanvas::actualScale() const {
+    return logicalDpiX() / 72.0;
+}
+
+double PageCanvas::fitScale(ZoomMode mode) const {
     if (!document_) {
         return 1.0;
+    }
+    const double available = viewport()->width() - 2 * kMargin;
+    if (mode == ZoomMode::fitPage) {
+        // The page being read, whole, with a little of the gap around it.
+        const QSizeF page = displayedPageSize(document_->page(currentPageIndex().value_or(0)));
+        const double high = viewport()->height() - 2 * kGap;
+        if (!(page.width() > 0) || !(page.height() > 0) || available <= 0 || high <= 0) {
+            return kMinScale;
+        }
+        return std::min(available / page.width(), high / page.height());
     }
     double widest = 0;
     for (const PdfPageInfo& page : document_->pages()) {
         widest = std::max(widest, displayedPageSize(page).width());
     }
-    const double available = viewport()->width() - 2 * kMargin;
     if (!(widest > 0) || available <= 0) {
         return kMinScale;
     }
     return available / widest;
 }
 
-void PageCanvas::relayout(std::optional<QPointF> anchorViewportPoint) {
+void PageCanvas::relayout(std::optional<QPointF> anchorViewportPoint, std::optional<double> freeScale) {
     // Keep the point under the anchor (by default the top middle of the view) where it is.
     const QPointF anchor = anchorViewportPoint.value_or(QPointF(viewport()->width() / 2.0, 0));
     std::optional<qint64> anchorPage;
@@ -159,13 +185,20 @@ void PageCanvas::relayout(std::optional<QPointF> anchorViewportPoint) {
         }
     }
 
+    // Fitting a page fits the one being read, and shows it whole.
+    const qint64 readPage = currentPageIndex().value_or(0);
+    if (freeScale) {
+        scale_ = *freeScale;
+    } else if (zoomMode_ != ZoomMode::free) {
+        scale_ = fitScale(zoomMode_);
+    }
+    scale_ = std::clamp(scale_, kMinScale, kMaxScale);
     pageRects_.clear();
     if (!document_) {
         contentWidth_ = contentHeight_ = 0;
         updateScrollBars();
         return;
     }
-    scale_ = std::clamp(fitScale() * zoom_, kMinScale, kMaxScale);
     double widest = 0;
     for (const PdfPageInfo& page : document_->pages()) {
         widest = std::max(widest, displayedPageSize(page).width() * scale_);
@@ -187,8 +220,22 @@ void PageCanvas::relayout(std::optional<QPointF> anchorViewportPoint) {
         horizontalScrollBar()->setValue(static_cast<int>(std::lround(content.x() - anchor.x())));
         verticalScrollBar()->setValue(static_cast<int>(std::lround(content.y() - anchor.y())));
     }
+    if (zoomMode_ == ZoomMode::fitPage) {
+        goToPage(readPage);
+    }
     viewport()->update();
     wantTimer_.start();
+    notifyCurrentPage();
+}
+
+void PageCanvas::notifyCurrentPage() {
+    const auto current = currentPageIndex();
+    if (current != reportedPage_) {
+        reportedPage_ = current;
+        if (current) {
+            emit currentPageChanged(*current);
+        }
+    }
 }
 
 void PageCanvas::updateScrollBars() {
@@ -295,49 +342,118 @@ std::optional<QRectF> PageCanvas::dragPreview() const {
     return spanning(toViewport(*dragStart_), toViewport(*dragCurrent_));
 }
 
+void PageCanvas::setScale(double scale, ZoomMode mode, std::optional<QPointF> anchorViewportPoint) {
+    zoomMode_ = mode;
+    const QPointF anchor = anchorViewportPoint.value_or(QPointF(viewport()->width() / 2.0, viewport()->height() / 2.0));
+    if (mode == ZoomMode::free) {
+        relayout(anchor, std::clamp(scale, kMinZoom * actualScale(), kMaxZoom * actualScale()));
+    } else {
+        relayout(anchor);
+    }
+    emit zoomChanged();
+}
+
 void PageCanvas::setZoom(double zoom) {
-    zoom_ = std::clamp(zoom, kMinZoom, kMaxZoom);
-    relayout(QPointF(viewport()->width() / 2.0, viewport()->height() / 2.0));
+    setScale(zoom * actualScale(), ZoomMode::free, std::nullopt);
+}
+
+void PageCanvas::setZoomMode(ZoomMode mode) {
+    setScale(scale_, mode, std::nullopt);
 }
 
 void PageCanvas::zoomIn() {
-    setZoom(zoom_ * kZoomStep);
+    setZoom(zoom() * kZoomStep);
 }
 void PageCanvas::zoomOut() {
-    setZoom(zoom_ / kZoomStep);
-}
-void PageCanvas::zoomToFit() {
-    setZoom(1.0);
+    setZoom(zoom() / kZoomStep);
 }
 
 double PageCanvas::devicePixelsPerPoint() const {
     return scale_ * viewport()->devicePixelRatioF();
 }
 
+PageCanvas::PagePicture PageCanvas::pictureFor(qint64 pageIndex) const {
+    PagePicture picture;
+    picture.pixelsPerPoint = devicePixelsPerPoint();
+    const PdfPageInfo& page = document_->page(pageIndex);
+    const QSizeF points = displayedPageSize(page);
+    if (points.width() * points.height() * picture.pixelsPerPoint * picture.pixelsPerPoint <= kWholePagePixels) {
+        return picture;
+    }
+    picture.tiled = true;
+    picture.pixelsPerPoint = boundedPreviewScale(page, picture.pixelsPerPoint, true);
+    const double wide = std::ceil(points.width() * picture.pixelsPerPoint);
+    const double high = std::ceil(points.height() * picture.pixelsPerPoint);
+    const QRectF onPage = pageRectInViewport(pageIndex);
+    const QRectF seen = onPage & QRectF(viewport()->rect());
+    if (seen.isEmpty()) {
+        return picture;
+    }
+    const double toDevice = picture.pixelsPerPoint / scale_;
+    const auto first = [](double v) { return static_cast<int>(std::max(0.0, std::floor(v)) / kTile); };
+    const auto last = [](double v, double limit) {
+        return static_cast<int>(std::clamp(std::ceil(v), 1.0, limit) - 1) / kTile;
+    };
+    const QRectF local = seen.translated(-onPage.topLeft());
+    const QRect whole(0, 0, static_cast<int>(wide), static_cast<int>(high));
+    for (int ty = first(local.top() * toDevice); ty <= last(local.bottom() * toDevice, high); ++ty) {
+        for (int tx = first(local.left() * toDevice); tx <= last(local.right() * toDevice, wide); ++tx) {
+            picture.tiles.push_back(QRect(tx * kTile, ty * kTile, kTile, kTile) & whole);
+        }
+    }
+    return picture;
+}
+
+bool PageCanvas::isSharp(qint64 pageIndex) {
+    if (!renders_ || !document_ || pageIndex < 0 || pageIndex >= document_->pageCount()) {
+        return false;
+    }
+    if (renders_->hasFailed(pageIndex)) {
+        return true;
+    }
+    const PagePicture picture = pictureFor(pageIndex);
+    if (!picture.tiled) {
+        return renders_->has(pageIndex, picture.pixelsPerPoint);
+    }
+    return std::ranges::all_of(
+        picture.tiles, [&](const QRect& tile) { return renders_->has(pageIndex, picture.pixelsPerPoint, tile); });
+}
+
 void PageCanvas::requestVisiblePages() {
     if (!renders_) {
         return;
     }
-    const double devicePixels = devicePixelsPerPoint();
     const QRectF view(toContent(QPointF()), QSizeF(viewport()->size()));
     std::vector<PageRenderService::Wish> wishes;
+    std::vector<PageRenderService::Wish> standIns;
     std::optional<qint64> first;
     std::optional<qint64> last;
     const auto start = std::lower_bound(pageRects_.begin(), pageRects_.end(), view.top(),
                                         [](const QRectF& r, double y) { return r.bottom() < y; });
     for (auto it = start; it != pageRects_.end() && it->top() <= view.bottom(); ++it) {
         const auto index = static_cast<qint64>(it - pageRects_.begin());
-        wishes.push_back({index, devicePixels});
+        const PagePicture picture = pictureFor(index);
+        if (!picture.tiled) {
+            wishes.push_back({index, picture.pixelsPerPoint, {}});
+        } else {
+            for (const QRect& tile : picture.tiles) {
+                wishes.push_back({index, picture.pixelsPerPoint, tile});
+            }
+            const QSizeF points = displayedPageSize(document_->page(index));
+            standIns.push_back({index, std::sqrt(kStandInPixels / (points.width() * points.height())), {}});
+        }
         first = first.value_or(index);
         last = index;
     }
     // One page either side, so ordinary scrolling finds its next page ready.
-    if (last && *last + 1 < static_cast<qint64>(pageRects_.size())) {
-        wishes.push_back({*last + 1, devicePixels});
+    for (const auto neighbour : {last.value_or(-2) + 1, first.value_or(0) - 1}) {
+        if (neighbour >= 0 && neighbour < static_cast<qint64>(pageRects_.size())) {
+            if (const PagePicture picture = pictureFor(neighbour); !picture.tiled) {
+                wishes.push_back({neighbour, picture.pixelsPerPoint, {}});
+            }
+        }
     }
-    if (first && *first > 0) {
-        wishes.push_back({*first - 1, devicePixels});
-    }
+    wishes.insert(wishes.end(), standIns.begin(), standIns.end());
     renders_->want(PageRenderService::Viewer::canvas, std::move(wishes));
 }
 
@@ -350,6 +466,7 @@ void PageCanvas::paintEvent(QPaintEvent*) {
     }
     const QRectF view(QPointF(0, 0), QSizeF(viewport()->size()));
     const QPointF offset = toViewport(QPointF());
+    const double ratio = viewport()->devicePixelRatioF();
     const auto start = std::lower_bound(pageRects_.begin(), pageRects_.end(), -offset.y(),
                                         [](const QRectF& r, double y) { return r.bottom() < y; });
     std::vector<qint64> shown;
@@ -364,16 +481,27 @@ void PageCanvas::paintEvent(QPaintEvent*) {
         const auto index = static_cast<qint64>(it - pageRects_.begin());
         shown.push_back(index);
         painter.fillRect(rect.translated(0, 1.5).adjusted(-1, -1, 1, 1), QColor(0, 0, 0, 40));
-        const QImage image = renders_ ? renders_->image(index, devicePixelsPerPoint()) : QImage();
+        const PagePicture picture = pictureFor(index);
+        // Placeholder until the worker delivers (or for a page that will not render).
+        const QImage image = renders_ ? renders_->image(index, picture.pixelsPerPoint) : QImage();
         if (image.isNull()) {
-            // Placeholder until the worker delivers (or for a page that will not render).
             painter.fillRect(rect, QColor(252, 252, 252));
         } else {
-            const QSizeF target = rect.size() * viewport()->devicePixelRatioF();
+            const QSizeF target = rect.size() * ratio;
             const bool exact =
                 std::abs(target.width() - image.width()) < 1.0 && std::abs(target.height() - image.height()) < 1.0;
             painter.setRenderHint(QPainter::SmoothPixmapTransform, !exact);
             painter.drawImage(rect, image);
+        }
+        // Tiles over the stand-in, pixel for pixel unless the page is too large even for tiles.
+        const double toView = scale_ / picture.pixelsPerPoint;
+        painter.setRenderHint(QPainter::SmoothPixmapTransform, std::abs(toView * ratio - 1.0) > 1e-9);
+        for (const QRect& tile : picture.tiles) {
+            if (const QImage part = renders_ ? renders_->tile(index, picture.pixelsPerPoint, tile) : QImage();
+                !part.isNull()) {
+                painter.drawImage(
+                    QRectF(rect.topLeft() + QPointF(tile.topLeft()) * toView, QSizeF(part.size()) * toView), part);
+            }
         }
     }
 
@@ -421,6 +549,7 @@ void PageCanvas::resizeEvent(QResizeEvent* event) {
 void PageCanvas::scrollContentsBy(int, int) {
     viewport()->update();
     wantTimer_.start();
+    notifyCurrentPage();
 }
 
 void PageCanvas::mousePressEvent(QMouseEvent* event) {
@@ -497,23 +626,36 @@ void PageCanvas::keyPressEvent(QKeyEvent* event) {
         event->accept();
         return;
     }
-    if (event->matches(QKeySequence::ZoomIn) ||
-        (event->modifiers().testFlag(Qt::ControlModifier) && event->key() == Qt::Key_Equal)) {
+    const bool control = event->modifiers().testFlag(Qt::ControlModifier);
+    const qint64 last = static_cast<qint64>(pageRects_.size()) - 1;
+    const qint64 current = currentPageIndex().value_or(0);
+    // Back goes to the top of the page being read first, as paging through a book would.
+    const qint64 back =
+        verticalScrollBar()->value() > pageRectInContent(current).top() ? current : std::max<qint64>(current - 1, 0);
+    const qint64 forward = std::min(current + 1, last);
+    const bool shift = event->modifiers().testFlag(Qt::ShiftModifier);
+    if (event->matches(QKeySequence::ZoomIn) || (control && event->key() == Qt::Key_Equal)) {
         zoomIn();
-        event->accept();
-        return;
-    }
-    if (event->matches(QKeySequence::ZoomOut)) {
+    } else if (event->matches(QKeySequence::ZoomOut)) {
         zoomOut();
-        event->accept();
+    } else if (control && event->key() == Qt::Key_0) {
+        setZoom(1.0);
+    } else if (last < 0 || control) {
+        QAbstractScrollArea::keyPressEvent(event);
+        return;
+    } else if (event->key() == Qt::Key_PageDown || (event->key() == Qt::Key_Space && !shift)) {
+        goToPage(forward);
+    } else if (event->key() == Qt::Key_PageUp || event->key() == Qt::Key_Space) {
+        goToPage(back);
+    } else if (event->key() == Qt::Key_Home) {
+        goToPage(0);
+    } else if (event->key() == Qt::Key_End) {
+        goToPage(last);
+    } else {
+        QAbstractScrollArea::keyPressEvent(event);
         return;
     }
-    if (event->modifiers().testFlag(Qt::ControlModifier) && event->key() == Qt::Key_0) {
-        zoomToFit();
-        event->accept();
-        return;
-    }
-    QAbstractScrollArea::keyPressEvent(event);
+    event->accept();
 }
 
 void PageCanvas::wheelEvent(QWheelEvent* event) {
@@ -523,8 +665,7 @@ void PageCanvas::wheelEvent(QWheelEvent* event) {
     }
     const double steps = event->angleDelta().y() / 120.0;
     if (steps != 0) {
-        zoom_ = std::clamp(zoom_ * std::pow(kZoomStep, steps), kMinZoom, kMaxZoom);
-        relayout(event->position());
+        setScale(scale_ * std::pow(kZoomStep, steps), ZoomMode::free, event->position());
     }
     event->accept();
 }

@@ -1,8 +1,10 @@
 #pragma once
 // The large page area of the workspace: every page of the document in one continuous
-// column, scaled to the view's width (times the zoom), pending regions drawn as black boxes,
-// and a mouse drag turned into a page-space rectangle for a new manual region.
+// column, fitted to the view's width, its page or zoomed freely, pending regions drawn as black
+// boxes, and a mouse drag turned into a page-space rectangle for a new manual region. Pages too
+// large to draw whole at the view's resolution are drawn in tiles of what is in view.
 
+#include "canvas/page_buckets.h"
 #include "canvas/page_render_service.h"
 #include "engine/pdf_document.h"
 #include "records/redaction_records.h"
@@ -12,12 +14,9 @@
 #include <QRectF>
 #include <QTimer>
 
-#include <algorithm>
 #include <functional>
 #include <memory>
-#include <numeric>
 #include <optional>
-#include <span>
 #include <vector>
 
 namespace norvane {
@@ -33,46 +32,11 @@ struct PageOutline {
     friend bool operator==(const PageOutline&, const PageOutline&) = default;
 };
 
-// Items grouped by page once per change, so that a paint visits only the pages it shows.
-template <class T>
-class PageBuckets {
-public:
-    // Keeps take(item) for each item on a page in [0, pageCount), in list order within a page.
-    template <class Item, class Take>
-    void assign(const std::vector<Item>& list, qint64 pageCount, Take take) {
-        const auto within = [&](const Item& item) { return item.pageIndex >= 0 && item.pageIndex < pageCount; };
-        starts_.assign(static_cast<std::size_t>(std::max<qint64>(pageCount, 0)) + 1, 0);
-        for (const Item& item : list) {
-            if (within(item)) {
-                ++starts_[static_cast<std::size_t>(item.pageIndex) + 1];
-            }
-        }
-        std::partial_sum(starts_.begin(), starts_.end(), starts_.begin());
-        std::vector<std::size_t> next(starts_.begin(), starts_.end() - 1);
-        items_.resize(starts_.back());
-        for (const Item& item : list) {
-            if (within(item)) {
-                items_[next[static_cast<std::size_t>(item.pageIndex)]++] = take(item);
-            }
-        }
-    }
-    std::span<const T> on(qint64 pageIndex) const {
-        if (pageIndex < 0 || static_cast<std::size_t>(pageIndex) + 1 >= starts_.size()) {
-            return {};
-        }
-        const auto p = static_cast<std::size_t>(pageIndex);
-        return std::span<const T>(items_).subspan(starts_[p], starts_[p + 1] - starts_[p]);
-    }
-
-private:
-    std::vector<T> items_;
-    std::vector<std::size_t> starts_;  // page p holds items_[starts_[p], starts_[p + 1])
-};
-
 class PageCanvas : public QAbstractScrollArea {
     Q_OBJECT
 
 public:
+    enum class ZoomMode { fitWidth, fitPage, free };
     using ManualRedactionHandler = std::function<void(qint64 pageIndex, const PageRect& rect)>;
 
     // Drags are reported only for pages of `creationDocument`: if the view later shows
@@ -84,7 +48,8 @@ public:
     void setOnManualRedaction(ManualRedactionHandler handler) { onManualRedaction_ = std::move(handler); }
 
     // Brings the view in line with the model: the document (swapped only when it is another
-    // object), the boxes, and the selected page (scrolled to only when another page is shown).
+    // object), the boxes, and the selected page, scrolled to only when the selection changed to
+    // a page out of view, so that adding or removing a box on the page being read never moves it.
     void synchronize(const SharedPdfDocument& document, const std::vector<RedactionRegion>& regions,
                      qint64 selectedPageIndex);
 
@@ -97,12 +62,14 @@ public:
     // Where a page-space rectangle sits in viewport coordinates (empty for no such page).
     QRectF pageRectToViewport(qint64 pageIndex, const PageRect& rect) const;
 
-    // Zoom relative to fitting the widest page to the view's width.
-    double zoom() const { return zoom_; }
+    // Zoom relative to actual size (a point is 1/72 of a logical inch on screen).
+    double zoom() const { return scale_ / actualScale(); }
+    ZoomMode zoomMode() const { return zoomMode_; }
+    // A free zoom, bounded, kept through resizes.
     void setZoom(double zoom);
+    void setZoomMode(ZoomMode mode);
     void zoomIn();
     void zoomOut();
-    void zoomToFit();
     // View pixels per point at the current size and zoom.
     double scale() const { return scale_; }
 
@@ -115,6 +82,8 @@ public:
     // The page at the top of the view.
     std::optional<qint64> currentPageIndex() const;
     void goToPage(qint64 pageIndex);
+    // Every part of the page in view is drawn at the view's resolution (or the page failed).
+    bool isSharp(qint64 pageIndex);
 
     bool isDragging() const { return dragStart_.has_value(); }
     // The drag preview in viewport coordinates, while dragging.
@@ -125,6 +94,10 @@ public:
     const std::shared_ptr<PageRenderService>& renderService() const { return renders_; }
     // View pixels per point of the page images this view asks for.
     double devicePixelsPerPoint() const;
+
+signals:
+    void currentPageChanged(qint64 pageIndex);
+    void zoomChanged();
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -142,9 +115,24 @@ private:
         qint64 index = 0;
     };
 
+    // How a page is asked for at the view's resolution: whole, or the tiles in view.
+    struct PagePicture {
+        double pixelsPerPoint = 1;  // device pixels per point actually drawn
+        bool tiled = false;
+        std::vector<QRect> tiles;  // device pixels of the whole picture
+    };
+    PagePicture pictureFor(qint64 pageIndex) const;
+    double actualScale() const;
+    double fitScale(ZoomMode mode) const;
+    void setScale(double scale, ZoomMode mode, std::optional<QPointF> anchorViewportPoint);
+    bool pageInView(qint64 pageIndex) const;
+    void notifyCurrentPage();
     void setDocument(const SharedPdfDocument& document);
     void useRenders(std::shared_ptr<PageRenderService> renders);
-    void relayout(std::optional<QPointF> anchorViewportPoint = std::nullopt);
+    // Lays the pages out again at the fitted scale, or at `freeScale`, keeping the point under
+    // the anchor where it is.
+    void relayout(std::optional<QPointF> anchorViewportPoint = std::nullopt,
+                  std::optional<double> freeScale = std::nullopt);
     void updateScrollBars();
     void requestVisiblePages();
     void endDrag();
@@ -153,7 +141,6 @@ private:
     QRectF pageRectInContent(qint64 pageIndex) const;
     std::optional<qint64> pageAtContent(const QPointF& contentPoint) const;
     PageRect contentRectToPage(qint64 pageIndex, const QRectF& contentRect) const;
-    double fitScale() const;
 
     SharedPdfDocument creationDocument_;
     SharedPdfDocument document_;
@@ -162,8 +149,10 @@ private:
     PageBuckets<PageOutline> outlinesByPage_;
     ManualRedactionHandler onManualRedaction_;
 
-    double zoom_ = 1.0;
+    ZoomMode zoomMode_ = ZoomMode::fitWidth;
     double scale_ = 1.0;
+    std::optional<qint64> syncedSelection_;
+    std::optional<qint64> reportedPage_;
     double contentWidth_ = 0;
     double contentHeight_ = 0;
     std::vector<QRectF> pageRects_;  // content coordinates, one per page

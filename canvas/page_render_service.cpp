@@ -22,6 +22,10 @@ bool sameScale(double a, double b) {
     return std::abs(a - b) <= 1e-6 * std::max(a, b);
 }
 
+bool same(const PageRenderService::Wish& a, const PageRenderService::Wish& b) {
+    return a.pageIndex == b.pageIndex && sameScale(a.pixelsPerPoint, b.pixelsPerPoint) && a.tile == b.tile;
+}
+
 QImage toImage(const PreviewImage& preview) {
     QImage image(preview.width, preview.height, QImage::Format_RGB888);
     if (image.isNull()) {
@@ -37,18 +41,23 @@ QImage toImage(const PreviewImage& preview) {
 
 // The session is opened on the worker at its first page and closed when the worker ends.
 PageRenderService::Draw drawWithMuPdf(SharedPdfDocument document) {
-    return [document = std::move(document), renderer = std::shared_ptr<PagePreviewRenderer>()](
-               std::int64_t pageIndex, double pixelsPerPoint, PreviewAbort& abort) mutable -> QImage {
-        if (!renderer) {
-            try {
-                renderer = std::make_shared<PagePreviewRenderer>(document);
-            } catch (const std::exception&) {
-                return {};
+    return
+        [document = std::move(document), renderer = std::shared_ptr<PagePreviewRenderer>()](
+            std::int64_t pageIndex, double pixelsPerPoint, const QRect& tile, PreviewAbort& abort) mutable -> QImage {
+            if (!renderer) {
+                try {
+                    renderer = std::make_shared<PagePreviewRenderer>(document);
+                } catch (const std::exception&) {
+                    return {};
+                }
             }
-        }
-        const auto preview = renderer->render(pageIndex, pixelsPerPoint, &abort);
-        return preview ? toImage(*preview) : QImage();
-    };
+            std::optional<PreviewTile> window;
+            if (!tile.isNull()) {
+                window = PreviewTile{tile.x(), tile.y(), tile.width(), tile.height()};
+            }
+            const auto preview = renderer->render(pageIndex, pixelsPerPoint, window, &abort);
+            return preview ? toImage(*preview) : QImage();
+        };
 }
 
 std::size_t bytesOf(const QImage& image) {
@@ -91,18 +100,16 @@ void PageRenderService::want(Viewer viewer, std::vector<Wish> wishes) {
     const std::int64_t pageCount = document_ ? document_->pageCount() : 0;
     std::erase_if(wishes, [&](const Wish& w) { return w.pageIndex < 0 || w.pageIndex >= pageCount; });
     wishes_[static_cast<std::size_t>(viewer)] = std::move(wishes);
-    if (busy_ && !isWanted(busy_->wish.pageIndex, busy_->wish.pixelsPerPoint)) {
+    if (busy_ && !isWanted(busy_->wish)) {
         busy_->abort->abort();
     }
     evict(0);
     dispatch();
 }
 
-bool PageRenderService::isWanted(std::int64_t pageIndex, double pixelsPerPoint) const {
+bool PageRenderService::isWanted(const Wish& wish) const {
     return std::ranges::any_of(wishes_, [&](const std::vector<Wish>& list) {
-        return std::ranges::any_of(list, [&](const Wish& w) {
-            return w.pageIndex == pageIndex && sameScale(w.pixelsPerPoint, pixelsPerPoint);
-        });
+        return std::ranges::any_of(list, [&](const Wish& w) { return same(w, wish); });
     });
 }
 
@@ -114,12 +121,31 @@ std::optional<PageRenderService::Entries::iterator> PageRenderService::find(std:
     }
     // Nearest by ratio, so a thumbnail stands in for a page still being drawn. A much sharper
     // image does not: shrinking it on every paint costs more than drawing the small one.
-    const auto distance = [&](Entries::iterator e) { return std::abs(std::log(e->pixelsPerPoint / pixelsPerPoint)); };
-    const auto nearest = *std::ranges::min_element(page->second, {}, distance);
-    if (nearest->pixelsPerPoint > kMaxStandInRatio * pixelsPerPoint) {
+    std::optional<Entries::iterator> nearest;
+    const auto distance = [&](Entries::iterator e) {
+        return std::abs(std::log(e->wish.pixelsPerPoint / pixelsPerPoint));
+    };
+    for (const Entries::iterator e : page->second) {
+        if (e->wish.tile.isNull() && (!nearest || distance(e) < distance(*nearest))) {
+            nearest = e;
+        }
+    }
+    if (!nearest || (*nearest)->wish.pixelsPerPoint > kMaxStandInRatio * pixelsPerPoint) {
         return std::nullopt;
     }
     return nearest;
+}
+
+std::optional<PageRenderService::Entries::iterator> PageRenderService::findExact(const Wish& wish) {
+    const auto page = byPage_.find(wish.pageIndex);
+    if (page != byPage_.end()) {
+        for (const Entries::iterator e : page->second) {
+            if (same(e->wish, wish)) {
+                return e;
+            }
+        }
+    }
+    return std::nullopt;
 }
 
 QImage PageRenderService::image(std::int64_t pageIndex, double pixelsPerPoint) {
@@ -131,9 +157,17 @@ QImage PageRenderService::image(std::int64_t pageIndex, double pixelsPerPoint) {
     return (*entry)->image;
 }
 
-bool PageRenderService::has(std::int64_t pageIndex, double pixelsPerPoint) {
-    const auto entry = find(pageIndex, pixelsPerPoint);
-    return entry && sameScale((*entry)->pixelsPerPoint, pixelsPerPoint);
+QImage PageRenderService::tile(std::int64_t pageIndex, double pixelsPerPoint, const QRect& tile) {
+    const auto entry = findExact({pageIndex, pixelsPerPoint, tile});
+    if (!entry) {
+        return {};
+    }
+    recency_.splice(recency_.begin(), recency_, *entry);
+    return (*entry)->image;
+}
+
+bool PageRenderService::has(std::int64_t pageIndex, double pixelsPerPoint, const QRect& tile) {
+    return findExact({pageIndex, pixelsPerPoint, tile}).has_value();
 }
 
 void PageRenderService::dispatch() {
@@ -142,7 +176,7 @@ void PageRenderService::dispatch() {
     }
     for (const std::vector<Wish>& list : wishes_) {
         for (const Wish& wish : list) {
-            if (hasFailed(wish.pageIndex) || has(wish.pageIndex, wish.pixelsPerPoint)) {
+            if (hasFailed(wish.pageIndex) || findExact(wish)) {
                 continue;
             }
             busy_ = Busy{wish, std::make_shared<PreviewAbort>()};
@@ -173,7 +207,7 @@ void PageRenderService::run() {
         }
         QImage image;
         try {
-            image = draw(job.wish.pageIndex, job.wish.pixelsPerPoint, *job.abort);
+            image = draw(job.wish.pageIndex, job.wish.pixelsPerPoint, job.wish.tile, *job.abort);
         } catch (const std::exception&) {
             image = QImage();
         }
@@ -190,11 +224,11 @@ void PageRenderService::finish(QImage image) {
     if (!aborted && image.isNull()) {
         failed_.insert(page);
     } else if (!aborted) {
-        if (has(page, done.wish.pixelsPerPoint)) {
-            remove(*find(page, done.wish.pixelsPerPoint));
+        if (const auto old = findExact(done.wish)) {
+            remove(*old);
         }
         evict(bytesOf(image));
-        recency_.push_front({page, done.wish.pixelsPerPoint, std::move(image)});
+        recency_.push_front({done.wish, std::move(image)});
         byPage_[page].push_back(recency_.begin());
         cachedBytes_ += bytesOf(recency_.front().image);
         peakBytes_ = std::max(peakBytes_, cachedBytes_);
@@ -209,17 +243,18 @@ void PageRenderService::evict(std::size_t room) {
     auto it = recency_.end();
     while (cachedBytes_ + room > budget_ && it != recency_.begin()) {
         --it;
-        if (!isWanted(it->pageIndex, it->pixelsPerPoint)) {
+        if (!isWanted(it->wish)) {
             remove(it++);
         }
     }
 }
 
 void PageRenderService::remove(Entries::iterator entry) {
-    auto& list = byPage_[entry->pageIndex];
+    const std::int64_t page = entry->wish.pageIndex;
+    auto& list = byPage_[page];
     std::erase(list, entry);
     if (list.empty()) {
-        byPage_.erase(entry->pageIndex);
+        byPage_.erase(page);
     }
     cachedBytes_ -= bytesOf(entry->image);
     recency_.erase(entry);

@@ -8,6 +8,7 @@
 
 #include <QImage>
 #include <QObject>
+#include <QRect>
 
 #include <array>
 #include <cstdint>
@@ -32,10 +33,12 @@ public:
     struct Wish {
         std::int64_t pageIndex = 0;
         double pixelsPerPoint = 1.0;  // device pixels per point
+        QRect tile;                   // device pixels of the whole picture; null for all of it
     };
-    // Draws one page on the worker: a null image for a page that cannot be drawn. It should
-    // give up soon once `abort` is set; what it returns then is thrown away.
-    using Draw = std::function<QImage(std::int64_t pageIndex, double pixelsPerPoint, PreviewAbort& abort)>;
+    // Draws one page, or one tile of it, on the worker: a null image for a page that cannot be
+    // drawn. It should give up soon once `abort` is set; what it returns then is thrown away.
+    using Draw =
+        std::function<QImage(std::int64_t pageIndex, double pixelsPerPoint, const QRect& tile, PreviewAbort& abort)>;
 
     // About five full-width canvas pages on a high-density screen, or twenty on a plain one,
     // with thumbnails; what the views want now is kept even beyond it.
@@ -52,11 +55,13 @@ public:
     // failed before and pages that do not exist are skipped.
     void want(Viewer viewer, std::vector<Wish> wishes);
 
-    // The page at the cached resolution nearest the one asked for (null when none); marks it
-    // recently used.
+    // The whole page at the cached resolution nearest the one asked for (null when none);
+    // marks it recently used.
     QImage image(std::int64_t pageIndex, double pixelsPerPoint);
-    // Cached at exactly this resolution.
-    bool has(std::int64_t pageIndex, double pixelsPerPoint);
+    // A tile drawn at exactly this resolution (null when none); marks it recently used.
+    QImage tile(std::int64_t pageIndex, double pixelsPerPoint, const QRect& tile);
+    // Cached at exactly this resolution: the whole page, or the tile.
+    bool has(std::int64_t pageIndex, double pixelsPerPoint, const QRect& tile = {});
     bool hasFailed(std::int64_t pageIndex) const { return failed_.contains(pageIndex); }
     // A page is being drawn (the worker takes the next one as soon as it is done).
     bool isBusy() const { return busy_.has_value(); }
@@ -69,8 +74,7 @@ signals:
 
 private:
     struct Entry {
-        std::int64_t pageIndex;
-        double pixelsPerPoint;
+        Wish wish;
         QImage image;
     };
     using Entries = std::list<Entry>;
@@ -80,8 +84,9 @@ private:
     };
     struct Worker;
 
-    bool isWanted(std::int64_t pageIndex, double pixelsPerPoint) const;
+    bool isWanted(const Wish& wish) const;
     std::optional<Entries::iterator> find(std::int64_t pageIndex, double pixelsPerPoint);
+    std::optional<Entries::iterator> findExact(const Wish& wish);
     void dispatch();
     void run();
     void finish(QImage image);

@@ -10,7 +10,7 @@
 
 namespace norvane {
 
-double boundedPreviewScale(const PdfPageInfo& page, double pixelsPerPoint) {
+double boundedPreviewScale(const PdfPageInfo& page, double pixelsPerPoint, bool tiled) {
     if (!(pixelsPerPoint > 0) || !std::isfinite(pixelsPerPoint)) {
         return 1.0;
     }
@@ -19,10 +19,11 @@ double boundedPreviewScale(const PdfPageInfo& page, double pixelsPerPoint) {
         return pixelsPerPoint;
     }
     const double pixels = area * pixelsPerPoint * pixelsPerPoint;
-    if (pixels <= static_cast<double>(kMaxPreviewPixels)) {
+    const auto limit = static_cast<double>(tiled ? kMaxTiledPagePixels : kMaxPreviewPixels);
+    if (pixels <= limit) {
         return pixelsPerPoint;
     }
-    return std::sqrt(static_cast<double>(kMaxPreviewPixels) / area) * 0.999;
+    return std::sqrt(limit / area) * 0.999;
 }
 
 // MuPDF reads `abort` without synchronisation while it draws; our side goes through atomic_ref.
@@ -47,14 +48,14 @@ PagePreviewRenderer::PagePreviewRenderer(SharedPdfDocument document)
 PagePreviewRenderer::~PagePreviewRenderer() = default;
 
 std::optional<PreviewImage> PagePreviewRenderer::render(std::int64_t pageIndex, double pixelsPerPoint,
-                                                        PreviewAbort* abort) const {
+                                                        std::optional<PreviewTile> tile, PreviewAbort* abort) const {
     if (!document_ || pageIndex < 0 || pageIndex >= document_->pageCount()) {
         return std::nullopt;
     }
-    const double scale = boundedPreviewScale(document_->page(pageIndex), pixelsPerPoint);
+    const double scale = boundedPreviewScale(document_->page(pageIndex), pixelsPerPoint, tile.has_value());
     try {
         auto image = renderImage(*session_, pageIndex, scale * 72.0, {}, false, RenderOrientation::displayed, false,
-                                 abort ? &abort->cookie_->cookie : nullptr);
+                                 abort ? &abort->cookie_->cookie : nullptr, tile);
         if (!image || image->width <= 0 || image->height <= 0 || (abort && abort->aborted())) {
             return std::nullopt;
         }

@@ -2,6 +2,7 @@
 // On-screen page previews for the views: the page as a reader sees it (full media box,
 // /Rotate applied), without boxes. MuPDF stays behind this header.
 
+#include "engine/page_raster.h"
 #include "engine/pdf_document.h"
 
 #include <cstdint>
@@ -21,11 +22,16 @@ struct PreviewImage {
     std::vector<std::uint8_t> rgb;  // rows top to bottom, width × 3 bytes each
 };
 
-// Largest preview bitmap; a request above it is rendered coarser and scaled up on screen.
+// Largest whole-page preview bitmap; a request above it is rendered coarser and scaled up on
+// screen. Tiles (see PreviewTile) are bounded one by one, so their page may be far larger.
 constexpr std::int64_t kMaxPreviewPixels = 24'000'000;
+constexpr std::int64_t kMaxTiledPagePixels = 1'000'000'000;
 
 // The resolution (pixels per point) actually used for a request on `page`.
-double boundedPreviewScale(const PdfPageInfo& page, double pixelsPerPoint);
+double boundedPreviewScale(const PdfPageInfo& page, double pixelsPerPoint, bool tiled = false);
+
+// Part of a page's preview: pixels [x, x + width) × [y, y + height) of the whole picture.
+using PreviewTile = PixelWindow;
 
 // Stops one render in progress from another thread (MuPDF's cookie, polled while it draws).
 class PreviewAbort {
@@ -58,6 +64,7 @@ public:
     // Nothing when the page cannot be rendered (bad index, broken content, no memory) or when
     // `abort` was used: then the render stopped early and its pixels are not the whole page.
     std::optional<PreviewImage> render(std::int64_t pageIndex, double pixelsPerPoint,
+                                       std::optional<PreviewTile> tile = std::nullopt,
                                        PreviewAbort* abort = nullptr) const;
 
 private:

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <new>
 #include <numbers>
 
@@ -18,6 +19,7 @@ constexpr const char* kLabelText = "REDACTED";
 // Pixel edges closer than this to a whole number count as that number, so a box whose edge
 // lands on a pixel boundary does not spill into the neighbour through rounding noise.
 constexpr double kEdgeSlack = 1e-6;
+constexpr double kIntMax = std::numeric_limits<int>::max();
 
 fz_matrix toFz(const Affine& m) {
     return fz_make_matrix(static_cast<float>(m.a), static_cast<float>(m.b), static_cast<float>(m.c),
@@ -41,8 +43,9 @@ struct Geometry {
 
 // Maps page space onto the bitmap, turned clockwise by `rotation` for the displayed
 // orientation.
-std::optional<Geometry> geometryFor(const PageRect& mediaBox, double dpi, int rotation) {
-    const std::optional<RasterSize> size = rasterSize(mediaBox, dpi);
+std::optional<Geometry> geometryFor(const PageRect& mediaBox, double dpi, int rotation,
+                                    std::int64_t maxPixels = kMaxRenderPixels) {
+    const std::optional<RasterSize> size = rasterSize(mediaBox, dpi, maxPixels);
     if (!size) {
         return std::nullopt;
     }
@@ -334,7 +337,7 @@ struct RenderResources {
 
 }  // namespace
 
-std::optional<RasterSize> rasterSize(const PageRect& mediaBox, double dpi) {
+std::optional<RasterSize> rasterSize(const PageRect& mediaBox, double dpi, std::int64_t maxPixels) {
     const PageRect box = mediaBox.standardized();
     if (!(box.width > 0) || !(box.height > 0) || !std::isfinite(dpi) || !(dpi > 0)) {
         return std::nullopt;
@@ -347,7 +350,8 @@ std::optional<RasterSize> rasterSize(const PageRect& mediaBox, double dpi) {
     };
     const double w = pixels(box.width);
     const double h = pixels(box.height);
-    if (!std::isfinite(w) || !std::isfinite(h) || w * h > static_cast<double>(kMaxRenderPixels)) {
+    if (!std::isfinite(w) || !std::isfinite(h) || w > kIntMax || h > kIntMax ||
+        w * h > static_cast<double>(maxPixels)) {
         return std::nullopt;
     }
     return RasterSize{static_cast<int>(w), static_cast<int>(h)};
@@ -355,16 +359,31 @@ std::optional<RasterSize> rasterSize(const PageRect& mediaBox, double dpi) {
 
 std::optional<PageImage> renderImage(const mu::Session& session, std::int64_t pageIndex, double dpi,
                                      const std::vector<RedactionRegion>& boxes, bool labelRedactions,
-                                     RenderOrientation orientation, bool compactEdges, fz_cookie* cookie) {
+                                     RenderOrientation orientation, bool compactEdges, fz_cookie* cookie,
+                                     std::optional<PixelWindow> window) {
     const PdfDocument& document = *session.document();
     if (pageIndex < 0 || pageIndex >= document.pageCount()) {
         return std::nullopt;
     }
     const PdfPageInfo& info = document.page(pageIndex);
     const int shownRotation = orientation == RenderOrientation::displayed ? info.rotation : 0;
-    const std::optional<Geometry> geometry = geometryFor(info.mediaBox, dpi, shownRotation);
+    std::optional<Geometry> geometry = geometryFor(
+        info.mediaBox, dpi, shownRotation, window ? std::numeric_limits<std::int64_t>::max() : kMaxRenderPixels);
     if (!geometry) {
         return std::nullopt;
+    }
+    if (window) {
+        const int x0 = std::max(window->x, 0);
+        const int y0 = std::max(window->y, 0);
+        const auto x1 = std::min<std::int64_t>(std::int64_t{window->x} + window->width, geometry->width);
+        const auto y1 = std::min<std::int64_t>(std::int64_t{window->y} + window->height, geometry->height);
+        if (x1 <= x0 || y1 <= y0 || (x1 - x0) * (y1 - y0) > kMaxRenderPixels) {
+            return std::nullopt;
+        }
+        geometry->width = static_cast<int>(x1 - x0);
+        geometry->height = static_cast<int>(y1 - y0);
+        geometry->pageToPixel.e -= x0;
+        geometry->pageToPixel.f -= y0;
     }
 
     try {

@@ -37,10 +37,19 @@ enum class RenderOrientation {
 // coverage is rounded to ninths, giving edges 10 grey levels, which compress much better.
 // `cookie` lets another thread stop drawing early (not with `compactEdges`); the image is then
 // incomplete and the caller must look at the cookie before using it.
+// `window` (a zoomed view's tile) keeps only those pixels of the whole bitmap; the pixel limit
+// then applies to the window, and a window outside the bitmap gives nothing.
+struct PixelWindow {
+    int x = 0;
+    int y = 0;
+    int width = 0;
+    int height = 0;
+};
 std::optional<PageImage> renderImage(const mu::Session& session, std::int64_t pageIndex, double dpi,
                                      const std::vector<RedactionRegion>& boxes, bool labelRedactions,
                                      RenderOrientation orientation = RenderOrientation::mediaBox,
-                                     bool compactEdges = false, fz_cookie* cookie = nullptr);
+                                     bool compactEdges = false, fz_cookie* cookie = nullptr,
+                                     std::optional<PixelWindow> window = std::nullopt);
 
 // Largest bitmap we agree to allocate.
 constexpr std::int64_t kMaxRenderPixels = 200'000'000;
@@ -52,6 +61,6 @@ struct RasterSize {
 
 // The bitmap size renderImage uses for a media box (unrotated): nothing for an empty box,
 // a resolution that is not a positive number, or more than kMaxRenderPixels pixels.
-std::optional<RasterSize> rasterSize(const PageRect& mediaBox, double dpi);
+std::optional<RasterSize> rasterSize(const PageRect& mediaBox, double dpi, std::int64_t maxPixels = kMaxRenderPixels);
 
 }  // namespace norvane

@@ -5,6 +5,7 @@
 #include "app/app_delegate.h"
 #include "app/main_window.h"
 #include "app/root_view.h"
+#include "canvas/page_canvas.h"
 #include "tests/support/pdf_factory.h"
 #include "tests/support/test_services.h"
 #include "ui/symbols.h"
@@ -149,6 +150,9 @@ TEST_F(ShellTest, WorkspaceCommandsAreEnabledOnlyWhenTheyCanRunAndAnswerTheirSho
         EXPECT_EQ(window.exportAction()->isEnabled(), exportOn) << when;
         EXPECT_EQ(window.undoAction()->isEnabled(), undoOn) << when;
         EXPECT_EQ(window.findAction()->isEnabled(), findOn) << when;
+        for (QAction* view : {window.zoomInAction(), window.zoomOutAction(), window.actualSizeAction(),
+                              window.fitWidthAction(), window.fitPageAction(), window.goToPageAction()})
+            EXPECT_EQ(view->isEnabled(), findOn) << when << " " << view->text().toStdString();
         EXPECT_TRUE(window.openAction()->isEnabled()) << when;
     };
     expectState(false, false, false, "landing");
@@ -162,6 +166,27 @@ TEST_F(ShellTest, WorkspaceCommandsAreEnabledOnlyWhenTheyCanRunAndAnswerTheirSho
     EXPECT_TRUE(search->hasFocus());
     QTest::keyClicks(search, "Alpha");
     EXPECT_EQ(model.searchText(), "Alpha");
+
+    // The view commands answer their shortcuts wherever the focus is.
+    PageCanvas* canvas = window.rootView()->workspace()->canvas();
+    const struct {
+        QKeySequence keys;
+        PageCanvas::ZoomMode mode;
+        double zoom;  // 0: fitted
+    } zooms[] = {{QKeySequence(Qt::CTRL | Qt::Key_0), PageCanvas::ZoomMode::free, 1.0},
+                 {QKeySequence::ZoomIn, PageCanvas::ZoomMode::free, 1.25},
+                 {QKeySequence::ZoomOut, PageCanvas::ZoomMode::free, 1.0}};
+    for (const auto& z : zooms) {
+        QTest::keySequence(&window, z.keys);
+        EXPECT_EQ(canvas->zoomMode(), z.mode) << z.keys.toString().toStdString();
+        EXPECT_DOUBLE_EQ(canvas->zoom(), z.zoom) << z.keys.toString().toStdString();
+    }
+    window.fitPageAction()->trigger();
+    EXPECT_EQ(canvas->zoomMode(), PageCanvas::ZoomMode::fitPage);
+    QTest::keySequence(&window, QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_G));
+    QTest::keyClicks(QApplication::focusWidget(), "2\r");
+    EXPECT_EQ(canvas->currentPageIndex(), 1);
+    window.fitWidthAction()->trigger();
 
     model.addManual(0, PageRect{72, 700, 100, 20});
     expectState(true, true, true, "one region pending");

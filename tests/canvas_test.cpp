@@ -83,11 +83,10 @@ TEST_P(InkGeometryTest, ADragAroundTheInkReportsItsRectangleAndItsBoxCoversJustT
     CanvasHarness h(document);
     h.canvas.setZoom(c.zoom);
     h.canvas.synchronize(document, {}, c.pageIndex);
+    h.canvas.revealRect(c.pageIndex, mark);
     PageRenderService& renders = *h.canvas.renderService();
-    // Wait for the image drawn at this scale, not an earlier one stretched.
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] { return renders.hasFailed(c.pageIndex) || renders.has(c.pageIndex, h.canvas.devicePixelsPerPoint()); },
-        10000));
+    // Wait for the image (or tiles) drawn at this scale, not an earlier one stretched.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return h.canvas.isSharp(c.pageIndex); }, 10000));
     if (renders.hasFailed(c.pageIndex)) {
         GTEST_SKIP() << "page rendering is not available in this build";
     }
@@ -122,10 +121,12 @@ TEST_P(InkGeometryTest, ADragAroundTheInkReportsItsRectangleAndItsBoxCoversJustT
 INSTANTIATE_TEST_SUITE_P(RotationsZoomsAndBoxes, InkGeometryTest,
                          ::testing::Values(InkCase{"letter_r0", {0, 0, 612, 792}, 0, 1.0, 0},
                                            InkCase{"letter_r90", {0, 0, 612, 792}, 90, 1.0, 0},
-                                           InkCase{"offset_r180", {-70, 500, 200, 300}, 180, 1.0, 0},
+                                           InkCase{"offset_r180", {-70, 500, 200, 300}, 180, 2.5, 0},
                                            InkCase{"offset_r90_zoomed", {100, -50, 300, 500}, 90, 1.6, 0},
                                            InkCase{"offset_r270_small", {150, -40, 200, 300}, 270, 0.4, 0},
-                                           InkCase{"fifth_page_r270_zoomed", {10, 20, 595, 842}, 270, 1.6, 4}),
+                                           InkCase{"fifth_page_r270_zoomed", {10, 20, 595, 842}, 270, 1.6, 4},
+                                           InkCase{"tiled_r90", {0, 0, 612, 792}, 90, 4.0, 1},
+                                           InkCase{"tiled_offset_r180", {-70, 500, 900, 700}, 180, 6.0, 0}),
                          [](const auto& param) { return std::string(param.param.name); });
 
 // Measured in view points, not page units: zoomed in, a tiny page box is still reported and
@@ -214,19 +215,35 @@ TEST(PageCanvas, ScrollsToTheSelectedPageOnlyWhenAnotherPageIsShown) {
     EXPECT_EQ(h.scroll()->value(), 0);
 }
 
-TEST(PageCanvas, KeyboardZoomIsBoundedAndControlWheelKeepsThePointUnderThePointer) {
+TEST(PageCanvas, ZoomCommandsAreBoundedFitsFollowTheViewAndControlWheelKeepsThePointUnderThePointer) {
     CanvasHarness h(letterPages(3));
     const double fit = h.canvas.scale();
+    EXPECT_NEAR(h.canvas.pageRectInViewport(0).width(), h.view()->width() - 32, 1.0);
     h.canvas.setFocus();
     QTest::keyClick(&h.canvas, Qt::Key_Plus, Qt::ControlModifier);
     EXPECT_GT(h.canvas.scale(), fit);
+    EXPECT_EQ(h.canvas.zoomMode(), PageCanvas::ZoomMode::free);
     QTest::keyClick(&h.canvas, Qt::Key_0, Qt::ControlModifier);
-    EXPECT_DOUBLE_EQ(h.canvas.scale(), fit);
+    EXPECT_DOUBLE_EQ(h.canvas.scale(), h.canvas.logicalDpiX() / 72.0);
     for (int i = 0; i < 40; ++i)
         QTest::keyClick(&h.canvas, Qt::Key_Minus, Qt::ControlModifier);
-    EXPECT_GT(h.canvas.scale(), 0.0);
-    EXPECT_LT(h.canvas.scale(), fit);
-    QTest::keyClick(&h.canvas, Qt::Key_0, Qt::ControlModifier);
+    EXPECT_NEAR(h.canvas.zoom(), 0.1, 1e-9);
+
+    // Fits are kept through resizes; a free zoom is not changed by them.
+    h.canvas.setZoomMode(PageCanvas::ZoomMode::fitPage);
+    h.canvas.goToPage(1);
+    h.canvas.resize(900, 500);
+    QTest::qWait(0);
+    EXPECT_TRUE(QRectF(h.view()->rect()).contains(h.canvas.pageRectInViewport(1)));
+    EXPECT_NEAR(h.canvas.pageRectInViewport(1).height(), h.view()->height() - 24, 1.0);
+    h.canvas.setZoomMode(PageCanvas::ZoomMode::fitWidth);
+    h.canvas.resize(600, 500);
+    QTest::qWait(0);
+    EXPECT_NEAR(h.canvas.pageRectInViewport(0).width(), h.view()->width() - 32, 1.0);
+    h.canvas.setZoom(2.0);
+    h.canvas.resize(800, 500);
+    QTest::qWait(0);
+    EXPECT_DOUBLE_EQ(h.canvas.zoom(), 2.0);
 
     const QPoint pointer(250, 300);
     const qint64 page = h.canvas.pageAt(pointer).value();
@@ -234,10 +251,37 @@ TEST(PageCanvas, KeyboardZoomIsBoundedAndControlWheelKeepsThePointUnderThePointe
     QWheelEvent wheel(QPointF(pointer), h.view()->mapToGlobal(QPointF(pointer)), QPoint(), QPoint(0, 240), Qt::NoButton,
                       Qt::ControlModifier, Qt::NoScrollPhase, false);
     QApplication::sendEvent(h.view(), &wheel);
-    ASSERT_GT(h.canvas.zoom(), 1.0);
+    ASSERT_GT(h.canvas.zoom(), 2.0);
     const PageRect after = h.canvas.viewportRectToPage(page, QRectF(pointer, QSizeF()));
     EXPECT_NEAR(after.x, before.x, 1.0);
     EXPECT_NEAR(after.y, before.y, 1.0);
+}
+
+// Reading with the keyboard: the page keys move a page at a time, and every change of the page
+// at the top of the view is announced once.
+TEST(PageCanvas, PageKeysMoveThroughPagesAndTheCurrentPageIsAnnounced) {
+    CanvasHarness h(letterPages(5), QSize(700, 400));
+    std::vector<qint64> announced;
+    QObject::connect(&h.canvas, &PageCanvas::currentPageChanged, [&](qint64 page) { announced.push_back(page); });
+    h.canvas.setFocus();
+    const struct {
+        Qt::Key key;
+        Qt::KeyboardModifiers modifiers;
+        qint64 page;
+    } steps[] = {{Qt::Key_PageDown, {}, 1}, {Qt::Key_Space, {}, 2},    {Qt::Key_PageUp, {}, 1},
+                 {Qt::Key_End, {}, 4},      {Qt::Key_PageDown, {}, 4}, {Qt::Key_Space, Qt::ShiftModifier, 3},
+                 {Qt::Key_Home, {}, 0},     {Qt::Key_PageUp, {}, 0}};
+    for (const auto& step : steps) {
+        QTest::keyClick(&h.canvas, step.key, step.modifiers);
+        EXPECT_EQ(h.canvas.currentPageIndex(), step.page) << QKeySequence(step.key).toString().toStdString();
+    }
+    // Half way down page 1, going back goes to its top first.
+    h.canvas.goToPage(1);
+    h.scroll()->setValue(h.scroll()->value() + 300);
+    QTest::keyClick(&h.canvas, Qt::Key_PageUp);
+    EXPECT_EQ(h.scroll()->value(),
+              static_cast<int>(std::lround(h.canvas.pageRectInViewport(1).top())) + h.scroll()->value() - 6);
+    EXPECT_EQ((std::vector<qint64>{1, 2, 1, 4, 3, 0, 1}), announced);
 }
 
 }  // namespace

@@ -29,9 +29,10 @@ struct Drawer {
     int stopped = 0;
     std::atomic<bool> hold = true;
 
-    QImage draw(std::int64_t page, double scale, PreviewAbort& abort) {
+    QImage draw(std::int64_t page, double scale, const QRect& tile, PreviewAbort& abort) {
         std::unique_lock lock(mutex);
         started += (scale == kScale[0] ? " c" : " t") + std::to_string(page);
+        if (!tile.isNull()) started += "#" + std::to_string(tile.x() / 16);
         changed.notify_all();
         while (hold && !abort.aborted())
             changed.wait_for(lock, std::chrono::milliseconds(1));
@@ -40,10 +41,11 @@ struct Drawer {
     }
 };
 
-// "c1,2": the canvas wants pages 1, 2; "t": thumbnails want none; "*0": page 0 painted; "x": closed
+// "c1,2": the canvas wants pages 1, 2; "c1#2": the third tile of page 1; "t": thumbnails want
+// none; "*0": page 0 painted; "x": closed
 struct Want {
     char viewer;
-    std::vector<int> pages;
+    std::vector<std::pair<int, QRect>> pages;
 };
 
 std::vector<Want> script(const std::string& text) {
@@ -52,8 +54,12 @@ std::vector<Want> script(const std::string& text) {
     for (std::string word; words >> word;) {
         std::istringstream pages(word.substr(1));
         wants.push_back({word[0], {}});
-        for (std::string page; std::getline(pages, page, ',');)
-            wants.back().pages.push_back(std::stoi(page));
+        for (std::string page; std::getline(pages, page, ',');) {
+            const auto hash = page.find('#');
+            const QRect tile =
+                hash == std::string::npos ? QRect() : QRect(16 * std::stoi(page.substr(hash + 1)), 0, 16, 16);
+            wants.back().pages.push_back({std::stoi(page), tile});
+        }
     }
     return wants;
 }
@@ -75,9 +81,9 @@ protected:
     void apply(const Want& w) {
         const int v = w.viewer == 't';
         std::vector<PageRenderService::Wish> wishes;
-        for (int page : w.pages) {
+        for (const auto& [page, tile] : w.pages) {
             if (w.viewer == '*') service->image(page, kScale[0]);
-            wishes.push_back({page, kScale[v]});
+            wishes.push_back({page, kScale[v], tile});
         }
         if (w.viewer == 'x') service.reset();  // would hang if a held draw were not told to stop
         if (w.viewer == 'c' || w.viewer == 't') service->want(PageRenderService::Viewer(v), wishes);
@@ -89,8 +95,11 @@ protected:
         std::string s;
         for (int v = 0; service && v < 2; ++v)
             for (int page = 0; page < 10; ++page)
-                if (kept ? service->has(page, kScale[v]) : v == 0 && service->hasFailed(page))
-                    s += (kept ? (v ? " t" : " c") : " ") + std::to_string(page);
+                for (int tile = -1; tile < (kept ? 2 : 0); ++tile)
+                    if (kept ? service->has(page, kScale[v], tile < 0 ? QRect() : QRect(16 * tile, 0, 16, 16))
+                             : v == 0 && service->hasFailed(page))
+                        s += (kept ? (v ? " t" : " c") : " ") + std::to_string(page) +
+                             (tile < 0 ? "" : "#" + std::to_string(tile));
         return s;
     }
 
@@ -102,7 +111,9 @@ TEST_P(RenderServiceTest, DrawsInOrderAndKeepsWhatFinishedUnstoppedWithinItsBudg
     const RenderCase& c = GetParam();
     service = std::make_unique<PageRenderService>(
         testing::documentOf(std::vector<testing::PageSpec>(10)), c.budget,
-        [d = drawer](std::int64_t page, double scale, PreviewAbort& abort) { return d->draw(page, scale, abort); });
+        [d = drawer](std::int64_t page, double scale, const QRect& tile, PreviewAbort& abort) {
+        return d->draw(page, scale, tile, abort);
+        });
     for (const Want& w : script(c.held)) {
         apply(w);
         std::unique_lock lock(drawer->mutex);
@@ -139,7 +150,10 @@ INSTANTIATE_TEST_SUITE_P(
         RenderCase{"wanted_stay_beyond_the_budget_until_unwanted", "", "c4,5,6,7,8 c8", " c4 c5 c6 c7 c8", " c6 c7 c8",
                    0, "", kThreePages},
         RenderCase{"thumbnails_protect_their_pages_too", "", "t0 c1,2,4 c5", " t0 c1 c2 c4 c5", " c4 c5 t0", 0, "",
-                   kThreePages}),
+                   kThreePages},
+        RenderCase{"tiles_are_kept_apart_from_the_whole_page_and_each_other", "c1#1", "c1#0,1#1,1 c2#1",
+                   " c1#1 c1#0 c1 c2#1", " c1 c1#0 c1#1 c2#1", 0, ""},
+        RenderCase{"a_tile_no_longer_wanted_is_stopped", "c1#0 c1#1", "", " c1#0 c1#1", " c1#1", 1, ""}),
     [](const auto& param) { return std::string(param.param.name); });
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "workspace/editing_layout.h"
 #include "workspace/inspector_panel.h"
 #include "workspace/landing_view.h"
+#include "workspace/page_indicator.h"
 #include "workspace/page_sidebar.h"
 #include "workspace/quick_guide_strip.h"
 
@@ -28,6 +29,8 @@
 #include <QUrl>
 
 #include <gtest/gtest.h>
+
+#include <functional>
 
 namespace norvane {
 namespace {
@@ -330,12 +333,20 @@ TEST_F(LayoutTest, HitsBecomePendingRowsOnceAndEachRowRemovesExactlyItsRegion) {
     EXPECT_TRUE(inspector->viewport()->rect().contains(list->viewport()->mapTo(inspector->viewport(), last.center())));
 }
 
-TEST_F(LayoutTest, ThumbnailBadgesCountRegionsPerPageAndClickingSelectsThePage) {
+TEST_F(LayoutTest, ThumbnailsCountBadgesFollowTheReadPageAndChoosePagesByMouseKeyboardAndNumber) {
     PageSidebar* sidebar = layout->sidebar();
+    PageCanvas* canvas = layout->canvas();
+    PageIndicator* indicator = layout->pageIndicator();
     for (double x : {50.0, 150.0, 250.0})
         addRegion(1, x);
     EXPECT_EQ(sidebar->badgeCount(1), 3);
     EXPECT_EQ(sidebar->badgeCount(0), 0);
+    const auto reading = [&](qint64 page) {
+        EXPECT_EQ(canvas->currentPageIndex(), page);
+        EXPECT_EQ(sidebar->readingPage(), page);
+        EXPECT_TRUE(sidebar->viewport()->rect().contains(sidebar->rowRect(page)));
+        EXPECT_EQ(indicator->text(), QStringLiteral("Page %1 of 6").arg(page + 1));
+    };
 
     // Row 5 is further down; bring it into view the way a person would, by scrolling.
     sidebar->verticalScrollBar()->setValue(sidebar->verticalScrollBar()->maximum());
@@ -345,7 +356,104 @@ TEST_F(LayoutTest, ThumbnailBadgesCountRegionsPerPageAndClickingSelectsThePage) 
     EXPECT_EQ(model->selectedPageIndex(), 4);
     EXPECT_TRUE(sidebar->isHighlighted(4));
     EXPECT_FALSE(sidebar->isHighlighted(1));
-    EXPECT_EQ(layout->canvas()->currentPageIndex(), 4);
+    reading(4);
+
+    // Scrolling the canvas back to the top brings the first row back into the list's view.
+    canvas->verticalScrollBar()->setValue(0);
+    reading(0);
+    sidebar->setFocus();
+    for (const auto key : {Qt::Key_Down, Qt::Key_Down, Qt::Key_Up, Qt::Key_Down, Qt::Key_Down, Qt::Key_Return})
+        QTest::keyClick(sidebar, key);
+    EXPECT_EQ(model->selectedPageIndex(), 3);
+    reading(3);
+    QTest::keyClick(sidebar, Qt::Key_Home);
+    QTest::keyClick(sidebar, Qt::Key_Space);
+    reading(0);
+
+    // The page number field: out-of-range and non-numbers put the page back.
+    for (const char* typed : {"9", "0", "x", "2"}) {
+        indicator->editPage();
+        QTest::keyClicks(indicator->field(), typed);
+        QTest::keyClick(indicator->field(), Qt::Key_Return);
+    }
+    reading(1);
+    EXPECT_EQ(indicator->field()->text(), "2");
+}
+
+// The model announces a new region before the page it selects: the view must not visit the
+// previously selected page in between, nor move at all when the page is already in view.
+TEST_F(LayoutTest, EditingThePageInViewNeverMovesTheView) {
+    QScrollBar* scroll = layout->canvas()->verticalScrollBar();
+    layout->canvas()->goToPage(3);
+    scroll->setValue(scroll->value() + 200);  // reading the lower part of page 4, page 1 selected
+    int moves = 0;
+    QObject::connect(scroll, &QScrollBar::valueChanged, [&] { ++moves; });
+    const PageRect low{300, 60, 80, 20};
+    const struct {
+        const char* what;
+        std::function<void()> act;
+        int moves;
+    } steps[] =
+        {
+            {"drawing low on the page", [&] { model->addManual(3, low); }, 0},
+            {"Redact All of hits on it",
+             [&] {
+        model->setSearchResults({hit(3, {72, 500, 80, 14}, "a"), hit(3, {72, 400, 80, 14}, "a")});
+        model->addAllSearchResults();
+             },
+             0},
+            {"Undo", [&] { model->undoLast(); }, 0},
+            {"removing a region", [&] { model->remove(model->redactions().front()); }, 0},
+            {"Redact All ending on a page out of view",
+             [&] {
+        model->setSearchResults({hit(3, {72, 300, 80, 14}, "b"), hit(5, {72, 300, 80, 14}, "b")});
+        model->addAllSearchResults();
+             },
+             1},
+      };
+    for (const auto& step : steps) {
+        moves = 0;
+        step.act();
+        EXPECT_EQ(moves, step.moves) << step.what;
+    }
+    EXPECT_EQ(layout->canvas()->currentPageIndex(), 5);
+}
+
+// A box in the page-space corner that each rotation turns to the top left of the thumbnail.
+TEST(PageSidebar, ThumbnailsDrawPendingBoxesWhereThePageShowsThem) {
+    const struct {
+        PageRect media;
+        int rotate;
+        PageRect box;
+    } pages[] = {{{0, 0, 612, 792}, 0, {0, 692, 150, 100}},
+                 {{0, 0, 612, 792}, 90, {0, 0, 100, 150}},
+                 {{-70, 500, 400, 300}, 180, {230, 500, 100, 75}},
+                 {{100, -50, 300, 500}, 270, {300, 350, 100, 100}}};
+    testing::DocumentPlan plan;
+    for (const auto& p : pages)
+        plan.pages.push_back({.mediaBox = p.media, .rotate = p.rotate});
+    testing::TempDir dir;
+    testing::writeFile(dir.file("turned.pdf"), testing::buildPdf(plan));
+    testing::ModelProbe model;
+    model.open(QString::fromStdString(dir.file("turned.pdf").string()));
+    PageSidebar sidebar(model);
+    sidebar.resize(190, 900);
+    sidebar.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&sidebar));
+    for (std::size_t i = 0; i < std::size(pages); ++i)
+        model.addManual(static_cast<qint64>(i), pages[i].box);
+    for (std::size_t i = 0; i < std::size(pages); ++i) {
+        const auto page = static_cast<qint64>(i);
+        sidebar.verticalScrollBar()->setValue(sidebar.verticalScrollBar()->value() + sidebar.rowRect(page).top());
+        const QImage shot = sidebar.viewport()->grab().toImage();
+        const QRectF thumb = sidebar.thumbnailRect(page);
+        const auto gray = [&](double fx, double fy) {
+            return qGray(shot.pixel((thumb.topLeft() + QPointF(thumb.width() * fx, thumb.height() * fy)).toPoint()));
+        };
+        EXPECT_LT(gray(0.08, 0.08), 40) << "rotation " << pages[i].rotate;
+        EXPECT_GT(gray(0.6, 0.6), 200) << "rotation " << pages[i].rotate;
+        EXPECT_GT(gray(0.9, 0.1), 200) << "rotation " << pages[i].rotate;
+    }
 }
 
 // Canvas and thumbnails draw through one service per document, which goes with its document.

@@ -6,6 +6,7 @@
 #include "ui/themed_widgets.h"
 #include "ui/typography.h"
 #include "workspace/inspector_panel.h"
+#include "workspace/page_indicator.h"
 #include "workspace/page_sidebar.h"
 
 #include <QFileInfo>
@@ -58,6 +59,11 @@ EditingLayout::EditingLayout(RedactionViewModel& model, std::function<void()> op
     sidebar_ = new PageSidebar(model_, this);
     sidebar_->setFixedWidth(190);
     canvas_ = makeCanvas();
+    connect(sidebar_, &PageSidebar::pageChosen, this, [this](qint64 page) { canvas_->goToPage(page); });
+    connect(pageIndicator_, &PageIndicator::pageRequested, this, [this](qint64 page) {
+        canvas_->goToPage(page);
+        canvas_->setFocus(Qt::OtherFocusReason);
+    });
     inspector_ = new InspectorPanel(model_, this);
     inspector_->setFixedWidth(292);
     const auto rule = [this] {
@@ -133,6 +139,10 @@ QWidget* EditingLayout::buildToolbar() {
     fileName_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     fileName_->setMinimumWidth(40);
     row->addWidget(fileName_, 1);
+
+    pageIndicator_ = new PageIndicator(bar);
+    row->addWidget(pageIndicator_);
+    row->addSpacing(8);
 
     pendingSymbol_ = new theme::SymbolView(QStringLiteral("rectangle.fill"), 14, theme::secondaryText(), bar);
     pending_ = new theme::ThemedLabel(QString(), theme::font(TextStyle::Body), theme::secondaryText(), bar);
@@ -219,6 +229,10 @@ PageCanvas* EditingLayout::makeCanvas() {
     canvas->setObjectName(QStringLiteral("pageCanvas"));
     canvas->setMinimumWidth(420);
     canvas->setOnManualRedaction([this](qint64 pageIndex, const PageRect& rect) { model_.addManual(pageIndex, rect); });
+    connect(canvas, &PageCanvas::currentPageChanged, this, [this, canvas](qint64 page) {
+        sidebar_->setReadingPage(page);
+        pageIndicator_->setPage(page, canvas->document() ? canvas->document()->pageCount() : 0);
+    });
     // One set of drawn pages per document, for the canvas and the thumbnails alike.
     sidebar_->setRenderService(canvas->renderService());
     return canvas;

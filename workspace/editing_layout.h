@@ -16,6 +16,7 @@ namespace norvane {
 
 class InspectorPanel;
 class PageCanvas;
+class PageIndicator;
 class PageSidebar;
 
 namespace theme {
@@ -37,6 +38,7 @@ public:
     QLabel* pendingLabel() const;
     PageSidebar* sidebar() const { return sidebar_; }
     PageCanvas* canvas() const { return canvas_; }
+    PageIndicator* pageIndicator() const { return pageIndicator_; }
     InspectorPanel* inspector() const { return inspector_; }
     QWidget* statusBar() const { return statusBar_; }
     QProgressBar* progressBar() const { return progress_; }
@@ -57,6 +59,7 @@ private:
     QPushButton* clear_ = nullptr;
     QPushButton* export_ = nullptr;
     theme::ThemedLabel* fileName_ = nullptr;
+    PageIndicator* pageIndicator_ = nullptr;
     theme::SymbolView* pendingSymbol_ = nullptr;
     theme::ThemedLabel* pending_ = nullptr;
     PageSidebar* sidebar_ = nullptr;

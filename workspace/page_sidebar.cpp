@@ -4,6 +4,7 @@
 #include "ui/theme.h"
 #include "ui/typography.h"
 
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScrollBar>
@@ -32,14 +33,16 @@ PageSidebar::PageSidebar(RedactionViewModel& model, QWidget* parent) : QAbstract
     setObjectName(QStringLiteral("pageSidebar"));
     setFrameShape(QFrame::NoFrame);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    setFocusPolicy(Qt::StrongFocus);
     verticalScrollBar()->setSingleStep(40);
     wantTimer_.setSingleShot(true);
     wantTimer_.setInterval(0);
     connect(&wantTimer_, &QTimer::timeout, this, &PageSidebar::requestVisibleThumbnails);
 
     connect(&model_, &RedactionViewModel::documentChanged, this, &PageSidebar::relayout);
-    connect(&model_, &RedactionViewModel::redactionsChanged, viewport(), qOverload<>(&QWidget::update));
+    connect(&model_, &RedactionViewModel::redactionsChanged, this, &PageSidebar::syncBoxes);
+    connect(&model_, &RedactionViewModel::evenWidthBoxesChanged, this, &PageSidebar::syncBoxes);
     connect(&model_, &RedactionViewModel::selectedPageIndexChanged, viewport(), qOverload<>(&QWidget::update));
     relayout();
 }
@@ -71,6 +74,9 @@ void PageSidebar::relayout() {
             setRenderService(nullptr);  // the old document's pages go with it
         }
         verticalScrollBar()->setValue(0);
+        readingPage_.reset();
+        focusRow_.reset();
+        syncBoxes();
     }
     rows_.clear();
     int y = kOuterPadding;
@@ -109,9 +115,88 @@ std::optional<qint64> PageSidebar::rowAt(const QPoint& viewportPoint) const {
     return static_cast<qint64>(it - rows_.begin());
 }
 
+void PageSidebar::syncBoxes() {
+    // The boxes the export will burn in, so the thumbnails show what the copy will show.
+    boxes_.assign(model_.exportedRedactions(), document_ ? document_->pageCount() : 0,
+                  [](const RedactionRegion& region) { return region.rect; });
+    viewport()->update();
+}
+
 qint64 PageSidebar::badgeCount(qint64 pageIndex) const {
-    return std::count_if(model_.redactions().begin(), model_.redactions().end(),
-                         [&](const RedactionRegion& r) { return r.pageIndex == pageIndex; });
+    return static_cast<qint64>(boxes_.on(pageIndex).size());
+}
+
+void PageSidebar::setReadingPage(qint64 pageIndex) {
+    if (pageIndex < 0 || pageIndex >= static_cast<qint64>(rows_.size()) || readingPage_ == pageIndex) {
+        return;
+    }
+    readingPage_ = pageIndex;
+    focusRow_ = pageIndex;  // the keyboard goes on from the page being read
+    scrollToRow(pageIndex);
+    viewport()->update();
+}
+
+void PageSidebar::scrollToRow(qint64 pageIndex) {
+    const QRect row = rowRect(pageIndex);
+    QScrollBar* bar = verticalScrollBar();
+    if (row.top() < 0) {
+        bar->setValue(bar->value() + row.top() - kOuterPadding);
+    } else if (row.bottom() > viewport()->height()) {
+        bar->setValue(bar->value() + row.bottom() - viewport()->height() + kOuterPadding);
+    }
+}
+
+void PageSidebar::choose(qint64 pageIndex) {
+    model_.setSelectedPageIndex(pageIndex);
+    emit pageChosen(pageIndex);
+}
+
+void PageSidebar::keyPressEvent(QKeyEvent* event) {
+    const auto count = static_cast<qint64>(rows_.size());
+    if (count == 0) {
+        QAbstractScrollArea::keyPressEvent(event);
+        return;
+    }
+    const qint64 from = focusRow_.value_or(std::clamp<qint64>(model_.selectedPageIndex(), 0, count - 1));
+    std::optional<qint64> to;
+    switch (event->key()) {
+        case Qt::Key_Up:
+            to = std::max<qint64>(from - 1, 0);
+            break;
+        case Qt::Key_Down:
+            to = std::min(from + 1, count - 1);
+            break;
+        case Qt::Key_Home:
+            to = 0;
+            break;
+        case Qt::Key_End:
+            to = count - 1;
+            break;
+        case Qt::Key_Return:
+        case Qt::Key_Enter:
+        case Qt::Key_Space:
+            choose(from);
+            break;
+        default:
+            QAbstractScrollArea::keyPressEvent(event);
+            return;
+    }
+    if (to) {
+        focusRow_ = *to;
+        scrollToRow(*to);
+        viewport()->update();
+    }
+    event->accept();
+}
+
+QRectF PageSidebar::thumbnailRect(qint64 pageIndex) const {
+    const QRect row = rowRect(pageIndex);
+    if (row.isNull()) {
+        return {};
+    }
+    const QSizeF thumb = thumbnailSize(pageIndex);
+    return {row.left() + (row.width() - thumb.width()) / 2.0, row.top() + static_cast<double>(kRowPadding),
+            thumb.width(), thumb.height()};
 }
 
 double PageSidebar::thumbnailPixelsPerPoint(qint64 pageIndex) const {
@@ -133,7 +218,7 @@ void PageSidebar::requestVisibleThumbnails() {
         std::lower_bound(rows_.begin(), rows_.end(), top, [](const QRect& r, int y) { return r.bottom() < y; });
     for (auto it = start; it != rows_.end() && it->top() <= bottom; ++it) {
         const auto index = static_cast<qint64>(it - rows_.begin());
-        wishes.push_back({index, thumbnailPixelsPerPoint(index)});
+        wishes.push_back({index, thumbnailPixelsPerPoint(index), {}});
     }
     renders_->want(PageRenderService::Viewer::thumbnails, std::move(wishes));
 }
@@ -158,9 +243,7 @@ void PageSidebar::paintEvent(QPaintEvent* event) {
         painter.setBrush(isHighlighted(index) ? theme::withAlpha(theme::teal(), 0.12) : QColor(Qt::transparent));
         painter.drawRoundedRect(QRectF(row), 10, 10);
 
-        const QSizeF thumb = thumbnailSize(index);
-        const QRectF thumbRect(row.left() + (row.width() - thumb.width()) / 2.0, row.top() + kRowPadding, thumb.width(),
-                               thumb.height());
+        const QRectF thumbRect = thumbnailRect(index);
         const QImage image = renders_ ? renders_->image(index, thumbnailPixelsPerPoint(index)) : QImage();
         if (image.isNull()) {
             painter.fillRect(thumbRect, QColor(252, 252, 252));
@@ -168,9 +251,30 @@ void PageSidebar::paintEvent(QPaintEvent* event) {
             painter.setRenderHint(QPainter::SmoothPixmapTransform);
             painter.drawImage(thumbRect, image);
         }
+        const PdfPageInfo& page = document_->page(index);
+        const double toThumb = thumbRect.width() / displayedPageSize(page).width();
+        painter.save();
+        painter.setClipRect(thumbRect);
+        for (const PageRect& box : boxes_.on(index)) {
+            const QRectF shown = pageRectToDisplayed(page, box);
+            // At least a pixel, so a thin box still shows at thumbnail size.
+            painter.fillRect(QRectF(thumbRect.topLeft() + shown.topLeft() * toThumb,
+                                    (shown.size() * toThumb).expandedTo(QSizeF(1, 1))),
+                             Qt::black);
+        }
+        painter.restore();
         painter.setPen(QPen(theme::separatorColor(pal), 1.0));
         painter.setBrush(Qt::NoBrush);
         painter.drawRect(thumbRect.adjusted(-0.5, -0.5, 0.5, 0.5));
+        // The page being read: an outline in the text colour, apart from the teal selection.
+        if (readingPage_ == index) {
+            painter.setPen(QPen(theme::labelColor(pal), 2.0));
+            painter.drawRect(thumbRect.adjusted(-2.5, -2.5, 2.5, 2.5));
+        }
+        if (hasFocus() && focusRow_ == index) {
+            painter.setPen(QPen(theme::labelColor(pal), 1.0, Qt::DashLine));
+            painter.drawRoundedRect(QRectF(row).adjusted(1.5, 1.5, -1.5, -1.5), 9, 9);
+        }
 
         const int labelTop = static_cast<int>(std::ceil(thumbRect.bottom())) + kLabelSpacing;
         const QRect labelRect(row.left() + kRowPadding, labelTop, row.width() - 2 * kRowPadding, captionHeight());
@@ -212,7 +316,8 @@ void PageSidebar::mousePressEvent(QMouseEvent* event) {
 void PageSidebar::mouseReleaseEvent(QMouseEvent* event) {
     const auto row = rowAt(event->position().toPoint());
     if (event->button() == Qt::LeftButton && row && row == pressedRow_) {
-        model_.setSelectedPageIndex(*row);
+        focusRow_ = *row;
+        choose(*row);
     }
     pressedRow_.reset();
     QAbstractScrollArea::mouseReleaseEvent(event);

@@ -7,6 +7,7 @@
 #include "workspace/editing_layout.h"
 #include "workspace/inspector_panel.h"
 #include "workspace/landing_view.h"
+#include "workspace/page_indicator.h"
 #include "workspace/quick_guide_strip.h"
 
 #include <QFileDialog>
@@ -244,6 +245,16 @@ void WorkspaceScreen::focusSearchField() {
         QLineEdit* field = d_->editing->inspector()->searchField();
         field->setFocus(Qt::ShortcutFocusReason);
         field->selectAll();
+    }
+}
+
+PageCanvas* WorkspaceScreen::canvas() const {
+    return d_->editing && d_->model->document() ? d_->editing->canvas() : nullptr;
+}
+
+void WorkspaceScreen::editPageNumber() {
+    if (d_->editing) {
+        d_->editing->pageIndicator()->editPage();
     }
 }
 

@@ -11,6 +11,7 @@
 
 namespace norvane {
 
+class PageCanvas;
 class WorkspaceScreenPrivate;
 
 class WorkspaceScreen : public QWidget {
@@ -25,6 +26,9 @@ public:
     // Like importing: the first file is opened, the rest are queued.
     void openFiles(const QStringList& paths);
     void focusSearchField();
+    // The pages of the open document (none without one), and its page number field.
+    PageCanvas* canvas() const;
+    void editPageNumber();
 
     bool canExport() const;
     void exportSecureCopy();
