@@ -19,6 +19,7 @@ class PageCanvas;
 class PageSidebar;
 
 namespace theme {
+class ElidedLabel;
 class ThemedLabel;
 class SymbolView;
 }  // namespace theme
@@ -33,7 +34,7 @@ public:
     QPushButton* undoButton() const { return undo_; }
     QPushButton* clearButton() const { return clear_; }
     QPushButton* exportButton() const { return export_; }
-    QLabel* fileNameLabel() const;
+    theme::ElidedLabel* fileNameLabel() const;
     QLabel* pendingLabel() const;
     PageSidebar* sidebar() const { return sidebar_; }
     PageCanvas* canvas() const { return canvas_; }
@@ -56,7 +57,7 @@ private:
     QPushButton* undo_ = nullptr;
     QPushButton* clear_ = nullptr;
     QPushButton* export_ = nullptr;
-    theme::ThemedLabel* fileName_ = nullptr;
+    theme::ElidedLabel* fileName_ = nullptr;
     theme::SymbolView* pendingSymbol_ = nullptr;
     theme::ThemedLabel* pending_ = nullptr;
     PageSidebar* sidebar_ = nullptr;
