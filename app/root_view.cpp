@@ -9,6 +9,7 @@
 #include "workspace/workspace_screen.h"
 
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QListWidget>
 #include <QSplitter>
 #include <QVBoxLayout>
@@ -38,6 +39,54 @@ const SidebarEntry& entryFor(RedactionSidebarItem item) {
 }
 
 constexpr int kRawValueRole = Qt::UserRole + 1;
+
+// The arrows move the keyboard's place between the section rows and leave the shown section
+// alone; Return or Space opens the section there. The place is ringed, the section filled.
+class SidebarList : public QListWidget {
+public:
+    SidebarList() { setFocusPolicy(Qt::TabFocus); }
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override {
+        const int from = currentRow() < 0 ? (event->key() == Qt::Key_Up ? count() : -1) : currentRow();
+        switch (event->key()) {
+            case Qt::Key_Up:
+                return moveTo(from, -1);
+            case Qt::Key_Down:
+                return moveTo(from, 1);
+            case Qt::Key_Home:
+                return moveTo(-1, 1);
+            case Qt::Key_End:
+                return moveTo(count(), -1);
+            case Qt::Key_Return:
+            case Qt::Key_Enter:
+            case Qt::Key_Space:
+                if (QListWidgetItem* row = currentItem(); row && row->flags().testFlag(Qt::ItemIsSelectable)) {
+                    setCurrentItem(row, QItemSelectionModel::ClearAndSelect);
+                }
+                return;
+            default:
+                QWidget::keyPressEvent(event);  // no type-to-select: a letter must not switch sections
+        }
+    }
+
+    void focusInEvent(QFocusEvent* event) override {
+        QListWidget::focusInEvent(event);
+        // Entering with Tab starts on the section shown, or the first one.
+        if (!currentItem() || !currentItem()->flags().testFlag(Qt::ItemIsSelectable)) moveTo(-1, 1);
+    }
+
+private:
+    // To the next section row from `row` in `step`'s direction; stays put at the ends.
+    void moveTo(int row, int step) {
+        for (int next = row + step; next >= 0 && next < count(); next += step) {
+            if (item(next)->flags().testFlag(Qt::ItemIsSelectable)) {
+                selectionModel()->setCurrentIndex(indexFromItem(item(next)), QItemSelectionModel::NoUpdate);
+                return;
+            }
+        }
+    }
+};
 
 }  // namespace
 
@@ -77,7 +126,7 @@ RootView::RootView(SharedServices services, QWidget* parent) : QWidget(parent), 
     splitter_->setHandleWidth(1);
     layout->addWidget(splitter_);
 
-    sidebar_ = new QListWidget;
+    sidebar_ = new SidebarList;
     sidebar_->setObjectName(QStringLiteral("sidebar"));
     sidebar_->setMinimumWidth(sidebarMinimumWidth);
     sidebar_->setMaximumWidth(sidebarMaximumWidth);
@@ -85,11 +134,13 @@ RootView::RootView(SharedServices services, QWidget* parent) : QWidget(parent), 
     sidebar_->setSelectionMode(QAbstractItemView::SingleSelection);
     sidebar_->setIconSize(QSize(16, 16));
     sidebar_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    sidebar_->setFocusPolicy(Qt::NoFocus);
     sidebar_->setStyleSheet(QStringLiteral(
-        "QListWidget#sidebar { background: palette(window); padding: 8px 10px; }"
-        "QListWidget#sidebar::item { border-radius: 6px; padding: 0px 6px; color: palette(window-text); }"
-        "QListWidget#sidebar::item:selected { background: palette(highlight); color: palette(highlighted-text); }"));
+        "QListWidget#sidebar { background: palette(window); padding: 8px 10px; outline: 0; }"
+        "QListWidget#sidebar::item { border: 2px solid transparent; border-radius: 6px; padding: 0px 4px;"
+        " color: palette(window-text); }"
+        "QListWidget#sidebar::item:selected { background: palette(highlight); color: palette(highlighted-text); }"
+        "QListWidget#sidebar::item:focus { border-color: palette(highlight); }"
+        "QListWidget#sidebar::item:selected:focus { border-color: palette(window-text); }"));
 
     // Brand block: not selectable, no tag.
     auto* brand = new QListWidgetItem(sidebar_);

@@ -7,16 +7,24 @@
 #include "app/app_icon.h"
 #include "app/main_window.h"
 #include "app/root_view.h"
+#include "history/recent_redactions_view.h"
 #include "model/services.h"
 #include "ui/theme.h"
+#include "workspace/quick_guide_strip.h"
 #include "workspace/workspace_screen.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QIcon>
+#include <QKeyEvent>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPainter>
 #include <QPixmap>
+#include <QPushButton>
 #include <QStyleFactory>
 #include <QTemporaryDir>
 #include <QTextStream>
@@ -90,6 +98,14 @@ struct Context {
     SharedServices empty;  // an empty history
     SharedServices full;   // a few exports in the history
     QString samplePath;
+
+    // The sample again under another name.
+    QString copy(const QString& name) const {
+        const QString path = workDir.filePath(name);
+        QFile::remove(path);
+        QFile::copy(samplePath, path);
+        return path;
+    }
 };
 
 // Builds the widget to photograph; the tool owns and deletes it.
@@ -105,6 +121,20 @@ MainWindow* windowOn(SharedServices services, std::optional<RedactionSidebarItem
     auto* window = new MainWindow(std::move(services));
     window->rootView()->setSelection(item);
     return window;
+}
+
+// For what needs the window on screen first: popups, dialogs, hover and keyboard focus.
+MainWindow* onceShown(MainWindow* window, const std::function<void(MainWindow*)>& then) {
+    window->resize(MainWindow::defaultWidth, MainWindow::defaultHeight);
+    window->show();
+    QApplication::setActiveWindow(window);
+    settle(400);
+    then(window);
+    return window;
+}
+
+QuickGuideStrip* stripOf(QWidget* window) {
+    return window->findChild<QuickGuideStrip*>();
 }
 
 // ---- editing states: a scripted save dialog and engine, so an export ends on cue ----
@@ -155,6 +185,7 @@ EngineCalls scriptedExport(Ending outcome) {
 // export; any task is cancelled when the picture has been taken.
 MainWindow* editingScene(Context& c, Ending ending, const std::function<void(RedactionViewModel&)>& setUp) {
     auto services = std::make_shared<Services>(*c.empty);
+    services->history = std::make_shared<RecentRedactionStore>(std::nullopt);  // exports here stay out of the pictures
     services->desktop =
         std::make_shared<ScriptedDesktop>(c.workDir.filePath(QStringLiteral("separation-agreement-redacted.pdf")));
     services->engine = scriptedExport(ending);
@@ -171,6 +202,15 @@ void markSample(RedactionViewModel& model) {
     model.findNativeText();
     model.addAllSearchResults();
     model.addManual(0, PageRect{70, 530, 190, 22});
+}
+
+// Three PDFs chosen at once, the first with a long name: two wait in the queue.
+MainWindow* queueScene(Context& c) {
+    MainWindow* window = windowOn(c.empty, RedactionSidebarItem::redaction);
+    window->openFiles({c.copy(QStringLiteral("Hernandez v. Northgate Logistics - deposition exhibits of the records "
+                                             "custodian, third-party subpoena responses (final, signed).pdf")),
+                       c.copy(QStringLiteral("offer-letter.pdf")), c.copy(QStringLiteral("board-minutes-2025.pdf"))});
+    return window;
 }
 
 const std::vector<Scene>& scenes() {
@@ -227,7 +267,50 @@ const std::vector<Scene>& scenes() {
         });
          },
          900},
+        {"editing-queue", queueScene, 900},
+        {"editing-alert",
+         [](Context& c) {
+        return onceShown(queueScene(c), [](MainWindow* window) {
+            markSample(window->rootView()->workspace()->model());
+            window->findChild<QPushButton*>(QStringLiteral("openNextPdf"))->click();  // refused: regions pending
+        });
+         },
+         900},
+        {"editing-guide-popover",
+         [](Context& c) {
+        return onceShown(windowOn(c.empty, RedactionSidebarItem::redaction), [&c](MainWindow* window) {
+            window->openFiles({c.samplePath});
+            settle(300);
+            stripOf(window)->chip(GuideItem::ocr)->click();
+        });
+         },
+         900},
+        {"editing-guide-hover",
+         [](Context& c) {
+        return onceShown(windowOn(c.empty, RedactionSidebarItem::redaction), [&c](MainWindow* window) {
+            window->openFiles({c.samplePath});
+            settle(300);
+            stripOf(window)->pointerEntered(GuideItem::findText);
+            stripOf(window)->chip(GuideItem::secureExport)->setFocus(Qt::TabFocusReason);  // the keyboard's ring
+        });
+         },
+         900},
+        {"sidebar-keyboard",
+         [](Context& c) {
+        return onceShown(windowOn(c.empty, RedactionSidebarItem::redaction), [](MainWindow* window) {
+            QListWidget* sidebar = window->rootView()->sidebar();
+            sidebar->setFocus(Qt::TabFocusReason);
+            QKeyEvent down(QEvent::KeyPress, Qt::Key_Down, Qt::NoModifier);
+            QApplication::sendEvent(sidebar, &down);  // the ring moves on; "Redaction" stays selected
+        });
+         }},
         {"history", [](Context& c) { return windowOn(c.full, RedactionSidebarItem::recent); }},
+        {"history-clear-confirm",
+         [](Context& c) {
+        return onceShown(windowOn(c.full, RedactionSidebarItem::recent), [](MainWindow* window) {
+            RecentRedactionsView::clearConfirmation(window->rootView()->detail())->open();
+        });
+         }},
         {"history-empty", [](Context& c) { return windowOn(c.empty, RedactionSidebarItem::recent); }},
         {"guide", [](Context& c) { return windowOn(c.empty, RedactionSidebarItem::howTo); }},
         {"about", [](Context&) { return new AboutPanel(nullptr); }},
@@ -241,7 +324,22 @@ bool shoot(const Scene& scene, Context& context, const QString& outputDir, const
     widget->show();
     settle(scene.settleMs);
     const QString path = QDir(outputDir).filePath(QString::fromUtf8(scene.name) + suffix + QStringLiteral(".png"));
-    const bool saved = widget->grab().save(path);
+    // Popovers and dialogs are windows of their own: drawn over the picture where they stand.
+    QPixmap picture = widget->grab();
+    QPainter painter(&picture);
+    const auto ownedBy = [widget](const QWidget* other) {
+        for (const QWidget* up = other->parentWidget(); up; up = up->parentWidget()) {
+            if (up == widget) return true;
+        }
+        return false;
+    };
+    for (QWidget* other : QApplication::topLevelWidgets()) {
+        if (other->isVisible() && ownedBy(other)) {
+            painter.drawPixmap(other->mapToGlobal(QPoint()) - widget->mapToGlobal(QPoint()), other->grab());
+        }
+    }
+    painter.end();
+    const bool saved = picture.save(path);
     std::fprintf(stderr, "%s %s\n", saved ? "wrote" : "FAILED", qPrintable(path));
     widget->close();
     delete widget;
@@ -253,6 +351,7 @@ bool shoot(const Scene& scene, Context& context, const QString& outputDir, const
 
 int main(int argc, char** argv) {
     setenv("QT_QPA_PLATFORM", "offscreen", 0);
+    setenv("TZ", "UTC", 1);  // history times read the same everywhere
     QTemporaryDir dataHome;
     if (!dataHome.isValid()) return 1;
 
@@ -269,17 +368,36 @@ int main(int argc, char** argv) {
     QDir work(dataHome.path());
     auto emptyStore =
         std::make_shared<RecentRedactionStore>(work.filePath(QStringLiteral("empty/recent-redactions.json")));
-    auto fullStore =
-        std::make_shared<RecentRedactionStore>(work.filePath(QStringLiteral("full/recent-redactions.json")));
-    fullStore->add(QStringLiteral("board-minutes-2025.pdf"),
-                   QStringLiteral("/home/alex/Documents/Board/board-minutes-2025-redacted.pdf"), 12, 31, true);
-    fullStore->add(QStringLiteral("witness statement (scan).pdf"),
-                   QStringLiteral("/home/alex/Documents/Cases/2026/Hernandez v. Northgate Logistics/Discovery/"
-                                  "Production Set 04/Third-party subpoena responses/Exhibits for deposition of the "
-                                  "records custodian/witness statement (scan)-redacted.pdf"),
-                   3, 7, false);
-    fullStore->add(QStringLiteral("offer-letter.pdf"), QStringLiteral("/home/alex/Desktop/offer-letter-redacted.pdf"),
-                   1, 1, true);
+    // Fixed ids, times and paths, so the history pictures change only when the screen does.
+    const auto record = [](int n, const char* exportedAt, const char* name, const char* output, qint64 pages,
+                           qint64 regions, bool passed) {
+        return RecentRedactionRecord{QUuid(QStringLiteral("00000000-0000-4000-8000-00000000000%1").arg(n)),
+                                     QDateTime::fromString(QString::fromLatin1(exportedAt), Qt::ISODate),
+                                     QString::fromUtf8(name),
+                                     QString::fromUtf8(output),
+                                     pages,
+                                     regions,
+                                     passed};
+    };
+    const QString fullPath = work.filePath(QStringLiteral("full/recent-redactions.json"));
+    if (!QDir().mkpath(QFileInfo(fullPath).path())) return 1;
+    {
+        QFile full(fullPath);
+        const QByteArray json = RecentRedactionStore::encode({
+            record(1, "2026-03-14T16:42:00Z", "offer-letter.pdf", "/home/alex/Desktop/offer-letter-redacted.pdf", 1, 1,
+                   true),
+            record(2, "2026-03-12T09:05:00Z",
+                   "Hernandez v. Northgate Logistics - witness statement of the records custodian (scan, final).pdf",
+                   "/home/alex/Documents/Cases/2026/Hernandez v. Northgate Logistics/Discovery/Production Set 04/"
+                   "Third-party subpoena responses/Exhibits for deposition of the records custodian/witness "
+                   "statement (scan)-redacted.pdf",
+                   3, 7, false),
+            record(3, "2026-02-27T18:30:00Z", "board-minutes-2025.pdf",
+                   "/home/alex/Documents/Board/board-minutes-2025-redacted.pdf", 12, 31, true),
+        });
+        if (!full.open(QIODevice::WriteOnly) || full.write(json) != json.size()) return 1;
+    }
+    auto fullStore = std::make_shared<RecentRedactionStore>(fullPath);
 
     const QString samplePath = work.filePath(QStringLiteral("separation-agreement.pdf"));
     {

@@ -103,7 +103,7 @@ RecentRedactionsView::RecentRedactionsView(RecentRedactionStore& store, std::sha
     auto* scroll = new QScrollArea;
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setWidgetResizable(true);
-    scroll->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    scroll->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     scroll->viewport()->setAutoFillBackground(false);
     listHolder_ = new QWidget;
@@ -129,19 +129,24 @@ QList<QWidget*> RecentRedactionsView::cards() const {
     return result;
 }
 
-bool RecentRedactionsView::askToClear(QWidget* parent) {
-    QMessageBox box(parent);
-    box.setIcon(QMessageBox::Warning);
-    box.setWindowTitle(QStringLiteral("Norvane - Redaction Tool"));
-    box.setText(QStringLiteral("Clear local redaction history?"));
-    box.setInformativeText(
+QMessageBox* RecentRedactionsView::clearConfirmation(QWidget* parent) {
+    auto* box = new QMessageBox(parent);
+    box->setIcon(QMessageBox::Warning);
+    box->setWindowTitle(QStringLiteral("Norvane - Redaction Tool"));
+    box->setText(QStringLiteral("Clear local redaction history?"));
+    box->setInformativeText(
         QStringLiteral("This removes only Norvane's local history list. It does not delete any PDF."));
-    QPushButton* clear = box.addButton(QStringLiteral("Clear History"), QMessageBox::DestructiveRole);
-    QPushButton* cancel = box.addButton(QMessageBox::Cancel);
-    box.setDefaultButton(cancel);
-    box.setEscapeButton(cancel);
-    box.exec();
-    return box.clickedButton() == clear;
+    box->addButton(QStringLiteral("Clear History"), QMessageBox::DestructiveRole);
+    QPushButton* cancel = box->addButton(QMessageBox::Cancel);
+    box->setDefaultButton(cancel);
+    box->setEscapeButton(cancel);
+    return box;
+}
+
+bool RecentRedactionsView::askToClear(QWidget* parent) {
+    const std::unique_ptr<QMessageBox> box(clearConfirmation(parent));
+    box->exec();
+    return box->clickedButton() && box->buttonRole(box->clickedButton()) == QMessageBox::DestructiveRole;
 }
 
 void RecentRedactionsView::requestClear() {
@@ -186,10 +191,11 @@ QWidget* RecentRedactionsView::makeCard(const RecentRedactionRecord& record) {
 
     auto* texts = new QVBoxLayout;
     texts->setSpacing(4);
-    auto* name = new ThemedLabel(record.sourceName, theme::font(TextStyle::Headline));
+    auto* name = new ElidedLabel(record.sourceName, theme::font(TextStyle::Headline), primaryText(), Qt::ElideMiddle);
     name->setObjectName(QStringLiteral("sourceName"));
     texts->addWidget(name);
-    auto* pathLabel = new MiddleElidedLabel(record.outputPath, theme::font(TextStyle::Caption));
+    auto* pathLabel =
+        new ElidedLabel(record.outputPath, theme::font(TextStyle::Caption), secondaryText(), Qt::ElideMiddle);
     pathLabel->setObjectName(QStringLiteral("outputPath"));
     texts->addWidget(pathLabel);
     auto* counts = new ThemedLabel(exportCountsText(record.pageCount, record.redactionCount),

@@ -12,6 +12,7 @@
 #include <functional>
 #include <memory>
 
+class QMessageBox;
 class QPushButton;
 class QStackedWidget;
 class QVBoxLayout;
@@ -44,6 +45,8 @@ public:
 
     // The standard confirmation: title, one destructive action, the message, and Cancel.
     static bool askToClear(QWidget* parent);
+    // That confirmation, not yet shown; "Clear History" has the destructive role.
+    static QMessageBox* clearConfirmation(QWidget* parent);
 
 public slots:
     void requestClear();

@@ -141,6 +141,30 @@ TEST_F(ShellTest, SelectingASectionReplacesTheScreenWithAFreshOne) {
     EXPECT_EQ(root.workspace(), shown.data());
 }
 
+// Tab reaches the sidebar, at the section shown; there the arrows move the keyboard's place
+// and only Return, Enter or Space open the section there.
+TEST_F(ShellTest, TabReachesTheSidebarWhoseArrowsMoveAndWhoseReturnOrSpaceOpensASection) {
+    MainWindow window(services.shared);
+    window.show();
+    QApplication::setActiveWindow(&window);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    QListWidget* sidebar = window.rootView()->sidebar();
+    for (int press = 0; press < 40 && !sidebar->hasFocus(); ++press)
+        QTest::keyClick(QApplication::focusWidget() ? QApplication::focusWidget() : &window, Qt::Key_Tab);
+    ASSERT_TRUE(sidebar->hasFocus());
+    const Qt::Key keys[] = {Qt::Key_Up,   Qt::Key_Down, Qt::Key_End,   Qt::Key_Down, Qt::Key_R,    Qt::Key_Return,
+                            Qt::Key_Home, Qt::Key_Down, Qt::Key_Space, Qt::Key_Up,   Qt::Key_Enter};
+    QStringList seen;  // the keyboard's place, then the section shown
+    for (const Qt::Key key : keys) {
+        QTest::keyClick(sidebar, key);
+        seen << sidebar->currentItem()->text() + " > " + rawValue(*window.rootView()->selection());
+    }
+    EXPECT_EQ(seen.join(", "),
+              "Redaction > Redaction, Recent Redactions > Redaction, How to Use > Redaction, How to Use > Redaction, "
+              "How to Use > Redaction, How to Use > How to Use, Redaction > How to Use, Recent Redactions > How to "
+              "Use, Recent Redactions > Recent Redactions, Redaction > Recent Redactions, Redaction > Redaction");
+}
+
 TEST_F(ShellTest, WorkspaceCommandsAreEnabledOnlyWhenTheyCanRunAndAnswerTheirShortcuts) {
     MainWindow window(services.shared);
     window.show();

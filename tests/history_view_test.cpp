@@ -85,7 +85,7 @@ TEST_F(HistoryViewTest, CardsShowTheirFactsVerbatimAndRevealThePathAsRecorded) {
               "<b>Überweisung</b> &amp; co.pdf | 12 pages \u00B7 0 redactions | exclamationmark.triangle.fill");
 
     // A long path keeps its beginning and its end; the file never existed, yet its path is revealed.
-    const QString shown = cards[0]->findChild<theme::MiddleElidedLabel*>(QStringLiteral("outputPath"))->displayedText();
+    const QString shown = cards[0]->findChild<theme::ElidedLabel*>(QStringLiteral("outputPath"))->displayedText();
     EXPECT_TRUE(shown.startsWith(longPath.left(5)) && shown.endsWith(QStringLiteral("-redacted.pdf")) &&
                 shown.contains(QChar(0x2026)))
         << shown.toStdString();

@@ -8,6 +8,7 @@
 #include "tests/support/pdf_factory.h"
 #include "tests/support/test_services.h"
 #include "ui/theme.h"
+#include "ui/themed_widgets.h"
 #include "workspace/editing_layout.h"
 #include "workspace/inspector_panel.h"
 #include "workspace/landing_view.h"
@@ -18,6 +19,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QFileDialog>
+#include <QHelpEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -26,6 +28,7 @@
 #include <QPushButton>
 #include <QScrollBar>
 #include <QTest>
+#include <QToolTip>
 #include <QUrl>
 
 #include <gtest/gtest.h>
@@ -196,6 +199,58 @@ TEST_F(WorkspaceTest, OpenNextRefusesWhileRegionsArePendingAndNothingWasExported
     EXPECT_EQ(openName(), "c.pdf");
 }
 
+// The guide popover is a popup of the window under its chip wherever the window goes; the
+// chips answer the keyboard.
+TEST_F(WorkspaceTest, GuidePopoverIsAPopupAnchoredUnderItsChipAndChipsAnswerTheKeyboard) {
+    QApplication::setActiveWindow(&screen);
+    screen.openFiles({pdf("a.pdf")});
+    settle();
+    auto* strip = screen.findChild<QuickGuideStrip*>();
+    const auto popover = [&] { return strip->popover() && strip->popover()->isVisible() ? strip->popover() : nullptr; };
+    const auto offset = [&] {  // from the chip's bottom centre to the popover's top centre
+        const GuideChip* c = strip->chip(popover()->item());
+        return popover()->mapToGlobal(QPoint(popover()->width() / 2, 0)) -
+               c->mapToGlobal(QPoint(c->width() / 2, c->height()));
+    };
+    strip->chip(GuideItem::findText)->click();
+    ASSERT_TRUE(popover());
+    EXPECT_EQ(popover()->windowType(), Qt::Popup);
+    EXPECT_EQ(popover()->windowHandle()->transientParent(), screen.windowHandle());
+    const QPoint anchored = offset();
+    EXPECT_LE(anchored.manhattanLength(), 4);
+    screen.move(screen.pos() + QPoint(37, 21));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return offset() == anchored; }, 1000)) << "moved";
+    screen.resize(1120, 760);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return offset() == anchored; }, 1000)) << "resized";
+
+    // A press on a chip opens its popover, also the open one's; a press anywhere else closes it.
+    for (const auto& [pressed, open] :
+         {std::pair(GuideItem::ocr, true), std::pair(GuideItem::ocr, true), std::pair(GuideItem::manual, false)}) {
+        const QPoint at =
+            open ? strip->chip(pressed)->mapToGlobal(QPoint(5, 5)) : strip->mapToGlobal(QPoint(strip->width() - 5, 5));
+        QTest::mouseClick(popover(), Qt::LeftButton, {}, popover()->mapFromGlobal(at));
+        EXPECT_EQ(strip->selectedItem(), open ? std::optional(pressed) : std::nullopt);
+    }
+
+    // Tab reaches the chips; arrows move between them and stop at the ends; Return or Space
+    // open, Escape closes.
+    const Qt::Key keys[] = {Qt::Key_Left, Qt::Key_Right,  Qt::Key_Down,   Qt::Key_Right, Qt::Key_Right,
+                            Qt::Key_Up,   Qt::Key_Return, Qt::Key_Escape, Qt::Key_Space};
+    QStringList seen;
+    settle();
+    QApplication::setActiveWindow(&screen);
+    for (int press = 0; press < 40 && !strip->chip(GuideItem::manual)->hasFocus(); ++press)
+        QTest::keyClick(QApplication::focusWidget() ? QApplication::focusWidget() : &screen, Qt::Key_Tab);
+    ASSERT_TRUE(strip->chip(GuideItem::manual)->hasFocus()) << QApplication::focusWidget();
+    for (const Qt::Key key : keys) {
+        QTest::keyClick(popover() ? static_cast<QWidget*>(popover()) : QApplication::focusWidget(), key);
+        settle();
+        const auto* chip = qobject_cast<GuideChip*>(QApplication::focusWidget());
+        seen << (chip ? rawValue(chip->item()) : "?") + (popover() ? "+" + rawValue(popover()->item()) : "");
+    }
+    EXPECT_EQ(seen.join(' '), "manual findText ocr export export ocr ocr+ocr ocr ocr+ocr");
+}
+
 using testing::ModelProbe;
 
 // The editing layout over a model whose task-only fields a test can set.
@@ -331,6 +386,43 @@ TEST_F(LayoutTest, HitsBecomePendingRowsOnceAndEachRowRemovesExactlyItsRegion) {
     const QRect last = list->visualRect(list->currentIndex());
     EXPECT_EQ(list->currentIndex().row(), rows.rowCount() - 1);
     EXPECT_TRUE(inspector->viewport()->rect().contains(list->viewport()->mapTo(inspector->viewport(), last.center())));
+}
+
+// What does not fit ends in "…" and shows whole in a tooltip.
+TEST_F(LayoutTest, LongNamesAndHitsAreCutWithAnEllipsisAndShownWholeInATooltip) {
+    const auto tooltipOver = [](QWidget* widget, QPoint at) {
+        QHelpEvent help(QEvent::ToolTip, at, widget->mapToGlobal(at));
+        QApplication::sendEvent(widget, &help);
+        return QToolTip::text();
+    };
+    const std::string name = "Quarterly board minutes " + std::string(150, '-') + " signed.pdf";
+    testing::writeFile(dir.file(name), testing::buildPdf(testing::textPages({"x"})));
+    model->open(QString::fromStdString(dir.file(name).string()));
+    layout->resize(1120, 800);
+    settle();
+    const QString shown = layout->fileNameLabel()->displayedText();
+    EXPECT_TRUE(shown.startsWith("Quarterly") && shown.endsWith("signed.pdf") && shown.contains(QChar(0x2026)));
+    EXPECT_EQ(tooltipOver(layout->fileNameLabel(), {4, 4}), QString::fromStdString(name));
+
+    // Kept whole; cut on the lines the row holds; one word wider than the row, cut too.
+    const std::tuple<std::string, int, bool> hits[] = {
+        {"Jane Roe", 1, false},
+        {"Jane Roe of 1427 Larkspur Lane, Springfield, holds account 0211 4478 9031 5562 here", 1, true},
+        {std::string(200, 'x'), 1, true}};
+    std::vector<RedactionSearchResult> found;
+    for (const auto& h : hits)
+        found.push_back(hit(0, PageRect{72, 700, 80, 14}, std::get<0>(h)));
+    model->setSearchResults(found);
+    settle();
+    ResultListView* results = layout->inspector()->resultList();
+    for (int row = 0; row < 3; ++row) {
+        const auto& [text, lineCount, cut] = hits[row];
+        const QStringList lines = results->shownText(row).split(QChar(u'\n'));
+        EXPECT_EQ(lines.size(), lineCount) << row;
+        EXPECT_EQ(lines.last().endsWith(QChar(0x2026)), cut) << row;
+        const QString tip = tooltipOver(results->viewport(), results->partRect(row).center());
+        EXPECT_EQ(tip == QString::fromStdString(text), cut) << row;
+    }
 }
 
 TEST_F(LayoutTest, ThumbnailsCountBadgesFollowTheReadPageAndChoosePagesByMouseKeyboardAndNumber) {

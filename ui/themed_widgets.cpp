@@ -4,8 +4,11 @@
 #include "ui/theme.h"
 
 #include <QEvent>
+#include <QHelpEvent>
 #include <QPainter>
 #include <QPainterPath>
+#include <QStyle>
+#include <QToolTip>
 
 #include <utility>
 
@@ -112,29 +115,35 @@ void RoundedPanel::paintEvent(QPaintEvent*) {
     }
 }
 
-MiddleElidedLabel::MiddleElidedLabel(QString text, const QFont& font, ColorFn color, QWidget* parent)
-    : QWidget(parent), text_(std::move(text)), color_(std::move(color)) {
-    setFont(font);
-    setToolTip(text_);
-    setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+ElidedLabel::ElidedLabel(const QString& text, const QFont& font, ColorFn color, Qt::TextElideMode mode, QWidget* parent)
+    : ThemedLabel(text, font, std::move(color), parent), mode_(mode) {
+    setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
 }
 
-QString MiddleElidedLabel::displayedText() const {
-    return fontMetrics().elidedText(text_, Qt::ElideMiddle, width());
+QString ElidedLabel::displayedText() const {
+    return fontMetrics().elidedText(text(), mode_, contentsRect().width());
 }
 
-QSize MiddleElidedLabel::sizeHint() const {
-    return {fontMetrics().horizontalAdvance(text_), fontMetrics().height()};
+QSize ElidedLabel::minimumSizeHint() const {
+    return {fontMetrics().horizontalAdvance(QChar(0x2026)), ThemedLabel::minimumSizeHint().height()};
 }
 
-QSize MiddleElidedLabel::minimumSizeHint() const {
-    return {40, fontMetrics().height()};
+bool ElidedLabel::event(QEvent* event) {
+    if (event->type() == QEvent::ToolTip && toolTip().isEmpty()) {
+        if (displayedText() != text()) {
+            QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), text(), this);
+        } else {
+            QToolTip::hideText();
+        }
+        return true;
+    }
+    return ThemedLabel::event(event);
 }
 
-void MiddleElidedLabel::paintEvent(QPaintEvent*) {
+void ElidedLabel::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    painter.setPen(color_(palette()));
-    painter.drawText(rect(), Qt::AlignLeft | Qt::AlignVCenter, displayedText());
+    style()->drawItemText(&painter, contentsRect(), static_cast<int>(alignment()), palette(), isEnabled(),
+                          displayedText(), foregroundRole());
 }
 
 SeparatorLine::SeparatorLine(QWidget* parent) : QWidget(parent) {

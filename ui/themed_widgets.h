@@ -69,22 +69,22 @@ private:
     double strokeWidth_ = 0;
 };
 
-// One line of text elided in the middle, so a path keeps its beginning and its file name.
-class MiddleElidedLabel : public QWidget {
+// One line of text that ends, or is cut in the middle, with "…" where it does not fit; the
+// whole text is its tooltip then. text() stays the whole text.
+class ElidedLabel : public ThemedLabel {
     Q_OBJECT
 public:
-    MiddleElidedLabel(QString text, const QFont& font, ColorFn color = secondaryText(), QWidget* parent = nullptr);
-    const QString& fullText() const { return text_; }
+    ElidedLabel(const QString& text, const QFont& font, ColorFn color = primaryText(),
+                Qt::TextElideMode mode = Qt::ElideRight, QWidget* parent = nullptr);
     QString displayedText() const;
-    QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 
 protected:
+    bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    QString text_;
-    ColorFn color_;
+    Qt::TextElideMode mode_;
 };
 
 // A one-pixel horizontal rule in the separator colour.

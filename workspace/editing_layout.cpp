@@ -104,7 +104,7 @@ EditingLayout::EditingLayout(RedactionViewModel& model, std::function<void()> op
     syncCanvas();
 }
 
-QLabel* EditingLayout::fileNameLabel() const {
+theme::ElidedLabel* EditingLayout::fileNameLabel() const {
     return fileName_;
 }
 QLabel* EditingLayout::pendingLabel() const {
@@ -133,10 +133,10 @@ QWidget* EditingLayout::buildToolbar() {
     rule->setFixedHeight(20);
     row->addWidget(rule);
 
-    fileName_ = new theme::ThemedLabel(QString(), theme::font(TextStyle::Subheadline, QFont::DemiBold),
-                                       theme::primaryText(), bar);
+    // Cut in the middle, so a long name keeps its beginning and its extension.
+    fileName_ = new theme::ElidedLabel(QString(), theme::font(TextStyle::Subheadline, QFont::DemiBold),
+                                       theme::primaryText(), Qt::ElideMiddle, bar);
     fileName_->setObjectName(QStringLiteral("fileName"));
-    fileName_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     fileName_->setMinimumWidth(40);
     row->addWidget(fileName_, 1);
 

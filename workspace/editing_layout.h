@@ -20,6 +20,7 @@ class PageIndicator;
 class PageSidebar;
 
 namespace theme {
+class ElidedLabel;
 class ThemedLabel;
 class SymbolView;
 }  // namespace theme
@@ -34,7 +35,7 @@ public:
     QPushButton* undoButton() const { return undo_; }
     QPushButton* clearButton() const { return clear_; }
     QPushButton* exportButton() const { return export_; }
-    QLabel* fileNameLabel() const;
+    theme::ElidedLabel* fileNameLabel() const;
     QLabel* pendingLabel() const;
     PageSidebar* sidebar() const { return sidebar_; }
     PageCanvas* canvas() const { return canvas_; }
@@ -58,7 +59,7 @@ private:
     QPushButton* undo_ = nullptr;
     QPushButton* clear_ = nullptr;
     QPushButton* export_ = nullptr;
-    theme::ThemedLabel* fileName_ = nullptr;
+    theme::ElidedLabel* fileName_ = nullptr;
     PageIndicator* pageIndicator_ = nullptr;
     theme::SymbolView* pendingSymbol_ = nullptr;
     theme::ThemedLabel* pending_ = nullptr;

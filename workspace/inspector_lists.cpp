@@ -14,6 +14,7 @@
 #include <QResizeEvent>
 #include <QScrollArea>
 #include <QStyleOptionToolButton>
+#include <QTextLayout>
 #include <QToolTip>
 #include <QVBoxLayout>
 
@@ -315,10 +316,12 @@ void RowListView::mouseReleaseEvent(QMouseEvent* event) {
 bool RowListView::viewportEvent(QEvent* event) {
     if (event->type() == QEvent::Leave) {
         setHovered(std::nullopt);
-    } else if (event->type() == QEvent::ToolTip && !partToolTip().isEmpty()) {
+    } else if (event->type() == QEvent::ToolTip) {
         const auto* help = static_cast<QHelpEvent*>(event);
-        if (const auto row = partAt(help->pos())) {
-            QToolTip::showText(help->globalPos(), partToolTip(), viewport(), partRect(*row));
+        const auto row = partAt(help->pos());
+        const QString tip = row ? partToolTip(*row) : QString();
+        if (!tip.isEmpty()) {
+            QToolTip::showText(help->globalPos(), tip, viewport(), partRect(*row));
             return true;
         }
     }
@@ -399,9 +402,39 @@ void ResultListView::paintRow(QPainter* painter, const QRect& rect, int row) con
     painter->restore();
     const QPoint at = rect.topLeft();
     drawLabelText(painter, template_.first, layout.first.translated(at), pageLabel(hit.pageIndex));
-    drawLabelText(painter, template_.second, layout.second.translated(at), QString::fromStdString(hit.text));
+    drawLabelText(painter, template_.second, layout.second.translated(at), shownText(row));
     drawLabelText(painter, static_cast<QLabel*>(template_.trailing), layout.trailing.translated(at),
                   sourceLabel(hit.source));
+}
+
+QString ResultListView::shownText(int row) const {
+    const QString text = QString::fromStdString(rows_->at(row).text);
+    const QRect box = rowLayout(row).second;
+    const QFontMetrics metrics(template_.second->font());
+    const int lines = std::max(1, box.height() / metrics.lineSpacing());
+    // Wrapped as the label wraps, but a word longer than the row breaks rather than running out.
+    QTextLayout layout(text, template_.second->font());
+    QTextOption option;
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    layout.setTextOption(option);
+    layout.beginLayout();
+    QString shown;
+    for (int index = 0; index < lines; ++index) {
+        QTextLine line = layout.createLine();
+        if (!line.isValid()) break;
+        line.setLineWidth(box.width());
+        if (index > 0) shown += QChar(u'\n');
+        shown += index + 1 == lines ? metrics.elidedText(text.mid(line.textStart()), Qt::ElideRight, box.width())
+                                    : text.mid(line.textStart(), line.textLength());
+    }
+    layout.endLayout();
+    return shown;
+}
+
+QString ResultListView::partToolTip(int row) const {
+    const QString text = QString::fromStdString(rows_->at(row).text);
+    const auto joined = [](QString lines) { return lines.remove(QChar(u'\n')); };
+    return joined(shownText(row)) != joined(text) ? text : QString();
 }
 
 // ---- pending regions ----
@@ -452,7 +485,7 @@ const RowLayout& PendingListView::rowLayout(int) const {
     return *layout_;
 }
 
-QString PendingListView::partToolTip() const {
+QString PendingListView::partToolTip(int) const {
     return button_->toolTip();
 }
 

@@ -110,7 +110,10 @@ signals:
 protected:
     // The pressable part is the whole row, or the template's trailing widget.
     RowListView(bool wholeRowPresses, QWidget* parent);
-    virtual QString partToolTip() const { return {}; }
+    virtual QString partToolTip(int row) const {
+        Q_UNUSED(row);
+        return {};
+    }
     // The template's geometry is stale: the width, font or style changed.
     virtual void forgetLayout() = 0;
     void fitHeight();
@@ -145,8 +148,12 @@ public:
     // Depends on the text and source only; kept per pair for the current width.
     const RowLayout& rowLayout(int row) const override;
     void paintRow(QPainter* painter, const QRect& rect, int row) const override;
+    // The text as the row shows it: as many lines as the row holds, the last cut with "…".
+    QString shownText(int row) const;
 
 protected:
+    // The whole text, when the row shows less.
+    QString partToolTip(int row) const override;
     void forgetLayout() override;
 
 private:
@@ -180,7 +187,7 @@ public:
     void paintRow(QPainter* painter, const QRect& rect, int row) const override;
 
 protected:
-    QString partToolTip() const override;
+    QString partToolTip(int row) const override;
     void forgetLayout() override;
     void keyPressEvent(QKeyEvent* event) override;
 

@@ -6,6 +6,7 @@
 #include "ui/typography.h"
 
 #include <QCheckBox>
+#include <QCoreApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -20,26 +21,6 @@ namespace norvane {
 namespace {
 
 using theme::TextStyle;
-
-// One line of text cut with an ellipsis at the end when it does not fit.
-class ElidedLabel : public theme::ThemedLabel {
-public:
-    ElidedLabel(const QString& text, const QFont& font, theme::ColorFn color, QWidget* parent)
-        : ThemedLabel(text, font, std::move(color), parent), full_(text) {
-        setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-        setMinimumWidth(0);
-    }
-    const QString& fullText() const { return full_; }
-
-protected:
-    void resizeEvent(QResizeEvent* event) override {
-        ThemedLabel::resizeEvent(event);
-        setText(fontMetrics().elidedText(full_, Qt::ElideRight, width()));
-    }
-
-private:
-    QString full_;
-};
 
 QString qs(const std::string& text) {
     return QString::fromStdString(text);
@@ -87,9 +68,16 @@ FindingRow::FindingRow(const RedactionSearchResult& finding, QWidget* parent)
     setAccessibleName(text);
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(8, 6, 8, 6);
-    row->addWidget(transparent(new ElidedLabel(text, theme::font(TextStyle::Caption), theme::primaryText(), this)), 1);
+    label_ = new theme::ElidedLabel(text, theme::font(TextStyle::Caption), theme::primaryText(), Qt::ElideRight, this);
+    row->addWidget(transparent(label_), 1);
     row->addWidget(transparent(new theme::ThemedLabel(sourceLabel(finding.source), theme::font(TextStyle::Caption2),
                                                       theme::secondaryText(), this)));
+}
+
+bool FindingRow::event(QEvent* event) {
+    // The label lets the pointer through, so its tooltip (the whole finding) is asked for here.
+    if (event->type() == QEvent::ToolTip) return QCoreApplication::sendEvent(label_, event);
+    return QAbstractButton::event(event);
 }
 
 void FindingRow::paintEvent(QPaintEvent*) {

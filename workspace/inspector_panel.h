@@ -22,6 +22,7 @@ class QVBoxLayout;
 namespace norvane {
 
 namespace theme {
+class ElidedLabel;
 class ThemedLabel;
 class SymbolView;
 }  // namespace theme
@@ -34,10 +35,12 @@ public:
     const RedactionSearchResult& finding() const { return finding_; }
 
 protected:
+    bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:
     RedactionSearchResult finding_;
+    theme::ElidedLabel* label_ = nullptr;
 };
 
 class InspectorPanel : public QScrollArea {

@@ -5,7 +5,6 @@
 #include "ui/themed_widgets.h"
 #include "ui/typography.h"
 
-#include <QApplication>
 #include <QEnterEvent>
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -14,6 +13,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QVBoxLayout>
+#include <QWindow>
 
 namespace norvane {
 namespace {
@@ -87,7 +87,7 @@ GuideChip::GuideChip(QuickGuideStrip* strip, GuideItem item) : QAbstractButton(s
     setText(QString::fromUtf8(textFor(item).chipLabel));
     setToolTip(QStringLiteral("Click for ") + QString::fromUtf8(textFor(item).title) + QStringLiteral(" help"));
     setCursor(Qt::PointingHandCursor);
-    setFocusPolicy(Qt::NoFocus);
+    setFocusPolicy(Qt::TabFocus);
     setAttribute(Qt::WA_Hover);
     setFont(theme::font(theme::TextStyle::Subheadline, QFont::DemiBold));
     connect(this, &QAbstractButton::clicked, this, [this] { strip_->chipClicked(item_); });
@@ -111,6 +111,13 @@ void GuideChip::paintEvent(QPaintEvent*) {
     painter.setBrush(theme::withAlpha(color, hovered ? 0.18 : 0.09));
     painter.setPen(hovered ? QPen(theme::withAlpha(color, 0.36), 1.0) : Qt::NoPen);
     painter.drawRoundedRect(capsule, radius, radius);
+    if (hasFocus()) {
+        // The keyboard's place: a ring in the focus colour, unlike the hover outline.
+        const QRectF ring = QRectF(rect()).adjusted(1, 1, -1, -1);
+        painter.setBrush(Qt::NoBrush);
+        painter.setPen(QPen(palette().color(QPalette::Highlight), 2.0));
+        painter.drawRoundedRect(ring, ring.height() / 2, ring.height() / 2);
+    }
 
     const QPixmap icon =
         theme::symbolPixmap(QString::fromLatin1(textFor(item_).symbol), kChipIcon, color, devicePixelRatioF());
@@ -134,14 +141,35 @@ void GuideChip::leaveEvent(QEvent* event) {
     strip_->pointerLeft(item_);
 }
 
+void GuideChip::keyPressEvent(QKeyEvent* event) {
+    int step = 0;
+    switch (event->key()) {
+        case Qt::Key_Left:
+        case Qt::Key_Up:
+            step = -1;
+            break;
+        case Qt::Key_Right:
+        case Qt::Key_Down:
+            step = 1;
+            break;
+        case Qt::Key_Return:
+        case Qt::Key_Enter:
+            click();
+            return;
+        default:
+            QAbstractButton::keyPressEvent(event);  // Space presses and clicks as on any button
+            return;
+    }
+    const int next = static_cast<int>(item_) + (layoutDirection() == Qt::RightToLeft ? -step : step);
+    if (next >= 0 && next < static_cast<int>(kGuide.size())) {
+        strip_->chip(static_cast<GuideItem>(next))->setFocus(Qt::TabFocusReason);
+    }
+}
+
 // ---- popover ----
 
-GuidePopover::GuidePopover(GuideItem item, QWidget* parent)
-    : QFrame(parent, Qt::Tool | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint | Qt::WindowDoesNotAcceptFocus),
-      item_(item) {
-    // Not a Qt::Popup: a popup swallows the click that closes it, and a click on another
-    // chip must both close this popover and open that one.
-    setAttribute(Qt::WA_ShowWithoutActivating);
+GuidePopover::GuidePopover(GuideItem item, QuickGuideStrip* strip)
+    : QFrame(strip, Qt::Popup | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint), strip_(strip), item_(item) {
     setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_DeleteOnClose);
     const GuideText& text = textFor(item);
@@ -193,6 +221,22 @@ void GuidePopover::hideEvent(QHideEvent* event) {
     emit dismissed(item_);
 }
 
+void GuidePopover::mousePressEvent(QMouseEvent* event) {
+    const auto chip =
+        rect().contains(event->position().toPoint()) ? std::nullopt : strip_->chipAt(event->globalPosition().toPoint());
+    if (!chip) {
+        QFrame::mousePressEvent(event);  // a popup closes on a press outside itself
+        return;
+    }
+    // A press on a chip opens that chip's popover here, the same on every platform, instead
+    // of relying on the press being replayed to the chip after this popup closes.
+    setAttribute(Qt::WA_NoMouseReplay);
+    event->accept();
+    QuickGuideStrip* strip = strip_;
+    close();
+    strip->chipClicked(*chip);
+}
+
 // ---- strip ----
 
 QuickGuideStrip::QuickGuideStrip(QWidget* parent) : QWidget(parent) {
@@ -220,7 +264,6 @@ QuickGuideStrip::QuickGuideStrip(QWidget* parent) : QWidget(parent) {
 }
 
 QuickGuideStrip::~QuickGuideStrip() {
-    qApp->removeEventFilter(this);
     if (popover_) {
         popover_->disconnect(this);
         delete popover_;
@@ -229,6 +272,13 @@ QuickGuideStrip::~QuickGuideStrip() {
 
 GuideChip* QuickGuideStrip::chip(GuideItem item) const {
     return chips_[static_cast<std::size_t>(item)];
+}
+
+std::optional<GuideItem> QuickGuideStrip::chipAt(const QPoint& global) const {
+    for (auto* c : chips_) {
+        if (c->isVisible() && c->rect().contains(c->mapFromGlobal(global))) return c->item();
+    }
+    return std::nullopt;
 }
 
 void QuickGuideStrip::pointerEntered(GuideItem item) {
@@ -255,28 +305,16 @@ void QuickGuideStrip::popoverDismissed(GuideItem item) {
     if (selectedItem_ == item) {
         selectedItem_.reset();
     }
-    if (!popover_ || !popover_->isVisible() || popover_->item() == item) {
-        qApp->removeEventFilter(this);
-    }
+    window()->removeEventFilter(this);
 }
 
 bool QuickGuideStrip::eventFilter(QObject* watched, QEvent* event) {
-    if (!popover_ || !popover_->isVisible()) {
-        return QWidget::eventFilter(watched, event);
-    }
-    if (event->type() == QEvent::MouseButtonPress) {
-        const QPoint global = static_cast<QMouseEvent*>(event)->globalPosition().toPoint();
-        const bool onPopover = popover_->frameGeometry().contains(global);
-        bool onChip = false;
-        for (auto* c : chips_) {
-            onChip = onChip || (c->isVisible() && QRect(c->mapToGlobal(QPoint()), c->size()).contains(global));
-        }
-        if (!onPopover && !onChip) {
+    if (popover_ && popover_->isVisible() && watched == window()) {
+        if (event->type() == QEvent::Move || event->type() == QEvent::Resize) {
+            anchorPopover();
+        } else if (event->type() == QEvent::Hide) {
             popover_->close();
         }
-    } else if (event->type() == QEvent::KeyPress && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape) {
-        popover_->close();
-        return true;
     }
     return QWidget::eventFilter(watched, event);
 }
@@ -294,11 +332,20 @@ void QuickGuideStrip::showPopover() {
     auto* shown = new GuidePopover(*selectedItem_, this);
     connect(shown, &GuidePopover::dismissed, this, &QuickGuideStrip::popoverDismissed);
     popover_ = shown;
-    const GuideChip* anchor = chip(*selectedItem_);
-    const QPoint below = anchor->mapToGlobal(QPoint(anchor->width() / 2, anchor->height()));
-    shown->move(below.x() - shown->width() / 2, below.y() + 2);
+    // Wayland places a popup only relative to the window it belongs to.
+    if (QWindow* parentWindow = window()->windowHandle()) {
+        shown->winId();
+        shown->windowHandle()->setTransientParent(parentWindow);
+    }
+    anchorPopover();
     shown->show();
-    qApp->installEventFilter(this);
+    window()->installEventFilter(this);
+}
+
+void QuickGuideStrip::anchorPopover() {
+    const GuideChip* anchor = chip(popover_->item());
+    const QPoint below = anchor->mapToGlobal(QPoint(anchor->width() / 2, anchor->height()));
+    popover_->move(below.x() - popover_->width() / 2, below.y() + 2);
 }
 
 void QuickGuideStrip::paintEvent(QPaintEvent*) {

@@ -31,17 +31,20 @@ protected:
     void paintEvent(QPaintEvent* event) override;
     void enterEvent(QEnterEvent* event) override;
     void leaveEvent(QEvent* event) override;
+    // Left and Right (Up and Down) move to the neighbouring chip; Return and Space click.
+    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     QuickGuideStrip* strip_;
     GuideItem item_;
 };
 
-// The explanation under a chip; a click anywhere else dismisses it.
+// The explanation under a chip: a popup of the strip's window, so it stays with the window
+// and a press anywhere else, or Escape, dismisses it.
 class GuidePopover : public QFrame {
     Q_OBJECT
 public:
-    GuidePopover(GuideItem item, QWidget* parent);
+    GuidePopover(GuideItem item, QuickGuideStrip* strip);
     GuideItem item() const { return item_; }
 
 signals:
@@ -50,8 +53,10 @@ signals:
 protected:
     void paintEvent(QPaintEvent* event) override;
     void hideEvent(QHideEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
 
 private:
+    QuickGuideStrip* strip_;
     GuideItem item_;
 };
 
@@ -64,6 +69,8 @@ public:
     std::optional<GuideItem> selectedItem() const { return selectedItem_; }
     std::optional<GuideItem> hoveredItem() const { return hoveredItem_; }
     GuideChip* chip(GuideItem item) const;
+    // The chip under a point of the screen, if any.
+    std::optional<GuideItem> chipAt(const QPoint& global) const;
     // The open popover, if any.
     GuidePopover* popover() const { return popover_; }
 
@@ -74,12 +81,13 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
-    // While a popover is open: a press anywhere but on it or on a chip, or Escape, dismisses it.
+    // While a popover is open it follows its chip as the window moves or resizes.
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void popoverDismissed(GuideItem item);
     void showPopover();
+    void anchorPopover();
 
     std::optional<GuideItem> selectedItem_;
     std::optional<GuideItem> hoveredItem_;
