@@ -7,6 +7,7 @@
 #include "app/app_icon.h"
 #include "app/main_window.h"
 #include "app/root_view.h"
+#include "canvas/page_canvas.h"
 #include "history/recent_redactions_view.h"
 #include "model/services.h"
 #include "ui/theme.h"
@@ -267,6 +268,15 @@ const std::vector<Scene>& scenes() {
         });
          },
          900},
+        {"editing-zoomed",
+         [](Context& c) {
+        return onceShown(editingScene(c, Ending::passed, markSample), [](MainWindow* window) {
+            PageCanvas* canvas = window->rootView()->workspace()->canvas();
+            canvas->setZoom(2.0);
+            canvas->revealRect(0, PageRect{70, 530, 190, 22});  // the box drawn by hand, sharp at 200 %
+        });
+         },
+         1500},
         {"editing-queue", queueScene, 900},
         {"editing-alert",
          [](Context& c) {
