@@ -9,6 +9,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QScrollBar>
+#include <QStyle>
 #include <QWheelEvent>
 
 #include <algorithm>
@@ -42,8 +43,7 @@ PageCanvas::PageCanvas(SharedPdfDocument creationDocument, QWidget* parent)
     : QAbstractScrollArea(parent), creationDocument_(std::move(creationDocument)) {
     setFocusPolicy(Qt::StrongFocus);
     setFrameShape(QFrame::NoFrame);
-    // Always showing the vertical bar keeps the width, and so the fitted scale, steady.
-    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     verticalScrollBar()->setSingleStep(40);
     horizontalScrollBar()->setSingleStep(40);
@@ -152,24 +152,36 @@ double PageCanvas::fitScale(ZoomMode mode) const {
     if (!document_) {
         return 1.0;
     }
-    const double available = viewport()->width() - 2 * kMargin;
-    if (mode == ZoomMode::fitPage) {
-        // The page being read, whole, with a little of the gap around it.
-        const QSizeF page = displayedPageSize(document_->page(currentPageIndex().value_or(0)));
-        const double high = viewport()->height() - 2 * kGap;
-        if (!(page.width() > 0) || !(page.height() > 0) || available <= 0 || high <= 0) {
-            return kMinScale;
+    // Fitted to the width with no vertical bar, unless the pages are then too tall for the
+    // view: then fitted beside the bar. Deciding from the contents alone keeps the bar from
+    // coming and going as the scale changes.
+    const QRect area = contentsRect();
+    const auto fitted = [&](double wide) {
+        const double available = wide - 2 * kMargin;
+        if (mode == ZoomMode::fitPage) {
+            // The page being read, whole, with a little of the gap around it.
+            const QSizeF page = displayedPageSize(document_->page(currentPageIndex().value_or(0)));
+            const double high = area.height() - 2 * kGap;
+            if (!(page.width() > 0) || !(page.height() > 0) || available <= 0 || high <= 0) {
+                return kMinScale;
+            }
+            return std::min(available / page.width(), high / page.height());
         }
-        return std::min(available / page.width(), high / page.height());
-    }
-    double widest = 0;
+        double widest = 0;
+        for (const PdfPageInfo& page : document_->pages()) {
+            widest = std::max(widest, displayedPageSize(page).width());
+        }
+        return widest > 0 && available > 0 ? available / widest : kMinScale;
+    };
+    const double alone = fitted(area.width());
+    double tall = 2 * kMargin - kGap;
     for (const PdfPageInfo& page : document_->pages()) {
-        widest = std::max(widest, displayedPageSize(page).width());
+        tall += displayedPageSize(page).height() * alone + kGap;
     }
-    if (!(widest > 0) || available <= 0) {
-        return kMinScale;
+    if (tall <= area.height()) {
+        return alone;
     }
-    return available / widest;
+    return fitted(area.width() - style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr, verticalScrollBar()));
 }
 
 void PageCanvas::relayout(std::optional<QPointF> anchorViewportPoint, std::optional<double> freeScale) {

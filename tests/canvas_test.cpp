@@ -31,6 +31,7 @@ struct CanvasHarness {
         canvas.show();
         EXPECT_TRUE(QTest::qWaitForWindowExposed(&canvas));
         canvas.synchronize(document, {}, 0);
+        QTest::qWait(0);  // the scroll bars follow their ranges a turn of the event loop later
     }
 
     QWidget* view() { return canvas.viewport(); }
