@@ -209,6 +209,15 @@ int main(int argc, char** argv) {
     }
     const Cost scroll = scrolling.stop();
 
+    // Zoomed to 400 % on page 1: until every part in view is drawn at the screen's resolution.
+    canvas.goToPage(0);
+    settle([&] { return !renders.isBusy(); });
+    const Stopwatch zooming;
+    canvas.setZoom(4.0);
+    const bool sharp = settle([&] { return canvas.isSharp(0); });
+    const Cost zoomed = zooming.stop();
+    const double zoomDpi = canvas.devicePixelsPerPoint() * 72.0;
+
     // Peers: pdftoppm drawing the first page, then every page at both widths, into /dev/null.
     const auto peer = [&](int firstPageNo, int lastPageNo, int width) {
         return runPeer({pdftoppm, "-f", std::to_string(firstPageNo), "-l", std::to_string(lastPageNo), "-scale-to-x",
@@ -233,8 +242,16 @@ int main(int argc, char** argv) {
     printCost("every page and thumbnail drawn", scroll);
     printPeer(scroll, peerAll);
     if (unfinished > 0) std::printf("  (%d stops gave up waiting after 10 s)\n", unfinished);
-    std::printf("render cache after scrolling: %.1f MB now, %.1f MB peak (budget %.0f MB)\n", mb(renders.cachedBytes()),
-                mb(renders.peakCachedBytes()), mb(PageRenderService::kDefaultBudget));
+    printCost(sharp ? "page 1 sharp at 400 % (tiles in view)" : "page 1 at 400 % (gave up after 10 s)", zoomed);
+    if (const auto peerZoom = runPeer(
+            {pdftoppm, "-f", "1", "-l", "1", "-r", std::to_string(static_cast<int>(std::lround(zoomDpi))), path})) {
+        std::printf(
+            "  pdftoppm, page 1 whole at %.0f dpi  wall %8.1f ms  cpu %8.1f ms  (ours/peer: wall %.2f, cpu %.2f)\n",
+            zoomDpi, peerZoom->wallMs, peerZoom->cpuMs, zoomed.wallMs / peerZoom->wallMs,
+            zoomed.cpuMs / peerZoom->cpuMs);
+    }
+    std::printf("render cache after scrolling and zooming: %.1f MB now, %.1f MB peak (budget %.0f MB)\n",
+                mb(renders.cachedBytes()), mb(renders.peakCachedBytes()), mb(PageRenderService::kDefaultBudget));
     std::printf("process RSS after scrolling:  %.1f MB now, %.1f MB peak, %.1f MB at the first page",
                 statusMb("/proc/self/status", "VmRSS"), statusMb("/proc/self/status", "VmHWM"), firstRssMb);
     if (peerAll) std::printf("  (pdftoppm peak %.1f MB)", peerAll->maxRssMb);
