@@ -14,10 +14,7 @@
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("Norvane"));
-    QApplication::setApplicationDisplayName(QStringLiteral("Norvane"));
-    QApplication::setApplicationVersion(QStringLiteral("1.0.0"));
-    QApplication::setDesktopFileName(QStringLiteral("norvane"));
+    norvane::configureApplication();
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Remove sensitive information from PDF files on this computer."));

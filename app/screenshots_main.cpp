@@ -103,6 +103,7 @@ struct Scene {
 
 MainWindow* windowOn(SharedServices services, std::optional<RedactionSidebarItem> item) {
     auto* window = new MainWindow(std::move(services));
+    window->setDiscardQuestion([](QWidget*) { return true; });  // a picture's work is never kept
     window->rootView()->setSelection(item);
     return window;
 }
