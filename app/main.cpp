@@ -3,6 +3,7 @@
 
 #include "app/app_delegate.h"
 #include "app/main_window.h"
+#include "ui/appearance.h"
 #include "ui/qt_desktop_services.h"
 
 #include <QApplication>
@@ -15,6 +16,7 @@
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
     norvane::configureApplication();
+    norvane::theme::DesktopAppearance appearance;
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Remove sensitive information from PDF files on this computer."));

@@ -8,6 +8,7 @@
 #include "app/main_window.h"
 #include "app/root_view.h"
 #include "model/services.h"
+#include "ui/appearance.h"
 #include "ui/theme.h"
 #include "workspace/workspace_screen.h"
 
@@ -259,7 +260,7 @@ int main(int argc, char** argv) {
 
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Norvane"));
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    QApplication::setStyle(new theme::ReadableStyle(QStyleFactory::create(QStringLiteral("Fusion"))));
     QApplication::setWindowIcon(QIcon(QPixmap::fromImage(RedactionDockIconFactory::makeIcon())));
 
     const QStringList arguments = QApplication::arguments().mid(1);
