@@ -76,7 +76,8 @@ void ReadableStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* 
 }
 
 DesktopAppearance::DesktopAppearance(QObject* parent) : QObject(parent), desktopPalette_(QApplication::palette()) {
-    QApplication::setStyle(new ReadableStyle);
+    // Wraps the style in use, so a style chosen with -style stays.
+    QApplication::setStyle(new ReadableStyle(QApplication::style()->name()));
 #if QT_VERSION >= QT_VERSION_CHECK(6, 5, 0)
     const auto fromHints = [] {
         switch (QGuiApplication::styleHints()->colorScheme()) {
