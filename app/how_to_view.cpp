@@ -46,7 +46,7 @@ QWidget* capsule(const QString& symbol, const QString& text, const QFont& font, 
     return badge;
 }
 
-// A navy disc with the step number in white.
+// A navy disc with the step number in white, ringed so that it stands out on a dark card.
 class StepNumber : public QWidget {
 public:
     explicit StepNumber(QString number) : number_(std::move(number)) { setFixedSize(26, 26); }
@@ -55,9 +55,9 @@ protected:
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(Qt::NoPen);
+        painter.setPen(QPen(outlineOn(navy(), 1.0, controlBackground(palette())), 1.5));
         painter.setBrush(navy());
-        painter.drawEllipse(QRectF(rect()));
+        painter.drawEllipse(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75));
         painter.setPen(Qt::white);
         painter.setFont(theme::font(TextStyle::Caption, QFont::Bold));
         painter.drawText(rect(), Qt::AlignCenter, number_);
@@ -235,7 +235,7 @@ EnhancedRedactionHowToView::EnhancedRedactionHowToView(QWidget* parent) : QWidge
 QWidget* EnhancedRedactionHowToView::methodCard(const QString& icon, const QString& title, const QString& badge,
                                                 const QString& text, const QColor& color, const QString& help) {
     auto* card = new RoundedPanel(16, [](const QPalette& p) { return controlBackground(p); });
-    card->setStroke(fixed(color, 0.2), 1.0);
+    card->setStroke([color](const QPalette& p) { return outlineOn(color, 0.2, controlBackground(p)); }, 1.0);
     card->setMinimumHeight(155);
     card->setToolTip(help);
     card->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Minimum);

@@ -3,6 +3,7 @@
 
 #include "app/app_delegate.h"
 #include "app/main_window.h"
+#include "ui/appearance.h"
 #include "ui/qt_desktop_services.h"
 
 #include <QApplication>
@@ -14,10 +15,8 @@
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("Norvane"));
-    QApplication::setApplicationDisplayName(QStringLiteral("Norvane"));
-    QApplication::setApplicationVersion(QStringLiteral("1.0.0"));
-    QApplication::setDesktopFileName(QStringLiteral("norvane"));
+    norvane::configureApplication();
+    norvane::theme::DesktopAppearance appearance;
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Remove sensitive information from PDF files on this computer."));

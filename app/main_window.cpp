@@ -7,12 +7,22 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QCloseEvent>
 #include <QEvent>
 #include <QFileDialog>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QStandardPaths>
 
+#include <algorithm>
+
 namespace norvane {
+
+void configureApplication() {
+    QApplication::setApplicationName(QStringLiteral("Norvane"));
+    QApplication::setApplicationVersion(QStringLiteral("1.0.0"));
+    QApplication::setDesktopFileName(QStringLiteral("norvane"));
+}
 
 MainWindow::MainWindow(SharedServices services, QWidget* parent) : QMainWindow(parent), services_(std::move(services)) {
     setWindowTitle(QStringLiteral("Norvane - Redaction Tool"));
@@ -48,8 +58,7 @@ void MainWindow::buildMenus() {
     close_ = file->addAction(QStringLiteral("Close Window"), this, &QWidget::close);
     close_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_W));
     quit_ = file->addAction(QStringLiteral("Quit"), qApp, [] {
-        QApplication::closeAllWindows();
-        QCoreApplication::quit();
+        if (closeAllForQuit()) QCoreApplication::quit();
     });
     quit_->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
     quit_->setMenuRole(QAction::QuitRole);
@@ -155,6 +164,38 @@ void MainWindow::chooseFilesToOpen() {
         this, QStringLiteral("Open PDFs"), QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation),
         QStringLiteral("PDF Documents (*.pdf *.PDF)"));
     openFiles(paths);
+}
+
+bool MainWindow::hasUnexportedRedactions() const {
+    const WorkspaceScreen* workspace = rootView_->workspace();
+    return workspace && workspace->hasUnexportedRedactions();
+}
+
+bool MainWindow::askToDiscard(QWidget* window) {
+    QMessageBox box(window);
+    box.setIcon(QMessageBox::Warning);
+    box.setWindowTitle(QStringLiteral("Norvane - Redaction Tool"));
+    box.setText(QStringLiteral("Discard pending redactions?"));
+    box.setStandardButtons(QMessageBox::Discard | QMessageBox::Cancel);
+    box.setDefaultButton(QMessageBox::Cancel);
+    box.setEscapeButton(QMessageBox::Cancel);
+    return box.exec() == QMessageBox::Discard;
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    if (hasUnexportedRedactions() && !(discardQuestion_ && discardQuestion_(this))) {
+        event->ignore();
+        return;
+    }
+    QMainWindow::closeEvent(event);
+}
+
+bool MainWindow::closeAllForQuit() {
+    // Stops at the first window that stays; the others keep their work too.
+    QApplication::closeAllWindows();
+    const QWidgetList windows = QApplication::topLevelWidgets();
+    return std::none_of(windows.begin(), windows.end(),
+                        [](const QWidget* w) { return qobject_cast<const MainWindow*>(w) && w->isVisible(); });
 }
 
 void MainWindow::changeEvent(QEvent* event) {

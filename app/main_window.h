@@ -7,11 +7,17 @@
 #include <QMainWindow>
 #include <QStringList>
 
+#include <functional>
+
 class QAction;
 
 namespace norvane {
 
 class RootView;
+
+// Name, version and desktop entry of the process. No display name: Qt would append it to every
+// window title on X11 and Wayland.
+void configureApplication();
 
 class MainWindow : public QMainWindow {
     Q_OBJECT
@@ -50,12 +56,22 @@ public:
     QAction* aboutAction() const { return about_; }
     QAction* websiteAction() const { return website_; }
 
+    // Asked before a close would drop redactions that no export holds; true discards them.
+    using DiscardQuestion = std::function<bool(QWidget* window)>;
+    void setDiscardQuestion(DiscardQuestion question) { discardQuestion_ = std::move(question); }
+    static bool askToDiscard(QWidget* window);
+    bool hasUnexportedRedactions() const;
+
+    // Closes every main window, each asking first where needed; false when one stayed open.
+    static bool closeAllForQuit();
+
 public slots:
     // Re-evaluates which workspace commands can run now.
     void updateCommandStates();
 
 protected:
     void changeEvent(QEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
 
 private:
     void buildMenus();
@@ -81,6 +97,7 @@ private:
     QAction* minimize_ = nullptr;
     QAction* about_ = nullptr;
     QAction* website_ = nullptr;
+    DiscardQuestion discardQuestion_ = &MainWindow::askToDiscard;
 };
 
 }  // namespace norvane

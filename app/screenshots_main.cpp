@@ -10,6 +10,7 @@
 #include "canvas/page_canvas.h"
 #include "history/recent_redactions_view.h"
 #include "model/services.h"
+#include "ui/appearance.h"
 #include "ui/theme.h"
 #include "workspace/quick_guide_strip.h"
 #include "workspace/workspace_screen.h"
@@ -120,6 +121,7 @@ struct Scene {
 
 MainWindow* windowOn(SharedServices services, std::optional<RedactionSidebarItem> item) {
     auto* window = new MainWindow(std::move(services));
+    window->setDiscardQuestion([](QWidget*) { return true; });  // a picture's work is never kept
     window->rootView()->setSelection(item);
     return window;
 }
@@ -367,7 +369,7 @@ int main(int argc, char** argv) {
 
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Norvane"));
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    QApplication::setStyle(new theme::ReadableStyle(QStyleFactory::create(QStringLiteral("Fusion"))));
     QApplication::setWindowIcon(QIcon(QPixmap::fromImage(RedactionDockIconFactory::makeIcon())));
 
     const QStringList arguments = QApplication::arguments().mid(1);

@@ -231,6 +231,7 @@ void RedactionViewModel::exportSecureCopy() {
             return;
         }
         onMain([&] {
+            self->lastExportRegions_ = request.regions;
             self->setOutputURL(outputPath);
             self->setVerification(outcome->verification);
             self->setStatusText(verificationStatus(*outcome->verification));

@@ -52,6 +52,13 @@ void RedactionViewModel::setProgress(const OptionalDouble& progress) {
 void RedactionViewModel::setErrorMessage(const OptionalString& message) {
     NORVANE_ASSIGN(errorMessage_, message, errorMessageChanged);
 }
+bool RedactionViewModel::hasUnexportedRedactions() const {
+    return std::any_of(redactions_.begin(), redactions_.end(), [this](const RedactionRegion& region) {
+        return std::none_of(lastExportRegions_.begin(), lastExportRegions_.end(),
+                            [&region](const RedactionRegion& exported) { return exported.id == region.id; });
+    });
+}
+
 void RedactionViewModel::setOutputURL(const OptionalString& url) {
     NORVANE_ASSIGN(outputURL_, url, outputURLChanged);
 }

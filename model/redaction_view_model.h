@@ -74,6 +74,9 @@ public:
     const std::optional<PageHighlight>& highlight() const { return highlight_; }
     bool labelRedactions() const { return labelRedactions_; }
     bool evenWidthBoxes() const { return evenWidthBoxes_; }
+    // True while some pending region is not in the last export that completed: closing now
+    // would lose work that no file holds.
+    bool hasUnexportedRedactions() const;
     // The boxes as the export will draw them: widened when evenWidthBoxes is on.
     RegionList exportedRedactions() const;
     const std::shared_ptr<BackgroundTask>& task() const { return task_; }
@@ -163,6 +166,7 @@ private:
     OptionalString errorMessage_;
     OptionalString outputURL_;
     OptionalVerification verification_;
+    RegionList lastExportRegions_;
     bool isBusy_ = false;
     bool labelRedactions_ = false;
     bool evenWidthBoxes_ = false;

@@ -6,6 +6,7 @@
 #include "app/main_window.h"
 #include "app/root_view.h"
 #include "canvas/page_canvas.h"
+#include "history/recent_redactions_view.h"
 #include "tests/support/pdf_factory.h"
 #include "tests/support/test_services.h"
 #include "ui/symbols.h"
@@ -16,10 +17,12 @@
 #include <QApplication>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMessageBox>
 #include <QPointer>
 #include <QPushButton>
 #include <QTest>
 #include <QTimer>
+#include <QWindow>
 
 #include <gtest/gtest.h>
 
@@ -108,8 +111,15 @@ protected:
         return workspace && workspace->model().document() != nullptr;
     }
 
+    // A main window showing the sample with one pending region.
+    static void addPendingRegion(MainWindow& window, const QString& pdf) {
+        window.openFiles({pdf});
+        ASSERT_TRUE(QTest::qWaitFor([&] { return hasDocument(window); }));
+        window.rootView()->workspace()->model().addManual(0, PageRect{72, 700, 100, 20});
+    }
+
     testing::TempDir temp;
-    testing::TestServices services{temp.file("history.json")};
+    testing::TestServices services{temp.file("history.json"), testing::instantExportEngine()};
     QString pdfPath = QString::fromStdString(temp.file("agreement.pdf").string());
 };
 
@@ -274,6 +284,97 @@ TEST_F(ShellTest, EveryWayOfClosingTheAboutPanelEndsItsModalRunAndReleasesIt) {
         EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
         EXPECT_TRUE(QTest::qWaitFor([&] { return panel.isNull(); }));
     }
+}
+
+// Qt adds a set display name to each title it hands X11 and Wayland; none is set, so what a
+// window is given is what the title bar shows.
+TEST_F(ShellTest, EveryWindowTitleReachesTheDesktopAsItIs) {
+    configureApplication();
+    QApplication::setApplicationName(QStringLiteral("probe"));
+    EXPECT_EQ(QGuiApplication::applicationDisplayName(), QStringLiteral("probe"));  // follows: none set
+    configureApplication();
+
+    MainWindow window(services.shared);
+    window.show();
+    addPendingRegion(window, pdfPath);
+    window.rootView()->workspace()->model().setErrorMessage(QStringLiteral("Something failed."));
+    const auto modalTitle = [](const std::function<void()>& ask) {
+        QString title;
+        QTimer::singleShot(0, [&title] {
+            title = QApplication::activeModalWidget()->windowHandle()->title();
+            QApplication::activeModalWidget()->close();
+        });
+        ask();
+        return title;
+    };
+    for (const QString& title :
+         {window.windowHandle()->title(),
+          window.findChild<QMessageBox*>(QStringLiteral("workspaceAlert"))->windowHandle()->title(),
+          modalTitle([&] { RecentRedactionsView::askToClear(&window); }),
+          modalTitle([&] { EXPECT_FALSE(MainWindow::askToDiscard(&window)); })}) {
+        EXPECT_EQ(title, QStringLiteral("Norvane - Redaction Tool"));
+    }
+    AboutPanel about(nullptr);
+    about.show();
+    EXPECT_EQ(about.windowHandle()->title(), QString());  // the panel shows no title
+}
+
+TEST_F(ShellTest, ClosingAWindowAsksOnlyWhenNoExportHoldsItsRedactions) {
+    const struct {
+        const char* name;
+        bool pending, exportFirst, addAfterExport, discard, asked;
+    } cases[] = {
+        {"nothing pending", false, false, false, false, false},
+        {"pending, cancelled", true, false, false, false, true},
+        {"pending, discarded", true, false, false, true, true},
+        {"all in the last export", true, true, false, false, false},
+        {"one added since the export", true, true, true, false, true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        QPointer<MainWindow> window = MainWindow::openNewWindow(services.shared);
+        int asked = 0;
+        window->setDiscardQuestion([&](QWidget* parent) { return ++asked, parent == window && c.discard; });
+        window->openFiles({pdfPath});
+        ASSERT_TRUE(QTest::qWaitFor([&] { return hasDocument(*window); }));
+        RedactionViewModel& model = window->rootView()->workspace()->model();
+        if (c.pending) model.addManual(0, PageRect{72, 700, 100, 20});
+        if (c.exportFirst) {
+            services.desktop->answer = QString::fromStdString(temp.file("out.pdf").string());
+            model.exportSecureCopy();
+            ASSERT_TRUE(QTest::qWaitFor([&] { return !model.isBusy() && model.outputURL(); }));
+        }
+        if (c.addAfterExport) model.addManual(1, PageRect{72, 600, 80, 20});
+        const size_t pending = model.redactions().size();
+        QApplication::setActiveWindow(window);
+        ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+        QTest::keyClick(window.data(), Qt::Key_W, Qt::ControlModifier);
+        EXPECT_EQ(asked, c.asked ? 1 : 0);
+        const bool closes = !c.asked || c.discard;
+        EXPECT_TRUE(QTest::qWaitFor([&] { return window.isNull() == closes; }));
+        if (!closes) {
+            EXPECT_EQ(model.redactions().size(), pending);  // the work is still there
+            delete window.data();
+        }
+    }
+}
+
+TEST_F(ShellTest, QuittingAsksInEachWindowAndStopsAtTheFirstCancel) {
+    QPointer<MainWindow> windows[] = {MainWindow::openNewWindow(services.shared),
+                                      MainWindow::openNewWindow(services.shared)};
+    int asked = 0;
+    bool discard = false;
+    for (auto& window : windows) {
+        window->setDiscardQuestion([&](QWidget*) { return ++asked, discard; });
+        addPendingRegion(*window, pdfPath);
+    }
+    EXPECT_FALSE(MainWindow::closeAllForQuit());
+    EXPECT_EQ(asked, 1);
+    EXPECT_TRUE(windows[0]->isVisible() && windows[1]->isVisible());
+    discard = true;
+    EXPECT_TRUE(MainWindow::closeAllForQuit());
+    EXPECT_EQ(asked, 3);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return windows[0].isNull() && windows[1].isNull(); }));
 }
 
 }  // namespace

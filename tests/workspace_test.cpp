@@ -38,22 +38,10 @@
 namespace norvane {
 namespace {
 
-namespace fs = std::filesystem;
-
 // Deferred deletions (closed faces, dismissed alerts) happen before the next look.
 void settle() {
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QCoreApplication::processEvents();
-}
-
-// An export that completes in a blink.
-EngineCalls quickEngine() {
-    EngineCalls calls;
-    calls.exportSecurePDF = [](const auto&, const auto&, const fs::path& out, bool, const auto&, auto) {
-        testing::writeFile(out, {'%', 'P', 'D', 'F'});
-    };
-    calls.verifyOutput = [](const auto&, const auto&, const auto&, auto) { return ExportVerification(1, {}); };
-    return calls;
 }
 
 class WorkspaceTest : public ::testing::Test {
@@ -100,7 +88,7 @@ protected:
     }
 
     testing::TempDir dir;
-    testing::TestServices services{std::nullopt, quickEngine()};
+    testing::TestServices services{std::nullopt, testing::instantExportEngine()};
     WorkspaceScreen screen{services.shared};
 };
 

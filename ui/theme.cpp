@@ -1,6 +1,20 @@
 #include "ui/theme.h"
 
+#include <algorithm>
+#include <cmath>
+
 namespace norvane::theme {
+
+namespace {
+
+double linearChannel(double value) {
+    return value <= 0.04045 ? value / 12.92 : std::pow((value + 0.055) / 1.055, 2.4);
+}
+
+// Where a colour is as far (by contrast) from black as from white.
+constexpr double kMidLuminance = 0.18;
+
+}  // namespace
 
 QColor navy() {
     return QColor::fromRgbF(0.055f, 0.145f, 0.205f);
@@ -44,9 +58,10 @@ QColor secondaryLabelColor(const QPalette& palette) {
     const QColor text = palette.color(QPalette::WindowText);
     const QColor back = palette.color(QPalette::Window);
     const float mix = isDark(palette) ? 0.58f : 0.52f;
-    return QColor::fromRgbF(back.redF() + (text.redF() - back.redF()) * mix,
-                            back.greenF() + (text.greenF() - back.greenF()) * mix,
-                            back.blueF() + (text.blueF() - back.blueF()) * mix);
+    const QColor dimmed = QColor::fromRgbF(back.redF() + (text.redF() - back.redF()) * mix,
+                                           back.greenF() + (text.greenF() - back.greenF()) * mix,
+                                           back.blueF() + (text.blueF() - back.blueF()) * mix);
+    return readableOn(dimmed, {back, palette.color(QPalette::Base)}, textContrast);
 }
 
 QColor windowBackground(const QPalette& palette) {
@@ -65,6 +80,83 @@ QColor linkColor(const QPalette& palette) {
 QColor withAlpha(QColor color, double alpha) {
     color.setAlphaF(static_cast<float>(alpha));
     return color;
+}
+
+double relativeLuminance(const QColor& color) {
+    const QColor rgb = color.toRgb();
+    return 0.2126 * linearChannel(rgb.redF()) + 0.7152 * linearChannel(rgb.greenF()) +
+           0.0722 * linearChannel(rgb.blueF());
+}
+
+double contrastRatio(const QColor& a, const QColor& b) {
+    const double la = relativeLuminance(a);
+    const double lb = relativeLuminance(b);
+    return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
+}
+
+QColor over(const QColor& color, const QColor& surface) {
+    const double a = color.alphaF();
+    const QColor c = color.toRgb();
+    const QColor s = surface.toRgb();
+    return QColor::fromRgbF(static_cast<float>(s.redF() + (c.redF() - s.redF()) * a),
+                            static_cast<float>(s.greenF() + (c.greenF() - s.greenF()) * a),
+                            static_cast<float>(s.blueF() + (c.blueF() - s.blueF()) * a));
+}
+
+QColor readableOn(const QColor& color, std::initializer_list<QColor> surfaces, double ratio) {
+    const QColor first = *surfaces.begin();
+    const auto passes = [&](const QColor& candidate) {
+        return std::all_of(surfaces.begin(), surfaces.end(),
+                           [&](const QColor& surface) { return contrastRatio(candidate, surface) >= ratio; });
+    };
+    // Opacity first: it keeps the colour that was chosen.
+    double alpha = color.alphaF();
+    QColor candidate = over(color, first);
+    while (!passes(candidate) && alpha < 1.0) {
+        alpha = std::min(1.0, alpha + 0.02);
+        candidate = over(withAlpha(color, alpha), first);
+    }
+    // Then lightness, away from the surfaces, keeping hue and saturation.
+    const bool darkSurfaces = relativeLuminance(first) < kMidLuminance;
+    const QColor hsl = candidate.toHsl();
+    double lightness = hsl.lightnessF();
+    while (!passes(candidate) && lightness > 0.0 && lightness < 1.0) {
+        lightness = std::clamp(lightness + (darkSurfaces ? 0.01 : -0.01), 0.0, 1.0);
+        candidate = QColor::fromHslF(hsl.hslHueF(), hsl.hslSaturationF(), static_cast<float>(lightness)).toRgb();
+    }
+    return candidate;
+}
+
+QColor outlineOn(const QColor& brand, double alpha, const QColor& surface) {
+    return readableOn(withAlpha(brand, alpha), {surface}, controlContrast);
+}
+
+QColor dividerColor(const QPalette& palette) {
+    return readableOn(withAlpha(palette.color(QPalette::WindowText), 0.12), {palette.color(QPalette::Window)},
+                      controlContrast);
+}
+
+QColor controlOutline(const QPalette& palette) {
+    return readableOn(withAlpha(palette.color(QPalette::WindowText), 0.3),
+                      {palette.color(QPalette::Window), palette.color(QPalette::Base)}, controlContrast);
+}
+
+QColor darkCardVeil() {
+    return {255, 255, 255, 22};
+}
+
+ProminentColors prominentColors(const QPalette& palette, const QColor& tint) {
+    const QColor window = palette.color(QPalette::Window);
+    const QColor text = palette.color(QPalette::WindowText);
+    const QColor card = isDark(palette) ? over(darkCardVeil(), window) : window;
+    ProminentColors colors;
+    colors.fill = tint;
+    colors.border = readableOn(tint, {window, palette.color(QPalette::Base), card}, controlContrast);
+    colors.text = Qt::white;
+    colors.disabledFill = over(withAlpha(text, 0.06), window);
+    colors.disabledBorder = over(withAlpha(text, 0.2), window);
+    colors.disabledText = over(withAlpha(text, 0.45), window);
+    return colors;
 }
 
 QPalette darkPalette() {

@@ -5,6 +5,8 @@
 #include <QColor>
 #include <QPalette>
 
+#include <initializer_list>
+
 namespace norvane::theme {
 
 // Brand colours: fixed, identical in light and dark palettes.
@@ -30,6 +32,35 @@ QColor separatorColor(const QPalette& palette);
 QColor linkColor(const QPalette& palette);
 
 QColor withAlpha(QColor color, double alpha);
+
+// Legibility: text under 14 px needs 4.5:1 against what it sits on, controls and their
+// outlines 3:1 (relative luminance as the web's accessibility guidelines define it).
+constexpr double textContrast = 4.5;
+constexpr double controlContrast = 3.0;
+double relativeLuminance(const QColor& color);
+double contrastRatio(const QColor& a, const QColor& b);
+// `color` drawn over `surface`, as one opaque colour.
+QColor over(const QColor& color, const QColor& surface);
+// `color` (over the first surface) made just opaque enough, then just light or dark enough,
+// to reach `ratio` against every surface; the surfaces must be all dark or all light.
+QColor readableOn(const QColor& color, std::initializer_list<QColor> surfaces, double ratio);
+// A brand-coloured outline at `alpha` over `surface`, raised to control contrast.
+QColor outlineOn(const QColor& brand, double alpha, const QColor& surface);
+
+// The toolbar's vertical divider and the outline of unchecked check boxes.
+QColor dividerColor(const QPalette& palette);
+QColor controlOutline(const QPalette& palette);
+
+// Cards on a dark window: a faint white veil, as white cards would glare.
+QColor darkCardVeil();
+
+// A filled ("prominent") button: the enabled look stands out from the window, the cards on it
+// and the grouped surfaces; the disabled look is plainly weaker.
+struct ProminentColors {
+    QColor fill, border, text;
+    QColor disabledFill, disabledBorder, disabledText;
+};
+ProminentColors prominentColors(const QPalette& palette, const QColor& tint);
 
 // A dark palette for screenshots and for desktops that do not supply one.
 QPalette darkPalette();

@@ -10,6 +10,8 @@ namespace norvane::theme {
 
 namespace {
 
+constexpr double kLayoutBodyPixels = 13;
+
 struct TextStyleSpec {
     TextStyle style;
     double pixelSize;
@@ -24,7 +26,7 @@ constexpr std::array<TextStyleSpec, 10> kTextStyles{{
     {TextStyle::Title3, 15, QFont::Normal},
     {TextStyle::Headline, 13, QFont::Bold},
     {TextStyle::Subheadline, 11, QFont::Normal},
-    {TextStyle::Body, 13, QFont::Normal},
+    {TextStyle::Body, kLayoutBodyPixels, QFont::Normal},
     {TextStyle::Callout, 12, QFont::Normal},
     {TextStyle::Caption, 10, QFont::Normal},
     {TextStyle::Caption2, 10, QFont::Normal},
@@ -43,6 +45,14 @@ double logicalDpi() {
         if (dpi > 1.0) return dpi;
     }
     return 96.0;
+}
+
+// The desktop's body text in points; a font given in pixels is converted.
+double desktopBodyPoints() {
+    const QFont desktop = QApplication::font();
+    if (desktop.pointSizeF() > 0) return desktop.pointSizeF();
+    if (desktop.pixelSize() > 0) return desktop.pixelSize() * 72.0 / logicalDpi();
+    return kLayoutBodyPixels * 72.0 / 96.0;
 }
 
 // Whole texts first, then phrases inside texts.
@@ -75,10 +85,10 @@ QFont font(TextStyle style, QFont::Weight weight) {
     return systemFont(specFor(style).pixelSize, weight);
 }
 
-QFont systemFont(double pixelSize, QFont::Weight weight) {
+QFont systemFont(double layoutPixels, QFont::Weight weight) {
     QFont result = QApplication::font();
-    // Point sizes keep fractional pixel sizes that setPixelSize would round away.
-    result.setPointSizeF(pixelSize * 72.0 / logicalDpi());
+    // Point sizes keep the fractions that pixel sizes would round away.
+    result.setPointSizeF(layoutPixels / kLayoutBodyPixels * desktopBodyPoints());
     result.setWeight(weight);
     return result;
 }

@@ -9,10 +9,13 @@
 #include "workspace/page_indicator.h"
 #include "workspace/page_sidebar.h"
 
+#include <QApplication>
+#include <QEvent>
 #include <QFileInfo>
 #include <QFrame>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPainter>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QVBoxLayout>
@@ -31,16 +34,62 @@ QPushButton* toolbarButton(const QString& title, const QString& symbol, QWidget*
 
 }  // namespace
 
-void styleProminentButton(QPushButton* button, const QColor& tint) {
-    const QColor pressed = tint.darker(125);
+namespace {
+
+void applyProminentStyle(QPushButton* button, const QColor& tint) {
+    const QPalette surroundings = button->parentWidget() ? button->parentWidget()->palette() : QApplication::palette();
+    const theme::ProminentColors colors = theme::prominentColors(surroundings, tint);
     button->setStyleSheet(
-        QStringLiteral("QPushButton { background-color: %1; color: white; border: none; border-radius: 6px;"
-                       " padding: 5px 14px; }"
-                       "QPushButton:pressed { background-color: %2; }"
-                       "QPushButton:disabled { background-color: %3; color: rgba(255,255,255,150); }")
-            .arg(tint.name(), pressed.name(), theme::withAlpha(tint, 0.35).name(QColor::HexArgb)));
-    button->setIcon(
-        QIcon(theme::symbolPixmap(button->property("symbol").toString(), 15, Qt::white, button->devicePixelRatioF())));
+        QStringLiteral("QPushButton { background-color: %1; color: %2; border: 1px solid %3; border-radius: 6px;"
+                       " padding: 4px 13px; }"
+                       "QPushButton:pressed { background-color: %4; }"
+                       "QPushButton:disabled { background-color: %5; color: %6; border-color: %7; }")
+            .arg(colors.fill.name(), colors.text.name(), colors.border.name(), colors.fill.darker(125).name(),
+                 colors.disabledFill.name(), colors.disabledText.name(), colors.disabledBorder.name()));
+    const QString symbol = button->property("symbol").toString();
+    const double ratio = button->devicePixelRatioF();
+    QIcon icon(theme::symbolPixmap(symbol, 15, colors.text, ratio));
+    icon.addPixmap(theme::symbolPixmap(symbol, 15, colors.disabledText, ratio), QIcon::Disabled);
+    button->setIcon(icon);
+}
+
+// Restyles its button when the desktop switches between light and dark.
+class ProminentRestyler : public QObject {
+public:
+    ProminentRestyler(QPushButton* button, QColor tint) : QObject(button), button_(button), tint_(std::move(tint)) {
+        button->installEventFilter(this);
+    }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (watched == button_ && event->type() == QEvent::ApplicationPaletteChange) {
+            applyProminentStyle(button_, tint_);
+        }
+        return false;
+    }
+
+private:
+    QPushButton* button_;
+    QColor tint_;
+};
+
+// The toolbar's short vertical rule.
+class ToolbarDivider : public QWidget {
+public:
+    explicit ToolbarDivider(QWidget* parent) : QWidget(parent) { setFixedSize(1, 20); }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        painter.fillRect(rect(), theme::dividerColor(palette()));
+    }
+};
+
+}  // namespace
+
+void styleProminentButton(QPushButton* button, const QColor& tint) {
+    applyProminentStyle(button, tint);
+    new ProminentRestyler(button, tint);
 }
 
 EditingLayout::EditingLayout(RedactionViewModel& model, std::function<void()> openPdf, QWidget* parent)
@@ -128,10 +177,7 @@ QWidget* EditingLayout::buildToolbar() {
     row->addWidget(undo_);
     row->addWidget(clear_);
 
-    auto* rule = new QFrame(bar);
-    rule->setFrameShape(QFrame::VLine);
-    rule->setFixedHeight(20);
-    row->addWidget(rule);
+    row->addWidget(new ToolbarDivider(bar));
 
     // Cut in the middle, so a long name keeps its beginning and its extension.
     fileName_ = new theme::ElidedLabel(QString(), theme::font(TextStyle::Subheadline, QFont::DemiBold),

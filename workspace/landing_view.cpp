@@ -30,7 +30,7 @@ QFont rounded(double pixelSize, QFont::Weight weight) {
 
 // White cards over the light gradient; on a dark palette white would glare, so a faint veil.
 QColor cardFill(const QPalette& palette, double lightAlpha) {
-    return theme::isDark(palette) ? QColor(255, 255, 255, 22) : theme::withAlpha(Qt::white, lightAlpha);
+    return theme::isDark(palette) ? theme::darkCardVeil() : theme::withAlpha(Qt::white, lightAlpha);
 }
 
 QColor brandText(const QPalette& palette) {

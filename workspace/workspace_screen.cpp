@@ -267,6 +267,10 @@ void WorkspaceScreen::exportSecureCopy() {
     if (canExport()) d_->model->exportSecureCopy();
 }
 
+bool WorkspaceScreen::hasUnexportedRedactions() const {
+    return d_->model->hasUnexportedRedactions();
+}
+
 bool WorkspaceScreen::canUndo() const {
     return d_->model->document() && !d_->model->redactions().empty();
 }

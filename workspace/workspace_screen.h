@@ -33,6 +33,8 @@ public:
     bool canExport() const;
     void exportSecureCopy();
 
+    bool hasUnexportedRedactions() const;
+
     bool canUndo() const;
     void undoLast();
 

@@ -1,6 +1,7 @@
 #include "tests/support/test_services.h"
 
 #include "model/task_runner.h"
+#include "tests/support/pdf_factory.h"
 
 #include <QCoreApplication>
 #include <QTimer>
@@ -20,6 +21,15 @@ TestServices::TestServices(std::optional<std::filesystem::path> historyFile, Eng
       history(std::make_shared<RecentRedactionStore>(
           historyFile ? std::optional(QString::fromStdString(historyFile->string())) : std::nullopt)),
       shared(std::make_shared<const Services>(Services{history, desktop, std::move(engine)})) {}
+
+EngineCalls instantExportEngine() {
+    EngineCalls calls;
+    calls.exportSecurePDF = [](const auto&, const auto&, const std::filesystem::path& out, bool, const auto&, auto) {
+        writeFile(out, {'%', 'P', 'D', 'F'});
+    };
+    calls.verifyOutput = [](const auto&, const auto&, const auto&, auto) { return ExportVerification(1, {}); };
+    return calls;
+}
 
 void waitForWorkers() {
     QTimer tick;
