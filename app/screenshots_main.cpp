@@ -216,6 +216,15 @@ MainWindow* queueScene(Context& c) {
     return window;
 }
 
+// The sample open, then `act` on the guide strip once the window is shown.
+MainWindow* guideScene(Context& c, const std::function<void(QuickGuideStrip*)>& act) {
+    return onceShown(windowOn(c.empty, RedactionSidebarItem::redaction), [&c, act](MainWindow* window) {
+        window->openFiles({c.samplePath});
+        settle(300);
+        act(stripOf(window));
+    });
+}
+
 const std::vector<Scene>& scenes() {
     static const std::vector<Scene> table{
         {"landing", [](Context& c) { return windowOn(c.empty, RedactionSidebarItem::redaction); }},
@@ -289,21 +298,13 @@ const std::vector<Scene>& scenes() {
          },
          900},
         {"editing-guide-popover",
-         [](Context& c) {
-        return onceShown(windowOn(c.empty, RedactionSidebarItem::redaction), [&c](MainWindow* window) {
-            window->openFiles({c.samplePath});
-            settle(300);
-            stripOf(window)->chip(GuideItem::ocr)->click();
-        });
-         },
+         [](Context& c) { return guideScene(c, [](QuickGuideStrip* strip) { strip->chip(GuideItem::ocr)->click(); }); },
          900},
         {"editing-guide-hover",
          [](Context& c) {
-        return onceShown(windowOn(c.empty, RedactionSidebarItem::redaction), [&c](MainWindow* window) {
-            window->openFiles({c.samplePath});
-            settle(300);
-            stripOf(window)->pointerEntered(GuideItem::findText);
-            stripOf(window)->chip(GuideItem::secureExport)->setFocus(Qt::TabFocusReason);  // the keyboard's ring
+        return guideScene(c, [](QuickGuideStrip* strip) {
+            strip->pointerEntered(GuideItem::findText);
+            strip->chip(GuideItem::secureExport)->setFocus(Qt::TabFocusReason);  // the keyboard's ring
         });
          },
          900},
