@@ -146,9 +146,14 @@ void ElidedLabel::paintEvent(QPaintEvent*) {
                           displayedText(), foregroundRole());
 }
 
-SeparatorLine::SeparatorLine(QWidget* parent) : QWidget(parent) {
-    setFixedHeight(1);
-    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+SeparatorLine::SeparatorLine(QWidget* parent, Qt::Orientation orientation) : QWidget(parent) {
+    if (orientation == Qt::Horizontal) {
+        setFixedHeight(1);
+        setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    } else {
+        setFixedWidth(1);
+        setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Expanding);
+    }
 }
 
 void SeparatorLine::paintEvent(QPaintEvent*) {

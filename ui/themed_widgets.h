@@ -91,7 +91,7 @@ private:
 class SeparatorLine : public QWidget {
     Q_OBJECT
 public:
-    explicit SeparatorLine(QWidget* parent = nullptr);
+    explicit SeparatorLine(QWidget* parent = nullptr, Qt::Orientation orientation = Qt::Horizontal);
 
 protected:
     void paintEvent(QPaintEvent* event) override;

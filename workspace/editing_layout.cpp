@@ -115,13 +115,8 @@ EditingLayout::EditingLayout(RedactionViewModel& model, std::function<void()> op
     });
     inspector_ = new InspectorPanel(model_, this);
     inspector_->setFixedWidth(292);
-    const auto rule = [this] {
-        auto* line = new QFrame(this);
-        line->setFrameShape(QFrame::VLine);
-        line->setFixedWidth(1);
-        line->setStyleSheet(QStringLiteral("color: %1;").arg(theme::separatorColor(palette()).name()));
-        return line;
-    };
+    // Painted from the palette, so they follow a change of colour scheme.
+    const auto rule = [this] { return new theme::SeparatorLine(this, Qt::Vertical); };
     panes->addWidget(sidebar_);
     panes->addWidget(rule());
     panes->addWidget(canvas_, 1);
