@@ -1,5 +1,7 @@
 #include "cli/cli_support.h"
 
+#include <memory>
+
 #include <charconv>
 #include <cmath>
 #include <system_error>
@@ -33,21 +35,33 @@ Json toJson(const ExportVerification& verification) {
 }
 
 PageProgress progressPrinter(const Console& console, std::string prefix) {
-    return [&console, prefix = std::move(prefix)](std::int64_t page, std::int64_t pageCount) {
+    // A bar left open (the last pages skipped, or the work stopped) is ended when the printer
+    // goes, so what is written next starts on a line of its own.
+    struct Bar {
+        const Console& console;
+        bool open = false;
+        ~Bar() {
+            if (open) console.err << '\n' << std::flush;
+        }
+    };
+    auto bar = std::make_shared<Bar>(Bar{console});
+    return [bar, prefix = std::move(prefix)](std::int64_t page, std::int64_t pageCount) {
+        std::ostream& err = bar->console.err;
         const std::string label = prefix + std::to_string(page) + " of " + std::to_string(pageCount);
-        if (!console.errIsTerminal) {
-            console.err << label << '\n' << std::flush;
+        if (!bar->console.errIsTerminal) {
+            err << label << '\n' << std::flush;
             return;
         }
         constexpr int kWidth = 30;
         const auto filled =
             pageCount > 0 ? static_cast<int>(std::clamp<std::int64_t>(page * kWidth / pageCount, 0, kWidth)) : 0;
-        console.err << "\r[" << std::string(static_cast<std::size_t>(filled), '#')
-                    << std::string(static_cast<std::size_t>(kWidth - filled), '-') << "] " << label << "\033[K";
-        if (page >= pageCount) {
-            console.err << '\n';
+        err << "\r[" << std::string(static_cast<std::size_t>(filled), '#')
+            << std::string(static_cast<std::size_t>(kWidth - filled), '-') << "] " << label << "\033[K";
+        bar->open = page < pageCount;
+        if (!bar->open) {
+            err << '\n';
         }
-        console.err << std::flush;
+        err << std::flush;
     };
 }
 

@@ -1,6 +1,7 @@
 // The command-line tool through cli::run, and through the built executable for what only a
 // process shows: where its output goes and which history file it writes.
 
+#include "cli/cli_support.h"
 #include "cli/commands.h"
 #include "cli/export_file.h"
 #include "tests/support/pdf_factory.h"
@@ -11,6 +12,7 @@
 #include <nlohmann/json.hpp>
 
 #include <sys/wait.h>
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
@@ -299,6 +301,24 @@ INSTANTIATE_TEST_SUITE_P(
 
 // Whatever order the files finish in, the array follows the inputs and the exit code is the
 // worst outcome: a failure over "Needs Review" over success.
+// On a terminal the bar ends its line once: when the last page is read, or when the work ends
+// before it (a last page skipped, a stop), so the next message is not written onto the bar.
+TEST(CliProgress, TheTerminalBarEndsItsLineExactlyOnce) {
+    const std::vector<std::vector<int>> runs = {{1, 2, 3}, {1, 2}, {}};
+    for (const auto& pages : runs) {
+        std::ostringstream out, err;
+        const cli::Console console{out, err, true};
+        {
+            const PageProgress progress = cli::progressPrinter(console, "Page ");
+            for (int page : pages)
+                progress(page, 3);
+        }
+        const std::string said = err.str();
+        EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), pages.empty() ? 0 : 1) << pages.size();
+        EXPECT_TRUE(pages.empty() || said.back() == '\n') << pages.size();
+    }
+}
+
 TEST(CliBatch, ReportsInInputOrderAndExitsWithTheWorstOutcome) {
     const std::pair<std::vector<int>, int> cases[] = {{{0, 0}, 0},    {{0, 3, 0}, 3}, {{3, 1}, 1},
                                                       {{1, 3, 0}, 1}, {{2, 0}, 1},    {{0, 0, 0, 3}, 3}};
