@@ -3,6 +3,7 @@
 #include "app/about_panel.h"
 #include "app/root_view.h"
 #include "canvas/page_canvas.h"
+#include "ui/window_system.h"
 #include "workspace/workspace_screen.h"
 
 #include <QAction>
@@ -25,7 +26,7 @@ void configureApplication() {
 }
 
 MainWindow::MainWindow(SharedServices services, QWidget* parent) : QMainWindow(parent), services_(std::move(services)) {
-    setWindowTitle(QStringLiteral("Norvane - Redaction Tool"));
+    setWindowTitle(QString::fromLatin1(kWindowTitle));
     setMinimumSize(minimumWidth, minimumHeight);
     resize(defaultWidth, defaultHeight);
     rootView_ = new RootView(services_);
@@ -174,7 +175,7 @@ bool MainWindow::hasUnexportedRedactions() const {
 bool MainWindow::askToDiscard(QWidget* window) {
     QMessageBox box(window);
     box.setIcon(QMessageBox::Warning);
-    box.setWindowTitle(QStringLiteral("Norvane - Redaction Tool"));
+    box.setWindowTitle(QString::fromLatin1(kWindowTitle));
     box.setText(QStringLiteral("Discard pending redactions?"));
     box.setStandardButtons(QMessageBox::Discard | QMessageBox::Cancel);
     box.setDefaultButton(QMessageBox::Cancel);

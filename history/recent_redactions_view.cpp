@@ -3,6 +3,7 @@
 #include "ui/theme.h"
 #include "ui/themed_widgets.h"
 #include "ui/typography.h"
+#include "ui/window_system.h"
 
 #include <QHBoxLayout>
 #include <QMessageBox>
@@ -132,7 +133,7 @@ QList<QWidget*> RecentRedactionsView::cards() const {
 QMessageBox* RecentRedactionsView::clearConfirmation(QWidget* parent) {
     auto* box = new QMessageBox(parent);
     box->setIcon(QMessageBox::Warning);
-    box->setWindowTitle(QStringLiteral("Norvane - Redaction Tool"));
+    box->setWindowTitle(QString::fromLatin1(kWindowTitle));
     box->setText(QStringLiteral("Clear local redaction history?"));
     box->setInformativeText(
         QStringLiteral("This removes only Norvane's local history list. It does not delete any PDF."));

@@ -9,6 +9,9 @@
 
 namespace norvane {
 
+// The title of the main window and of the dialogs it shows, as the desktop receives it.
+inline constexpr auto kWindowTitle = "Norvane - Redaction Tool";
+
 // What the delegate needs of the desktop; the app uses the Qt one, tests a scripted list.
 class WindowSystem {
 public:

@@ -4,6 +4,7 @@
 #include "ui/theme.h"
 #include "ui/themed_widgets.h"
 #include "ui/typography.h"
+#include "ui/window_system.h"
 #include "workspace/editing_layout.h"
 #include "workspace/inspector_panel.h"
 #include "workspace/landing_view.h"
@@ -22,8 +23,6 @@
 namespace norvane {
 
 namespace {
-
-constexpr auto kAlertTitle = "Norvane - Redaction Tool";
 
 QString queueText(qsizetype count) {
     return QString::number(count) + QStringLiteral(" PDF") + (count == 1 ? QString() : QStringLiteral("s")) +
@@ -129,8 +128,8 @@ void WorkspaceScreenPrivate::syncAlert() {
         auto* box = new QMessageBox(q);
         box->setObjectName(QStringLiteral("workspaceAlert"));
         box->setIcon(QMessageBox::NoIcon);
-        box->setWindowTitle(QString::fromLatin1(kAlertTitle));
-        box->setText(QString::fromLatin1(kAlertTitle));
+        box->setWindowTitle(QString::fromLatin1(kWindowTitle));
+        box->setText(QString::fromLatin1(kWindowTitle));
         box->setStandardButtons(QMessageBox::Ok);
         box->button(QMessageBox::Ok)->setText(QStringLiteral("OK"));
         // Both "OK" and any other way of dismissing it clear the message.
