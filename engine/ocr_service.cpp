@@ -8,16 +8,13 @@
 #include <tesseract/resultiterator.h>
 #include <unicode/locid.h>
 
-#ifdef NORVANE_HAVE_OPENMP
-#include <omp.h>
-#endif
-
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
 #include <mutex>
 #include <system_error>
+#include <utility>
 
 namespace norvane {
 namespace {
@@ -32,16 +29,6 @@ void silenceRecogniser() {
         tesseract::TessBaseAPI probe;
         probe.SetVariable("debug_file", "/dev/null");
     });
-}
-
-// Debian's Tesseract runs its networks on an OpenMP team, which on a two-core machine is about
-// four times slower than one thread. OMP_THREAD_LIMIT would do, but libgomp reads it in its
-// own constructor, before main(); so parallel regions are switched off here, per thread,
-// since the setting belongs to the calling thread.
-void holdToOneThread() {
-#ifdef NORVANE_HAVE_OPENMP
-    omp_set_max_active_levels(0);
-#endif
 }
 
 bool hasModel(const std::filesystem::path& folder, std::string_view language) {
@@ -149,7 +136,6 @@ std::string recognitionLanguages(std::string_view localeName, const std::filesys
 OcrService::OcrService() : OcrService(recognitionLanguages(icu::Locale::getDefault().getName(), tessdataDirectory())) {}
 
 OcrService::OcrService(const std::string& languages) : languages_(languages) {
-    holdToOneThread();
     silenceRecogniser();
     const std::filesystem::path folder = tessdataDirectory();
     if (folder.empty()) {
@@ -183,7 +169,6 @@ std::vector<OcrLine> OcrService::recognize(const PageImage& image, double dpi, f
         throw OcrError("Text recognition was given an unusable page image.");
     }
 
-    holdToOneThread();  // cheap, and right even if the service moved threads
     std::vector<std::uint8_t> grey = greyPixels(image);
     api_->SetImage(grey.data(), image.width, image.height, 1, image.width);
     std::vector<std::uint8_t>().swap(grey);  // the recogniser keeps its own copy
@@ -299,3 +284,39 @@ PageRect imageBoxToPage(const PageImage& image, const NormalizedBox& box) {
 }
 
 }  // namespace norvane
+
+// Debian's Tesseract steps its networks through OpenMP regions, several per time step, and
+// libgomp ends even a team of one with a futex system call: a sixth of recognition's time. Each
+// recognition worker already has a core of its own, so the regions Tesseract opens run here,
+// on the calling thread; the linker exports these ahead of libgomp's (engine/CMakeLists.txt).
+// Only the entry points Tesseract imports are replaced; nothing else in the process opens a
+// team, so no region can start inside a real one.
+namespace {
+struct SerialSections {
+    unsigned next = 1;
+    unsigned count = 0;
+};
+thread_local SerialSections* currentSections = nullptr;
+}  // namespace
+
+extern "C" {
+
+void GOMP_parallel(void (*body)(void*), void* data, unsigned /*threads*/, unsigned /*flags*/) {
+    body(data);
+}
+
+void GOMP_parallel_sections(void (*body)(void*), void* data, unsigned /*threads*/, unsigned count, unsigned /*flags*/) {
+    SerialSections sections{1, count};
+    SerialSections* const outer = std::exchange(currentSections, &sections);
+    body(data);
+    currentSections = outer;
+}
+
+unsigned GOMP_sections_next() {
+    SerialSections* const sections = currentSections;
+    return sections && sections->next <= sections->count ? sections->next++ : 0;
+}
+
+void GOMP_sections_end_nowait() {}
+
+}  // extern "C"

@@ -8,8 +8,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <dlfcn.h>
+
 #include <cstring>
 #include <stop_token>
+
+extern "C" {
+void GOMP_parallel(void (*)(void*), void*, unsigned, unsigned);
+void GOMP_parallel_sections(void (*)(void*), void*, unsigned, unsigned, unsigned);
+unsigned GOMP_sections_next();
+void GOMP_sections_end_nowait();
+}
 
 namespace norvane {
 namespace {
@@ -226,6 +235,20 @@ TEST(OcrService, DropsLinesBelowTheMinimumHeightOnly) {
 
     PageImage truncated{100, 100, 3, std::vector<std::uint8_t>(100 * 99 * 3), {}};
     EXPECT_THROW(ocr.recognize(truncated, 150, 0), OcrError);
+}
+
+// Lost from the dynamic symbol table, they leave recognition paying a system call per network
+// step to libgomp, or running its teams of four on every worker.
+TEST(OcrService, TesseractsOpenMpRegionsResolveToTheSerialOnes) {
+    const std::pair<const char*, void*> entries[] = {
+        {"GOMP_parallel", reinterpret_cast<void*>(&GOMP_parallel)},
+        {"GOMP_parallel_sections", reinterpret_cast<void*>(&GOMP_parallel_sections)},
+        {"GOMP_sections_next", reinterpret_cast<void*>(&GOMP_sections_next)},
+        {"GOMP_sections_end_nowait", reinterpret_cast<void*>(&GOMP_sections_end_nowait)},
+    };
+    for (const auto& [name, ours] : entries) {
+        EXPECT_EQ(dlsym(RTLD_DEFAULT, name), ours) << name;
+    }
 }
 
 }  // namespace
