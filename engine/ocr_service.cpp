@@ -199,10 +199,14 @@ std::vector<OcrLine> OcrService::recognize(const PageImage& image, double dpi, f
             if (it->Empty(tesseract::RIL_SYMBOL)) {
                 continue;
             }
-            if (inLine && it->IsAtBeginningOf(tesseract::RIL_BLOCK)) {
+            // Asking for a line's or block's start walks the whole line, so it is asked only at a
+            // word's start, which both imply.
+            const bool atWord = it->IsAtBeginningOf(tesseract::RIL_WORD);
+            const bool atLine = atWord && it->IsAtBeginningOf(tesseract::RIL_TEXTLINE);
+            if (inLine && atLine && it->IsAtBeginningOf(tesseract::RIL_BLOCK)) {
                 ++block;
             }
-            if (!inLine || it->IsAtBeginningOf(tesseract::RIL_TEXTLINE)) {
+            if (!inLine || atLine) {
                 inLine = true;
                 int left = 0, top = 0, right = 0, bottom = 0;
                 it->BoundingBox(tesseract::RIL_TEXTLINE, &left, &top, &right, &bottom);
@@ -220,7 +224,7 @@ std::vector<OcrLine> OcrService::recognize(const PageImage& image, double dpi, f
                     line.block = block;
                     lines.push_back(std::move(line));
                 }
-            } else if (keepLine && it->IsAtBeginningOf(tesseract::RIL_WORD) && !lines.back().text.empty()) {
+            } else if (keepLine && atWord && !lines.back().text.empty()) {
                 lines.back().text += ' ';
             }
             if (!keepLine) {
