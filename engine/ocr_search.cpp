@@ -107,7 +107,7 @@ std::vector<RedactionSearchResult> searchRecognisedPages(const SharedPdfDocument
     const std::int64_t pageCount = document->pageCount();
     std::vector<RedactionSearchResult> results;
     forEachPageInParallel<ReadingWorker>(
-        pageCount, pageWorkerCount(pageCount), progress, stop,
+        pageCount, pageWorkerCount(pageCount), readingWindow(pageWorkerCount(pageCount)), progress, stop,
         [&](ReadingWorker& worker, std::int64_t pageIndex, std::stop_token token) {
         const mu::Session* session = nullptr;
         try {

@@ -27,22 +27,29 @@ inline int pageWorkerCount(std::int64_t pageCount) {
         std::clamp<std::int64_t>(std::min<std::int64_t>(cores, 4), 1, std::max<std::int64_t>(pageCount, 1)));
 }
 
+// How many pages workers may run ahead of the one the caller waits for, when a finished page
+// is just its recognised lines: enough for the others to read on past a slow page.
+inline std::int64_t readingWindow(int workers) {
+    return std::int64_t{workers} + 8;
+}
+
 // The pages on `workers` threads. Each worker keeps its own `State` (MuPDF session,
 // recogniser: made on first use, on the worker's thread, since neither may cross threads) and
 // calls `read(state, pageIndex, stop)`, which returns the page's result or nothing for a page
 // it skipped. The calling thread hands results to `use(pageIndex, result)` and reports
 // progress strictly in page order. A failure surfaces as the first failing page in page order
 // would have surfaced sequentially; cancellation reaches pages being read through the token.
+// A worker starts a page only while it lies fewer than `window` pages past the one the caller
+// waits for.
 template <typename State, typename Read, typename Use>
-void forEachPageInParallel(std::int64_t pageCount, int workers, const PageProgress& progress,
+void forEachPageInParallel(std::int64_t pageCount, int workers, std::int64_t window, const PageProgress& progress,
                            const std::stop_token& stop, Read&& read, Use&& use) {
     using Result = typename std::invoke_result_t<Read&, State&, std::int64_t, std::stop_token>::value_type;
     using Outcome = std::variant<std::monostate, Result, std::exception_ptr>;  // skipped, read, failed
 
-    // Finished pages wait here for the calling thread. A worker starts a page only while fewer
-    // than `workers` pages are read or waiting, so with the one the caller holds, at most
-    // workers + 1 pages are alive, and a slow page does not let the rest pile up.
-    const std::int64_t lookahead = std::max(workers, 1);
+    // Finished pages wait here for the calling thread. With a window of `workers`, at most
+    // workers + 1 results are alive, the one the caller holds included, however slow a page is.
+    const std::int64_t lookahead = std::max<std::int64_t>({window, workers, 1});
     std::mutex mutex;
     std::condition_variable changed;
     std::map<std::int64_t, Outcome> finished;

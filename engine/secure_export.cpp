@@ -308,11 +308,12 @@ void writeSecurePdf(const SharedPdfDocument& document, const std::vector<Redacti
     const std::int64_t pageCount = document->pageCount();
     ImagePdfWriter writer(out, pageCount);
     static const std::vector<RedactionRegion> none;
-    // Workers render and encode; this thread writes, in page order.
+    // Workers render and encode; this thread writes, in page order. Encoded pages are large, so
+    // no more wait than there are workers.
+    const int pageWorkers =
+        workers > 0 ? static_cast<int>(std::min<std::int64_t>(workers, pageCount)) : pageWorkerCount(pageCount);
     forEachPageInParallel<ExportWorker>(
-        pageCount,
-        workers > 0 ? static_cast<int>(std::min<std::int64_t>(workers, pageCount)) : pageWorkerCount(pageCount),
-        progress, stop,
+        pageCount, pageWorkers, pageWorkers, progress, stop,
         [&](ExportWorker& worker, std::int64_t page, std::stop_token) -> std::optional<EncodedPage> {
             try {
                 if (!worker.session) {

@@ -21,9 +21,11 @@ struct Walk {
     const char* name = "";
     std::int64_t pages = 0;
     int workers = 1;
+    std::int64_t window = 0;  // as many as workers
     std::set<std::int64_t> skipped = {};
     std::set<std::int64_t> failing = {};
-    std::int64_t slowPage = -1;     // finishes last among its neighbours
+    std::int64_t slowPage = -1;     // finishes last among its neighbours; with a window, only once
+                                    // the others have read every page the window lets them
     std::int64_t cancelAfter = -1;  // the caller stops once this page was used
     std::int64_t expectedFailure = -1;
 };
@@ -40,6 +42,7 @@ TEST_P(ParallelPages, BehaveLikeTheSequentialWalk) {
     std::atomic<int> reading{0};
     std::atomic<int> mostReading{0};
     std::atomic<int> reads{0};
+    std::atomic<std::int64_t> othersRead{0};
     std::atomic<bool> crossedThreads{false};
     std::stop_source stop;
     std::vector<std::int64_t> used;
@@ -47,7 +50,7 @@ TEST_P(ParallelPages, BehaveLikeTheSequentialWalk) {
 
     const auto run = [&] {
         forEachPageInParallel<State>(
-            walk.pages, walk.workers, [&](std::int64_t page, std::int64_t) { reported.push_back(page); },
+            walk.pages, walk.workers, walk.window, [&](std::int64_t page, std::int64_t) { reported.push_back(page); },
             stop.get_token(),
             [&](State& state, std::int64_t page, std::stop_token) -> std::optional<std::int64_t> {
                 crossedThreads = crossedThreads || state.owner != std::this_thread::get_id();
@@ -55,7 +58,19 @@ TEST_P(ParallelPages, BehaveLikeTheSequentialWalk) {
                 for (int most = mostReading; now > most && !mostReading.compare_exchange_weak(most, now);) {
                 }
                 ++reads;
+                if (page == walk.slowPage && walk.window > 0) {
+                    const auto ahead = page + std::min<std::int64_t>(walk.window - 1, walk.pages - page - 1);
+                    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+                    while (othersRead < ahead && std::chrono::steady_clock::now() < deadline) {
+                        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                    }
+                    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+                    EXPECT_EQ(othersRead, ahead) << "pages read before and past the slow one";
+                }
                 std::this_thread::sleep_for(std::chrono::milliseconds(page == walk.slowPage ? 40 : (page * 7) % 5));
+                if (page != walk.slowPage) {
+                    ++othersRead;
+                }
                 --reading;
                 if (walk.failing.contains(page)) {
                     throw PageFailure(page);
@@ -84,7 +99,7 @@ TEST_P(ParallelPages, BehaveLikeTheSequentialWalk) {
         EXPECT_THROW(run(), CancellationError);
         last = walk.cancelAfter;
         // Workers run ahead a little, never through the rest of a long document.
-        EXPECT_LE(reads, walk.cancelAfter + 1 + 3 * walk.workers);
+        EXPECT_LE(reads, walk.cancelAfter + 1 + std::max<std::int64_t>(walk.window, walk.workers) + walk.workers);
     } else {
         run();
     }
@@ -105,25 +120,29 @@ TEST_P(ParallelPages, BehaveLikeTheSequentialWalk) {
 
 INSTANTIATE_TEST_SUITE_P(
     Walks, ParallelPages,
-    ::testing::Values(Walk{.name = "Empty", .pages = 0, .workers = 3},
-                      Walk{.name = "OneWorker", .pages = 9, .workers = 1, .skipped = {4}},
-                      Walk{.name = "MoreWorkersThanPages", .pages = 2, .workers = 4},
-                      Walk{.name = "SlowFirstPage", .pages = 12, .workers = 3, .skipped = {2, 7}, .slowPage = 0},
-                      // Page 5 fails first; page 2, slower, is still the failure the caller sees.
-                      Walk{.name = "EarliestFailureWins",
-                           .pages = 10,
-                           .workers = 3,
-                           .failing = {2, 5},
-                           .slowPage = 2,
-                           .expectedFailure = 2},
-                      Walk{.name = "FailureOnLastPage",
-                           .pages = 6,
-                           .workers = 2,
-                           .skipped = {1},
-                           .failing = {5},
-                           .expectedFailure = 5},
-                      Walk{.name = "CancelledEarlyInALongDocument", .pages = 200, .workers = 4, .cancelAfter = 3},
-                      Walk{.name = "CancelledNextToTheEnd", .pages = 5, .workers = 2, .cancelAfter = 3}),
+    ::testing::Values(
+        Walk{.name = "Empty", .pages = 0, .workers = 3},
+        Walk{.name = "OneWorker", .pages = 9, .workers = 1, .skipped = {4}},
+        Walk{.name = "MoreWorkersThanPages", .pages = 2, .workers = 4},
+        Walk{.name = "SlowFirstPage", .pages = 12, .workers = 3, .skipped = {2, 7}, .slowPage = 0},
+        Walk{.name = "OthersReadOnPastASlowPage", .pages = 30, .workers = 2, .window = 9, .slowPage = 4},
+        Walk{.name = "WindowPastTheEnd", .pages = 6, .workers = 2, .window = 9, .slowPage = 1},
+        // Page 5 fails first; page 2, slower, is still the failure the caller sees.
+        Walk{.name = "EarliestFailureWins",
+             .pages = 10,
+             .workers = 3,
+             .failing = {2, 5},
+             .slowPage = 2,
+             .expectedFailure = 2},
+        Walk{.name = "FailureOnLastPage",
+             .pages = 6,
+             .workers = 2,
+             .skipped = {1},
+             .failing = {5},
+             .expectedFailure = 5},
+        Walk{.name = "CancelledEarlyInALongDocument", .pages = 200, .workers = 4, .cancelAfter = 3},
+        Walk{.name = "CancelledEarlyWithAWindow", .pages = 200, .workers = 2, .window = 9, .cancelAfter = 3},
+        Walk{.name = "CancelledNextToTheEnd", .pages = 5, .workers = 2, .cancelAfter = 3}),
     [](const ::testing::TestParamInfo<Walk>& walk) { return std::string(walk.param.name); });
 
 }  // namespace
