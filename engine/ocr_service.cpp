@@ -8,6 +8,8 @@
 #include <tesseract/resultiterator.h>
 #include <unicode/locid.h>
 
+#include <dlfcn.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -294,13 +296,19 @@ PageRect imageBoxToPage(const PageImage& image, const NormalizedBox& box) {
 // recognition worker already has a core of its own, so the regions Tesseract opens run here,
 // on the calling thread; the linker exports these ahead of libgomp's (engine/CMakeLists.txt).
 // Only the entry points Tesseract imports are replaced; nothing else in the process opens a
-// team, so no region can start inside a real one.
+// team, so no region can start inside a real one. Sections that libgomp began (a build of
+// Tesseract using another entry point) go on in libgomp rather than lose their work.
 namespace {
 struct SerialSections {
     unsigned next = 1;
     unsigned count = 0;
 };
 thread_local SerialSections* currentSections = nullptr;
+
+template <typename Function>
+Function* libgompEntry(const char* name) {
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
 }  // namespace
 
 extern "C" {
@@ -317,10 +325,21 @@ void GOMP_parallel_sections(void (*body)(void*), void* data, unsigned /*threads*
 }
 
 unsigned GOMP_sections_next() {
-    SerialSections* const sections = currentSections;
-    return sections && sections->next <= sections->count ? sections->next++ : 0;
+    if (SerialSections* const sections = currentSections) {
+        return sections->next <= sections->count ? sections->next++ : 0;
+    }
+    static auto* const next = libgompEntry<unsigned()>("GOMP_sections_next");
+    return next ? next() : 0;
 }
 
-void GOMP_sections_end_nowait() {}
+void GOMP_sections_end_nowait() {
+    if (currentSections) {
+        return;
+    }
+    static auto* const end = libgompEntry<void()>("GOMP_sections_end_nowait");
+    if (end) {
+        end();
+    }
+}
 
 }  // extern "C"

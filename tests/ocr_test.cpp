@@ -251,5 +251,44 @@ TEST(OcrService, TesseractsOpenMpRegionsResolveToTheSerialOnes) {
     }
 }
 
+// Every section runs exactly once, in a region of ours nested in another or in one libgomp
+// began; a lost section would be a network gate never computed.
+TEST(OcrService, SerialSectionsRunEverySectionOnce) {
+    struct Run {
+        std::vector<unsigned> outer;
+        std::vector<unsigned> inner;
+    } run;
+    GOMP_parallel_sections(
+        [](void* data) {
+        auto& r = *static_cast<Run*>(data);
+        for (unsigned section = GOMP_sections_next(); section != 0; section = GOMP_sections_next()) {
+            r.outer.push_back(section);
+            if (section == 2) {
+                GOMP_parallel_sections(
+                    [](void* d) {
+                    for (unsigned s = GOMP_sections_next(); s != 0; s = GOMP_sections_next()) {
+                        static_cast<Run*>(d)->inner.push_back(s);
+                    }
+                    GOMP_sections_end_nowait();
+                    },
+                    &r, 4, 2, 0);
+            }
+        }
+        GOMP_sections_end_nowait();
+        },
+        &run, 4, 3, 0);
+    EXPECT_THAT(run.outer, ::testing::ElementsAre(1u, 2u, 3u));
+    EXPECT_THAT(run.inner, ::testing::ElementsAre(1u, 2u));
+
+    auto* const start = reinterpret_cast<unsigned (*)(unsigned)>(dlsym(RTLD_DEFAULT, "GOMP_sections_start"));
+    ASSERT_NE(start, nullptr);
+    std::vector<unsigned> begun;
+    for (unsigned section = start(3); section != 0; section = GOMP_sections_next()) {
+        begun.push_back(section);
+    }
+    GOMP_sections_end_nowait();
+    EXPECT_THAT(begun, ::testing::ElementsAre(1u, 2u, 3u));
+}
+
 }  // namespace
 }  // namespace norvane
