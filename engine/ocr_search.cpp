@@ -106,8 +106,9 @@ std::vector<RedactionSearchResult> searchRecognisedPages(const SharedPdfDocument
     }
     const std::int64_t pageCount = document->pageCount();
     std::vector<RedactionSearchResult> results;
+    const int workers = pageWorkerCount(pageCount);
     forEachPageInParallel<ReadingWorker>(
-        pageCount, pageWorkerCount(pageCount), readingWindow(pageWorkerCount(pageCount)), progress, stop,
+        pageCount, workers, readingWindow(workers), progress, stop,
         [&](ReadingWorker& worker, std::int64_t pageIndex, std::stop_token token) {
         const mu::Session* session = nullptr;
         try {

@@ -90,8 +90,9 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
     };
     std::vector<VerificationFinding> findings;
     const std::int64_t pageCount = document->pageCount();
+    const int workers = pageWorkerCount(pageCount);
     forEachPageInParallel<ReadingWorker>(
-        pageCount, pageWorkerCount(pageCount), readingWindow(pageWorkerCount(pageCount)), progress, stop,
+        pageCount, workers, readingWindow(workers), progress, stop,
         [&](ReadingWorker& worker, std::int64_t pageIndex, std::stop_token token) -> std::optional<ReadPage> {
             const mu::Session* pageSession = nullptr;
             try {
