@@ -170,14 +170,14 @@ EngineCalls scriptedExport(Ending outcome) {
         }
         progress(2, 2);
     };
-    calls.verifyOutput = [outcome](const std::filesystem::path&, const std::vector<std::string>&,
+    calls.verifyOutput = [outcome](const std::filesystem::path&, const VerificationRequest&,
                                    const PageProgress& progress, std::stop_token) {
         progress(1, 2);
         progress(2, 2);
         if (outcome == Ending::needsReview) {
             return ExportVerification::fromFindings(
-                2, {{"078-05-1120", 0, {206, 656, 80, 18}, RedactionSource::ocr},
-                    {"Jordan A. Whitfield", 0, {126, 674, 122, 18}, RedactionSource::ocr}});
+                2, {{"078-05-1120", 0, PageRect{206, 656, 80, 18}, RedactionSource::ocr},
+                    {"Jordan A. Whitfield", 0, PageRect{126, 674, 122, 18}, RedactionSource::ocr}});
         }
         return ExportVerification(2, {});
     };

@@ -77,8 +77,8 @@ int main(int argc, char** argv) {
         Timing searchOurs = kNotRun;
         Timing searchCommand = kNotRun;
         for (int run = 0; run < runs; ++run) {
-            searchOurs =
-                fastest(searchOurs, timeOurs([&] { hits = RedactionEngine::ocrMatches(document, query, {}); }));
+            searchOurs = fastest(
+                searchOurs, timeOurs([&] { hits = RedactionEngine::ocrMatches(document, query, {}, {}).results; }));
             searchCommand = fastest(searchCommand, timePipeline(input, 220, work / "search-220"));
         }
         std::printf("OCR search for \"%s\": %zu matches\n", query.c_str(), hits.size());
@@ -102,8 +102,9 @@ int main(int argc, char** argv) {
         Timing verifyOurs = kNotRun;
         Timing verifyCommand = kNotRun;
         for (int run = 0; run < runs; ++run) {
-            verifyOurs = fastest(verifyOurs,
-                                 timeOurs([&] { verification = RedactionEngine::verifyOutput(secure, {query}, {}); }));
+            verifyOurs = fastest(verifyOurs, timeOurs([&] {
+                                     verification = RedactionEngine::verifyOutput(secure, {{query}, {}, {}}, {});
+                                 }));
             verifyCommand = fastest(verifyCommand, timePipeline(secure, 150, work / "verify-150"));
         }
         std::printf("verification: %s, %lld pages checked\n", verification.passed() ? "passed" : "needs review",

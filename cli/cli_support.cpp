@@ -24,9 +24,10 @@ Json toJson(const ExportVerification& verification) {
     Json findings = Json::array();
     for (const VerificationFinding& finding : verification.findings()) {
         findings.push_back(Json{{"term", finding.term},
-                                {"pageIndex", finding.pageIndex},
-                                {"rect", toJson(finding.rect)},
-                                {"source", std::string(rawValue(finding.source))}});
+                                {"pageIndex", finding.pageIndex ? Json(*finding.pageIndex) : Json(nullptr)},
+                                {"rect", finding.rect ? toJson(*finding.rect) : Json(nullptr)},
+                                {"source", std::string(rawValue(finding.source))},
+                                {"reason", std::string(rawValue(finding.reason))}});
     }
     return Json{{"passed", verification.passed()},
                 {"checkedPages", verification.checkedPages()},

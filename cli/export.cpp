@@ -65,14 +65,16 @@ std::vector<RedactionRegion> collectRegions(const ParsedArguments& parsed, const
             std::vector<RedactionSearchResult> results;
             const bool pattern = option.ends_with("pattern");
             if (option == "--find") {
-                results = RedactionEngine::nativeTextMatches(document, value);
+                results = services.engine.nativeTextMatches(document, value, {}).results;
             } else if (option == "--ocr") {
-                results = services.engine.ocrMatches(document, value, progressPrinter(console, "OCR "), {});
+                results = services.engine.ocrMatches(document, value, {}, progressPrinter(console, "OCR "), {}).results;
             } else if (option == "--pattern") {
-                results = RedactionEngine::nativePatternMatches(document, *patternPresetNamed(value));
+                results = services.engine.nativePatternMatches(document, *patternPresetNamed(value), {}).results;
             } else if (option == "--ocr-pattern") {
-                results = services.engine.ocrPatternMatches(document, *patternPresetNamed(value),
-                                                            progressPrinter(console, "OCR "), {});
+                results = services.engine
+                              .ocrPatternMatches(document, *patternPresetNamed(value), {},
+                                                 progressPrinter(console, "OCR "), {})
+                              .results;
             } else {
                 continue;  // a switch
             }
@@ -127,7 +129,7 @@ FileExport exportFile(const ParsedArguments& parsed, const std::vector<RegionArg
         console.err << RedactionError::noRedactions().errorDescription() << '\n';
         return {};
     }
-    request.terms = verificationTerms(request.regions, askedTerms);
+    request.verification.terms = verificationTerms(request.regions, askedTerms);
 
     std::optional<ExportOutcome> outcome;
     ExportListener listener;

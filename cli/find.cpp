@@ -31,16 +31,18 @@ int runFind(const std::vector<std::string>& args, const Console& console, const 
     std::vector<RedactionSearchResult> results;
     try {
         if (!presets->empty()) {
-            results = RedactionEngine::nativePatternMatches(document, presets->front());
+            results = services.engine.nativePatternMatches(document, presets->front(), {}).results;
             if (ocr) {
                 const auto read =
-                    services.engine.ocrPatternMatches(document, presets->front(), progressPrinter(console, "OCR "), {});
+                    services.engine
+                        .ocrPatternMatches(document, presets->front(), {}, progressPrinter(console, "OCR "), {})
+                        .results;
                 results.insert(results.end(), read.begin(), read.end());
             }
         } else {
             const std::string& text = parsed->positionals[1];
-            results = ocr ? services.engine.ocrMatches(document, text, progressPrinter(console, "OCR "), {})
-                          : RedactionEngine::nativeTextMatches(document, text);
+            results = ocr ? services.engine.ocrMatches(document, text, {}, progressPrinter(console, "OCR "), {}).results
+                          : services.engine.nativeTextMatches(document, text, {}).results;
         }
     } catch (const std::exception& error) {
         printError(console.err, error, std::nullopt);

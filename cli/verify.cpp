@@ -12,7 +12,7 @@ int runVerify(const std::vector<std::string>& args, const Console& console, cons
     }
     ExportVerification verification;
     try {
-        verification = services.engine.verifyOutput(parsed->positionals[0], parsed->values("--term"),
+        verification = services.engine.verifyOutput(parsed->positionals[0], {parsed->values("--term"), {}, {}},
                                                     progressPrinter(console, "Verifying page "), {});
     } catch (const std::exception& error) {
         printError(console.err, error, RedactionError::outputVerificationFailed());

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <new>
+#include <stdexcept>
 
 namespace norvane::mu {
 namespace {
@@ -115,6 +117,24 @@ void throwCaught(fz_context* ctx) {
         throw MuPdfOutOfMemory(message ? message : "out of memory");
     }
     throw MuPdfError(message ? message : "MuPDF error");
+}
+
+PageFailure pageFailureOf(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const MuPdfOutOfMemory&) {
+        return PageFailure::outOfMemory;
+    } catch (const std::bad_alloc&) {
+        return PageFailure::outOfMemory;
+    } catch (const std::length_error&) {
+        return PageFailure::outOfMemory;
+    } catch (const MuPdfError&) {
+        return PageFailure::unparsable;
+    } catch (const CancellationError&) {
+        throw;
+    } catch (...) {
+        return PageFailure::unrenderable;
+    }
 }
 
 std::size_t allocatedBytes() {

@@ -31,6 +31,11 @@ public:
 
 [[noreturn]] void throwCaught(fz_context* ctx);
 
+// What a failure while reading or drawing a page means for that page: memory (MuPDF's or
+// ours), MuPDF refusing the page's objects, or anything else. Cancellation is not a page
+// failure: it is rethrown.
+PageFailure pageFailureOf(const std::exception_ptr& failure);
+
 // A C++ exception must never leave an fz_try block: it would skip fz_catch and leave a
 // slot of MuPDF's error stack taken for good (256 of them per context). So the body's own
 // exceptions are parked and rethrown only once MuPDF's block has closed, and nested

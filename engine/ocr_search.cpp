@@ -1,11 +1,13 @@
 #include "engine/mupdf_session.h"
 #include "engine/page_loop.h"
 #include "engine/page_reading.h"
+#include "engine/recognition_languages.h"
 #include "engine/redaction_engine.h"
 #include "engine/search_keys.h"
 
 #include <algorithm>
 #include <cmath>
+#include <variant>
 
 namespace norvane {
 namespace {
@@ -95,45 +97,59 @@ std::vector<PageRect> pageMatches(const std::vector<PageReading>& readings, cons
     return upright;
 }
 
+// A page's readings, or why it could not be read.
+using PageOutcome = std::variant<std::vector<PageReading>, PageFailure>;
+
 // The recognised lines of every page, read on all workers; `work` turns a page's readings
-// into results, in page order.
+// into results, in page order. A page that cannot be rendered is reported as unread.
 template <typename Work>
-std::vector<RedactionSearchResult> searchRecognisedPages(const SharedPdfDocument& document,
-                                                         const PageProgress& progress, std::stop_token stop,
-                                                         Work&& work) {
+SearchOutcome searchRecognisedPages(const SharedPdfDocument& document, const std::string& languages,
+                                    const PageProgress& progress, std::stop_token stop, Work&& work) {
+    SearchOutcome outcome;
     if (!document || document->pageCount() <= 0) {
-        return {};
+        return outcome;
     }
     const std::int64_t pageCount = document->pageCount();
-    std::vector<RedactionSearchResult> results;
     const int workers = pageWorkerCount(pageCount);
     forEachPageInParallel<ReadingWorker>(
         pageCount, workers, readingWindow(workers), progress, stop,
-        [&](ReadingWorker& worker, std::int64_t pageIndex, std::stop_token token) {
-        const mu::Session* session = nullptr;
-        try {
-            session = &worker.open(document);
-        } catch (const mu::MuPdfError&) {
-            // Saying "no matches" here would be a lie about pages nobody read.
-            throw OcrError("The document could not be read for text recognition.");
-        }
-        return readPage(*session, pageIndex, kOcrSearchDpi, kMinimumTextHeight, worker.ocr, token);
+        [&](ReadingWorker& worker, std::int64_t pageIndex, std::stop_token token) -> std::optional<PageOutcome> {
+            const mu::Session* session = nullptr;
+            try {
+                session = &worker.open(document);
+            } catch (const mu::MuPdfError&) {
+                // Saying "no matches" here would be a lie about pages nobody read.
+                throw OcrError("The document could not be read for text recognition.");
+            }
+            auto readings =
+                readPage(*session, pageIndex, kOcrSearchDpi, kMinimumTextHeight, worker.ocr, languages, token);
+            if (!readings) {
+                return PageOutcome(PageFailure::unrenderable);
+            }
+            return PageOutcome(std::move(*readings));
         },
-        [&](std::int64_t pageIndex, const std::vector<PageReading>& readings) { work(pageIndex, readings, results); });
-    return results;
+        [&](std::int64_t pageIndex, const PageOutcome& page) {
+        if (const auto* failure = std::get_if<PageFailure>(&page)) {
+            outcome.unreadPages.push_back({pageIndex, *failure});
+        } else {
+            work(pageIndex, std::get<std::vector<PageReading>>(page), outcome.results);
+        }
+        });
+    return outcome;
 }
 
 }  // namespace
 
-std::vector<RedactionSearchResult> RedactionEngine::ocrMatches(const SharedPdfDocument& document,
-                                                               const std::string& query, const PageProgress& progress,
-                                                               std::stop_token stop) {
+SearchOutcome RedactionEngine::ocrMatches(const SharedPdfDocument& document, const std::string& query,
+                                          const RecognitionOptions& recognition, const PageProgress& progress,
+                                          std::stop_token stop) {
     const std::string term = trimmed(query);
     const std::string queryKey = normalizedSearchKey(term);
     if (term.empty() || queryKey.empty()) {
         return {};
     }
-    return searchRecognisedPages(document, progress, stop,
+    const std::string languages = resolvedRecognitionLanguages(recognition, {term});
+    return searchRecognisedPages(document, languages, progress, stop,
                                  [&](std::int64_t pageIndex, const auto& readings, auto& results) {
         for (const PageRect& rect : pageMatches(readings, term, queryKey)) {
             results.push_back(RedactionSearchResult{Uuid::random(), pageIndex, rect, term, RedactionSource::ocr});
@@ -141,12 +157,12 @@ std::vector<RedactionSearchResult> RedactionEngine::ocrMatches(const SharedPdfDo
     });
 }
 
-std::vector<RedactionSearchResult> RedactionEngine::ocrPatternMatches(const SharedPdfDocument& document,
-                                                                      PatternPreset preset,
-                                                                      const PageProgress& progress,
-                                                                      std::stop_token stop) {
+SearchOutcome RedactionEngine::ocrPatternMatches(const SharedPdfDocument& document, PatternPreset preset,
+                                                 const RecognitionOptions& recognition, const PageProgress& progress,
+                                                 std::stop_token stop) {
     const auto find = [preset](const std::string& text) { return findPatternMatches(preset, text); };
-    return searchRecognisedPages(document, progress, stop,
+    const std::string languages = resolvedRecognitionLanguages(recognition, {});
+    return searchRecognisedPages(document, languages, progress, stop,
                                  [&](std::int64_t pageIndex, const auto& readings, auto& results) {
         for (RecognisedHit& hit : recognisedHits(readings, find)) {
             if (!hit.rect) {

@@ -7,7 +7,7 @@ namespace norvane {
 
 std::optional<std::vector<PageReading>> readPage(const mu::Session& session, std::int64_t pageIndex, double dpi,
                                                  float minimumLineHeight, std::optional<OcrService>& ocr,
-                                                 std::stop_token stop) {
+                                                 const std::string& languages, std::stop_token stop) {
     const PdfDocument& document = *session.document();
     if (pageIndex < 0 || pageIndex >= document.pageCount()) {
         return std::nullopt;
@@ -23,7 +23,7 @@ std::optional<std::vector<PageReading>> readPage(const mu::Session& session, std
             return std::nullopt;
         }
         if (!ocr) {
-            ocr.emplace();
+            ocr.emplace(languages);
         }
         PageReading reading;
         reading.lines = ocr->recognize(*image, dpi, minimumLineHeight, stop);

@@ -39,11 +39,11 @@ struct ReadingWorker {
 // Reads the page as displayed and, when its /Rotate turns it, also as stored. A scanner that
 // records orientation stores the pixels turned, so the text is upright as displayed; a page
 // turned afterwards keeps its text upright as stored. The recogniser reads only upright text
-// reliably, so a turned page is read both ways. `ocr` is started on first use (throws
-// OcrError when it cannot start). Nothing when the page cannot be rendered.
+// reliably, so a turned page is read both ways. `ocr` is started on first use with
+// `languages` (throws OcrError when it cannot start). Nothing when the page cannot be rendered.
 std::optional<std::vector<PageReading>> readPage(const mu::Session& session, std::int64_t pageIndex, double dpi,
                                                  float minimumLineHeight, std::optional<OcrService>& ocr,
-                                                 std::stop_token stop);
+                                                 const std::string& languages, std::stop_token stop);
 
 // The widened page-space box of a recognised box; nothing for a box of no area, which would
 // cover nothing.

@@ -5,24 +5,33 @@
 
 namespace norvane {
 
-std::vector<RedactionSearchResult> RedactionEngine::nativePatternMatches(const SharedPdfDocument& document,
-                                                                         PatternPreset preset) {
-    std::vector<RedactionSearchResult> results;
+SearchOutcome RedactionEngine::nativePatternMatches(const SharedPdfDocument& document, PatternPreset preset,
+                                                    std::stop_token stop) {
+    SearchOutcome outcome;
+    auto& results = outcome.results;
     if (!document) {
-        return results;
+        return outcome;
     }
+    const auto pageCount = static_cast<int>(std::min<std::int64_t>(document->pageCount(), INT32_MAX));
     std::optional<mu::Session> session;
     try {
         session.emplace(document);
-    } catch (const mu::MuPdfError&) {
-        return results;  // as the typed search: a document MuPDF cannot read has no text
+    } catch (...) {
+        const PageFailure failure = mu::pageFailureOf(std::current_exception());
+        for (int page = 0; page < pageCount; ++page) {
+            outcome.unreadPages.push_back({page, failure});
+        }
+        return outcome;
     }
-    const auto pageCount = static_cast<int>(std::min<std::int64_t>(document->pageCount(), INT32_MAX));
     for (int pageIndex = 0; pageIndex < pageCount; ++pageIndex) {
+        if (stop.stop_requested()) {
+            throw CancellationError();
+        }
         TextLayer layer;
         try {
             layer = readTextLayer(*session, pageIndex);
-        } catch (const mu::MuPdfError&) {
+        } catch (...) {
+            outcome.unreadPages.push_back({pageIndex, mu::pageFailureOf(std::current_exception())});
             continue;
         }
         for (const auto& [begin, end] : findPatternMatches(preset, layer.text)) {
@@ -36,7 +45,7 @@ std::vector<RedactionSearchResult> RedactionEngine::nativePatternMatches(const S
             }
         }
     }
-    return results;
+    return outcome;
 }
 
 }  // namespace norvane

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <stdexcept>
 #include <stop_token>
 #include <string>
 #include <vector>
@@ -20,29 +21,47 @@ namespace norvane {
 // before the next page starts.
 using PageProgress = std::function<void(std::int64_t page, std::int64_t pageCount)>;
 
+// Which recognition models read the pages.
+struct RecognitionOptions {
+    // The recogniser's own form, e.g. "eng+deu". Empty: English, the desktop's language, and
+    // every installed language that has letters of the terms being read for.
+    std::string languages;
+};
+
+// What verification looks for in the copy.
+struct VerificationRequest {
+    std::vector<std::string> terms;       // each looked for as typed (case and accents ignored)
+    std::vector<PatternPreset> patterns;  // each run again over the copy's text
+    RecognitionOptions recognition;
+};
+
 class RedactionEngine {
 public:
     RedactionEngine() = delete;
 
-    // Case-insensitive search of the text layer. Never throws; a blank query finds nothing.
-    static std::vector<RedactionSearchResult> nativeTextMatches(const SharedPdfDocument& document,
-                                                                const std::string& query);
+    // Case-insensitive search of the text layer. A blank query finds nothing; a page whose text
+    // cannot be read is reported in `unreadPages`. Throws CancellationError when `stop` is
+    // requested (checked before each page).
+    static SearchOutcome nativeTextMatches(const SharedPdfDocument& document, const std::string& query,
+                                           std::stop_token stop = {});
 
-    // OCR over every page at 220 dpi. Throws CancellationError when `stop` is requested
-    // (checked before each page) and OcrError when recognition fails.
-    static std::vector<RedactionSearchResult> ocrMatches(const SharedPdfDocument& document, const std::string& query,
-                                                         const PageProgress& progress, std::stop_token stop = {});
+    // OCR over every page at 220 dpi; a page that cannot be rendered is reported in
+    // `unreadPages`. Throws CancellationError when `stop` is requested (checked before each
+    // page), UnreadableTermError before reading anything when the recognisers cannot read
+    // every letter of the query, and OcrError when recognition fails.
+    static SearchOutcome ocrMatches(const SharedPdfDocument& document, const std::string& query,
+                                    const RecognitionOptions& recognition, const PageProgress& progress,
+                                    std::stop_token stop = {});
 
     // Text-layer matches of a preset, one result per line a match touches, `text` the matched
-    // string. Throws MatcherUnavailable when the pattern cannot be run; an unreadable page has
-    // no matches, as for a typed search.
-    static std::vector<RedactionSearchResult> nativePatternMatches(const SharedPdfDocument& document,
-                                                                   PatternPreset preset);
+    // string. Throws MatcherUnavailable when the pattern cannot be run.
+    static SearchOutcome nativePatternMatches(const SharedPdfDocument& document, PatternPreset preset,
+                                              std::stop_token stop = {});
 
-    // The OCR search for a preset's matches in every recognised line; throws as ocrMatches does.
-    static std::vector<RedactionSearchResult> ocrPatternMatches(const SharedPdfDocument& document, PatternPreset preset,
-                                                                const PageProgress& progress,
-                                                                std::stop_token stop = {});
+    // The OCR search for a preset's matches in the recognised text; throws as ocrMatches does.
+    static SearchOutcome ocrPatternMatches(const SharedPdfDocument& document, PatternPreset preset,
+                                           const RecognitionOptions& recognition, const PageProgress& progress,
+                                           std::stop_token stop = {});
 
     // Writes the image-only secure copy to `outputPath` (atomically: a temporary file in the
     // same folder renamed into place). Throws RedactionError or CancellationError; on any
@@ -51,17 +70,25 @@ public:
                                 const std::filesystem::path& outputPath, bool labelRedactions,
                                 const PageProgress& progress, std::stop_token stop = {});
 
-    // Re-opens a written file and looks for the terms in its text layer and its 150-dpi OCR.
-    // Throws RedactionError::outputVerificationFailed, OcrError or CancellationError.
-    static ExportVerification verifyOutput(const std::filesystem::path& outputPath,
-                                           const std::vector<std::string>& sensitiveTerms, const PageProgress& progress,
-                                           std::stop_token stop = {});
+    // Re-opens a written file and looks for the terms and patterns in its text layer and its
+    // 150-dpi OCR. A term with letters the recognisers cannot read is reported as a finding of
+    // its own (it cannot be shown to be gone). Throws RedactionError::outputVerificationFailed,
+    // OcrError or CancellationError.
+    static ExportVerification verifyOutput(const std::filesystem::path& outputPath, const VerificationRequest& request,
+                                           const PageProgress& progress, std::stop_token stop = {});
 };
 
 // A failure of the on-device text recognition, with the recogniser's own description.
 class OcrError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
+};
+
+// The query has letters that none of the loaded recognition models can read, so the OCR
+// search could never find it. The message names no letter of the query.
+class UnreadableTermError : public OcrError {
+public:
+    using OcrError::OcrError;
 };
 
 }  // namespace norvane

@@ -261,8 +261,10 @@ struct Readings {
     bool joining = false;  // the previous line ended in a hyphen
 };
 
-// Feeds one page's characters; a page MuPDF cannot read contributes nothing.
-void feedPage(const mu::Session& session, int pageIndex, Readings& r, const std::string& fallbackText) {
+// Feeds one page's characters. A page MuPDF cannot read contributes nothing and is reported
+// as unread; a match cannot run across it.
+void feedPage(const mu::Session& session, int pageIndex, Readings& r, const std::string& fallbackText,
+              std::vector<UnreadPage>& unread) {
     Glyph lineBreak;
     lineBreak.c = '\n';
     lineBreak.page = pageIndex;
@@ -286,39 +288,54 @@ void feedPage(const mu::Session& session, int pageIndex, Readings& r, const std:
             }
             r.joining = hyphenated;
         });
-    } catch (const mu::MuPdfError&) {
+    } catch (...) {
+        unread.push_back({pageIndex, mu::pageFailureOf(std::current_exception())});
+        lineBreak.order = r.order++;
+        r.plain.add(lineBreak, r.results, fallbackText);
+        r.dropHyphen.add(lineBreak, r.results, fallbackText);
+        r.keepHyphen.add(lineBreak, r.results, fallbackText);
+        r.joining = false;
     }
 }
 
 }  // namespace
 
-std::vector<RedactionSearchResult> RedactionEngine::nativeTextMatches(const SharedPdfDocument& document,
-                                                                      const std::string& query) {
-    std::vector<RedactionSearchResult> results;
+SearchOutcome RedactionEngine::nativeTextMatches(const SharedPdfDocument& document, const std::string& query,
+                                                 std::stop_token stop) {
+    SearchOutcome outcome;
     const std::string trimmedQuery = trimmed(query);
     if (trimmedQuery.empty() || !document) {
-        return results;
+        return outcome;
     }
     std::vector<char32_t> pattern = queryPattern(query);
     if (pattern.empty()) {
-        return results;
+        return outcome;
     }
     Readings readings(pattern);
+    const auto pageCount = static_cast<int>(std::min<std::int64_t>(document->pageCount(), INT32_MAX));
+    std::optional<mu::Session> session;
     try {
-        mu::Session session(document);
-        const auto pageCount = static_cast<int>(std::min<std::int64_t>(document->pageCount(), INT32_MAX));
+        session.emplace(document);
+    } catch (...) {
+        // No page can be read without the document.
+        const PageFailure failure = mu::pageFailureOf(std::current_exception());
         for (int page = 0; page < pageCount; ++page) {
-            feedPage(session, page, readings, trimmedQuery);
+            outcome.unreadPages.push_back({page, failure});
         }
-    } catch (const std::exception&) {
-        // The search cannot fail: what was found before the trouble is what there is.
+        return outcome;
+    }
+    for (int page = 0; page < pageCount; ++page) {
+        if (stop.stop_requested()) {
+            throw CancellationError();
+        }
+        feedPage(*session, page, readings, trimmedQuery, outcome.unreadPages);
     }
     std::stable_sort(readings.results.begin(), readings.results.end(),
                      [](const auto& a, const auto& b) { return a.first < b.first; });
     for (auto& [order, result] : readings.results) {
-        results.push_back(std::move(result));
+        outcome.results.push_back(std::move(result));
     }
-    return results;
+    return outcome;
 }
 
 }  // namespace norvane

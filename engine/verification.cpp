@@ -2,10 +2,12 @@
 #include "engine/page_loop.h"
 #include "engine/page_reading.h"
 #include "engine/page_text.h"
+#include "engine/recognition_languages.h"
 #include "engine/redaction_engine.h"
 #include "engine/search_keys.h"
 
 #include <algorithm>
+#include <functional>
 #include <optional>
 
 namespace norvane {
@@ -31,11 +33,29 @@ TextLayer textLayer(const mu::Session& session, std::int64_t pageIndex) {
     }
 }
 
+// The same, for a pattern: a match the pattern cannot run on must not pass.
+std::vector<ByteRange> patternOccurrences(const std::string& text, PatternPreset preset) {
+    try {
+        return findPatternMatches(preset, text);
+    } catch (const MatcherUnavailable&) {
+        throw RedactionError::outputVerificationFailed();
+    }
+}
+
+using Find = std::function<std::vector<ByteRange>(const std::string&)>;
+
+// What is looked for: each term, and each pattern under the text it matched.
+struct Search {
+    std::optional<std::string> term;  // nothing: a pattern, reported as the text it matched
+    Find find;
+};
+
 // One finding per line a text-layer match touches; the whole page when its characters have
 // no usable boxes, so a finding always says where to look.
-void textLayerFindings(const TextLayer& layer, const std::string& term, std::int64_t pageIndex, const PageRect& page,
+void textLayerFindings(const TextLayer& layer, const Search& search, std::int64_t pageIndex, const PageRect& page,
                        std::vector<VerificationFinding>& findings) {
-    for (const auto& [begin, end] : occurrences(layer.text, term)) {
+    for (const auto& [begin, end] : search.find(layer.text)) {
+        const std::string term = search.term.value_or(layer.text.substr(begin, end - begin));
         bool placed = false;
         for (const PageRect& part : layer.lineBoxes(begin, end)) {
             if (!part.isEmpty()) {
@@ -50,19 +70,19 @@ void textLayerFindings(const TextLayer& layer, const std::string& term, std::int
 }
 
 // Findings from every reading; one whose place is unknown covers the whole page.
-void recognisedFindings(const std::vector<PageReading>& readings, const std::string& term, std::int64_t pageIndex,
+void recognisedFindings(const std::vector<PageReading>& readings, const Search& search, std::int64_t pageIndex,
                         const PageRect& page, std::vector<VerificationFinding>& findings) {
-    for (const RecognisedHit& hit :
-         recognisedHits(readings, [&](const std::string& text) { return occurrences(text, term); })) {
-        findings.push_back({term, pageIndex, hit.rect.value_or(page), RedactionSource::ocr});
+    for (RecognisedHit& hit : recognisedHits(readings, search.find)) {
+        findings.push_back(
+            {search.term.value_or(std::move(hit.text)), pageIndex, hit.rect.value_or(page), RedactionSource::ocr});
     }
 }
 
 }  // namespace
 
 ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& outputPath,
-                                                 const std::vector<std::string>& sensitiveTerms,
-                                                 const PageProgress& progress, std::stop_token stop) {
+                                                 const VerificationRequest& request, const PageProgress& progress,
+                                                 std::stop_token stop) {
     SharedPdfDocument document;
     try {
         document = PdfDocument::open(outputPath);
@@ -78,9 +98,25 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
     }
 
     std::vector<std::string> terms;
-    for (const auto& term : sensitiveTerms) {
+    for (const auto& term : request.terms) {
         if (std::string t = trimmed(term); !t.empty()) {
             terms.push_back(std::move(t));
+        }
+    }
+    std::vector<Search> searches;
+    for (const std::string& term : terms) {
+        searches.push_back({term, [term](const std::string& text) { return occurrences(text, term); }});
+    }
+    for (const PatternPreset preset : request.patterns) {
+        searches.push_back(
+            {std::nullopt, [preset](const std::string& text) { return patternOccurrences(text, preset); }});
+    }
+    std::string languages;
+    if (!searches.empty()) {
+        try {
+            languages = resolvedRecognitionLanguages(request.recognition, terms);
+        } catch (const OcrError&) {
+            throw RedactionError::outputVerificationFailed();
         }
     }
 
@@ -101,12 +137,12 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
                 throw RedactionError::outputVerificationFailed();
             }
             ReadPage read{textLayer(*pageSession, pageIndex), {}};
-            if (terms.empty()) {
+            if (searches.empty()) {
                 return read;
             }
             std::optional<std::vector<PageReading>> readings;
             try {
-                readings = readPage(*pageSession, pageIndex, kVerificationDpi, 0.0f, worker.ocr, token);
+                readings = readPage(*pageSession, pageIndex, kVerificationDpi, 0.0f, worker.ocr, languages, token);
             } catch (const OcrError&) {
                 if (!worker.ocr) {
                     throw RedactionError::outputVerificationFailed();  // the recogniser did not start
@@ -121,11 +157,11 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
         },
         [&](std::int64_t pageIndex, const ReadPage& read) {
         const PageRect page = document->page(pageIndex).mediaBox.standardized();
-        for (const auto& term : terms) {
-            textLayerFindings(read.layer, term, pageIndex, page, findings);
+        for (const Search& search : searches) {
+            textLayerFindings(read.layer, search, pageIndex, page, findings);
         }
-        for (const auto& term : terms) {
-            recognisedFindings(read.readings, term, pageIndex, page, findings);
+        for (const Search& search : searches) {
+            recognisedFindings(read.readings, search, pageIndex, page, findings);
         }
         });
     return ExportVerification::fromFindings(document->pageCount(), std::move(findings));

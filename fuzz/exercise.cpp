@@ -55,7 +55,7 @@ void exerciseEngine(const std::uint8_t* data, std::size_t size) {
     }
 
     for (const char* query : {"e", "the", "a b"}) {
-        for (const RedactionSearchResult& hit : RedactionEngine::nativeTextMatches(document, query)) {
+        for (const RedactionSearchResult& hit : RedactionEngine::nativeTextMatches(document, query).results) {
             require(hit.pageIndex >= 0 && hit.pageIndex < pageCount);
             require(finite(hit.rect) && hit.rect.width > 1.0 && hit.rect.height > 1.0);
             regions.push_back(
@@ -65,7 +65,8 @@ void exerciseEngine(const std::uint8_t* data, std::size_t size) {
 
     for (const PatternPresetInfo& preset : patternPresets()) {
         try {
-            for (const RedactionSearchResult& hit : RedactionEngine::nativePatternMatches(document, preset.preset)) {
+            for (const RedactionSearchResult& hit :
+                 RedactionEngine::nativePatternMatches(document, preset.preset).results) {
                 require(hit.pageIndex >= 0 && hit.pageIndex < pageCount && !hit.text.empty());
                 require(finite(hit.rect) && hit.rect.width > 1.0 && hit.rect.height > 1.0);
                 regions.push_back(

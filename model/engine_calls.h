@@ -1,7 +1,7 @@
 #pragma once
-// The engine's long operations as the document model calls them. They are plain function
-// objects so the model's task sequencing can be driven with scripted outcomes (failures,
-// stalls) that a real document cannot produce on demand.
+// The engine as the document model calls it: one interface for every operation that reads the
+// source or the copy. They are plain function objects so the model's task sequencing can be
+// driven with scripted outcomes (failures, stalls) that a real document cannot produce on demand.
 
 #include "engine/redaction_engine.h"
 
@@ -10,18 +10,22 @@
 namespace norvane {
 
 struct EngineCalls {
-    std::function<std::vector<RedactionSearchResult>(const SharedPdfDocument&, const std::string&, const PageProgress&,
-                                                     std::stop_token)>
+    std::function<SearchOutcome(const SharedPdfDocument&, const std::string&, std::stop_token)> nativeTextMatches =
+        &RedactionEngine::nativeTextMatches;
+    std::function<SearchOutcome(const SharedPdfDocument&, PatternPreset, std::stop_token)> nativePatternMatches =
+        &RedactionEngine::nativePatternMatches;
+    std::function<SearchOutcome(const SharedPdfDocument&, const std::string&, const RecognitionOptions&,
+                                const PageProgress&, std::stop_token)>
         ocrMatches = &RedactionEngine::ocrMatches;
+    std::function<SearchOutcome(const SharedPdfDocument&, PatternPreset, const RecognitionOptions&, const PageProgress&,
+                                std::stop_token)>
+        ocrPatternMatches = &RedactionEngine::ocrPatternMatches;
     std::function<void(const SharedPdfDocument&, const std::vector<RedactionRegion>&, const std::filesystem::path&,
                        bool, const PageProgress&, std::stop_token)>
         exportSecurePDF = &RedactionEngine::exportSecurePDF;
-    std::function<ExportVerification(const std::filesystem::path&, const std::vector<std::string>&, const PageProgress&,
+    std::function<ExportVerification(const std::filesystem::path&, const VerificationRequest&, const PageProgress&,
                                      std::stop_token)>
         verifyOutput = &RedactionEngine::verifyOutput;
-    std::function<std::vector<RedactionSearchResult>(const SharedPdfDocument&, PatternPreset, const PageProgress&,
-                                                     std::stop_token)>
-        ocrPatternMatches = &RedactionEngine::ocrPatternMatches;
 };
 
 }  // namespace norvane

@@ -54,8 +54,8 @@ std::optional<ExportOutcome> runSecureExport(const ExportRequest& request, const
         return std::nullopt;
     }
     step(ExportStep::verifying, [&] {
-        outcome.verification =
-            services.engine.verifyOutput(request.output, request.terms, pages(QStringLiteral("Verifying page ")), stop);
+        outcome.verification = services.engine.verifyOutput(request.output, request.verification,
+                                                            pages(QStringLiteral("Verifying page ")), stop);
     });
 
     if (request.recordHistory && services.history) {

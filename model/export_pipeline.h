@@ -22,7 +22,7 @@ struct ExportRequest {
     std::vector<RedactionRegion> regions;
     std::filesystem::path source;
     std::filesystem::path output;
-    std::vector<std::string> terms;  // checked in the copy, found or not
+    VerificationRequest verification;  // what the copy is checked for
     bool labelRedactions = false;
     bool evenWidth = false;  // hit boxes widened so they do not give away the length of what they hide
     bool verify = true;

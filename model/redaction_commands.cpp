@@ -65,7 +65,7 @@ void RedactionViewModel::findNativeText() {
     }
     SearchResultList results;
     try {
-        results = RedactionEngine::nativeTextMatches(document_, searchText_.toStdString());
+        results = services_->engine.nativeTextMatches(document_, searchText_.toStdString(), {}).results;
     } catch (...) {
         // The text search has no failure of its own; running out of memory is still reported.
         setErrorMessage(describeFailure(std::current_exception()));
@@ -83,7 +83,7 @@ void RedactionViewModel::findWithOCR() {
     runOcrSearch({}, QString(),
                  [calls = services_->engine, document = document_, query = searchText_.toStdString()](
                      const PageProgress& progress, std::stop_token stop) {
-        return calls.ocrMatches(document, query, progress, stop);
+        return calls.ocrMatches(document, query, {}, progress, stop).results;
     });
 }
 
@@ -93,7 +93,7 @@ void RedactionViewModel::findPattern(PatternPreset preset, bool includeOcr) {
     }
     SearchResultList results;
     try {
-        results = RedactionEngine::nativePatternMatches(document_, preset);
+        results = services_->engine.nativePatternMatches(document_, preset, {}).results;
     } catch (...) {
         setErrorMessage(describeFailure(std::current_exception()));
         return;
@@ -107,7 +107,7 @@ void RedactionViewModel::findPattern(PatternPreset preset, bool includeOcr) {
     runOcrSearch(
         std::move(results), textCount + QStringLiteral(" \u00B7 "),
         [calls = services_->engine, document = document_, preset](const PageProgress& progress, std::stop_token stop) {
-        return calls.ocrPatternMatches(document, preset, progress, stop);
+        return calls.ocrPatternMatches(document, preset, {}, progress, stop).results;
         });
 }
 
@@ -195,7 +195,7 @@ void RedactionViewModel::exportSecureCopy() {
 
     ExportRequest request{document_, redactions_, nativePath(sourcePath), nativePath(outputPath), {}, labelRedactions_};
     request.evenWidth = evenWidthBoxes_;
-    request.terms = verificationTerms(request.regions);
+    request.verification.terms = verificationTerms(request.regions);
     auto task = beginTask();
     runBackgroundTask(
         shared_from_this(), task,

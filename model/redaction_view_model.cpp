@@ -204,14 +204,15 @@ SearchResultList RedactionViewModel::remainingFindings() const {
         return found;
     }
     for (const VerificationFinding& finding : verification_->findings()) {
-        if (finding.pageIndex < 0 || finding.pageIndex >= document_->pageCount()) {
-            continue;
+        if (!finding.pageIndex || !finding.rect || *finding.pageIndex < 0 ||
+            *finding.pageIndex >= document_->pageCount()) {
+            continue;  // nowhere to point: the verdict lists the term itself
         }
-        const PageRect media = document_->page(finding.pageIndex).mediaBox.standardized();
-        PageRect rect = finding.rect.standardized();
+        const PageRect media = document_->page(*finding.pageIndex).mediaBox.standardized();
+        PageRect rect = finding.rect->standardized();
         rect.x += media.x;
         rect.y += media.y;
-        found.push_back({Uuid::random(), finding.pageIndex, rect, finding.term, finding.source});
+        found.push_back({Uuid::random(), *finding.pageIndex, rect, finding.term, finding.source});
     }
     return found;
 }

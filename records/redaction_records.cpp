@@ -117,8 +117,49 @@ std::string describe(RedactionError::Kind kind, std::int64_t pageIndex) {
 
 }  // namespace
 
-RedactionError::RedactionError(Kind kind, std::int64_t pageIndex)
-    : kind_(kind), pageIndex_(kind == Kind::cannotRenderPage ? pageIndex : 0), message_(describe(kind, pageIndex_)) {}
+RedactionError::RedactionError(Kind kind, std::int64_t pageIndex, std::optional<PageFailure> why)
+    : kind_(kind),
+      pageIndex_(kind == Kind::cannotRenderPage ? pageIndex : 0),
+      pageFailure_(kind == Kind::cannotRenderPage ? why : std::nullopt),
+      message_(describe(kind, pageIndex_)) {}
+
+std::string_view rawValue(PageFailure failure) {
+    switch (failure) {
+        case PageFailure::outOfMemory:
+            return "outOfMemory";
+        case PageFailure::unparsable:
+            return "unparsable";
+        case PageFailure::tooLarge:
+            return "tooLarge";
+        case PageFailure::unrenderable:
+            return "unrenderable";
+    }
+    return "unrenderable";
+}
+
+std::string describe(PageFailure failure) {
+    switch (failure) {
+        case PageFailure::outOfMemory:
+            return "It needs more memory than is available.";
+        case PageFailure::unparsable:
+            return "Its content could not be parsed.";
+        case PageFailure::tooLarge:
+            return "It is too large to draw.";
+        case PageFailure::unrenderable:
+            return "It could not be drawn.";
+    }
+    return "It could not be drawn.";
+}
+
+std::string_view rawValue(FindingReason reason) {
+    switch (reason) {
+        case FindingReason::read:
+            return "read";
+        case FindingReason::unreadableLetters:
+            return "unreadableLetters";
+    }
+    return "read";
+}
 
 }  // namespace norvane
 

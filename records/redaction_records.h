@@ -73,13 +73,50 @@ struct RedactionSearchResult {
     RedactionSource source = RedactionSource::textSearch;
 };
 
+// Why a page could not be read or drawn.
+enum class PageFailure {
+    outOfMemory,   // MuPDF or the bitmap ran out of memory
+    unparsable,    // the page's objects or content could not be parsed
+    tooLarge,      // the bitmap would exceed the pixel limit, or the page has no area
+    unrenderable,  // drawing failed for another reason
+};
+
+std::string_view rawValue(PageFailure failure);
+// What happened to the page, as a sentence.
+std::string describe(PageFailure failure);
+
+// A page a search could not read, and why.
+struct UnreadPage {
+    std::int64_t pageIndex = 0;
+    PageFailure failure = PageFailure::unrenderable;
+
+    friend bool operator==(const UnreadPage&, const UnreadPage&) = default;
+};
+
+// A search's hits, and the pages it could not read (in page order): "nothing found" is only
+// true of the pages that were read.
+struct SearchOutcome {
+    std::vector<RedactionSearchResult> results;
+    std::vector<UnreadPage> unreadPages;
+};
+
+// Why verification reports a term.
+enum class FindingReason {
+    read,               // it was read in the copy, at `pageIndex` and `rect`
+    unreadableLetters,  // the recognisers loaded cannot read some of its letters: nobody can say it is gone
+};
+
+std::string_view rawValue(FindingReason reason);
+
 // Where verification saw a term in the output: the page and the covering rectangle in that
-// page's space, read from the text layer (textSearch) or the pixels (ocr).
+// page's space, read from the text layer (textSearch) or the pixels (ocr). A finding about the
+// whole document (a term that cannot be read at all) has neither page nor rectangle.
 struct VerificationFinding {
     std::string term;
-    std::int64_t pageIndex = 0;
-    PageRect rect;
+    std::optional<std::int64_t> pageIndex = 0;
+    std::optional<PageRect> rect = PageRect{};
     RedactionSource source = RedactionSource::ocr;
+    FindingReason reason = FindingReason::read;
 
     friend bool operator==(const VerificationFinding&, const VerificationFinding&) = default;
 };
@@ -116,8 +153,8 @@ public:
         outputVerificationFailed,
     };
 
-    static RedactionError cannotRenderPage(std::int64_t pageIndex) {
-        return RedactionError(Kind::cannotRenderPage, pageIndex);
+    static RedactionError cannotRenderPage(std::int64_t pageIndex, PageFailure why = PageFailure::unrenderable) {
+        return RedactionError(Kind::cannotRenderPage, pageIndex, why);
     }
     static RedactionError cannotOpenPDF() { return RedactionError(Kind::cannotOpenPDF); }
     static RedactionError encryptedPDF() { return RedactionError(Kind::encryptedPDF); }
@@ -129,14 +166,17 @@ public:
     Kind kind() const { return kind_; }
     // Zero-based page of cannotRenderPage; 0 for the other kinds.
     std::int64_t pageIndex() const { return pageIndex_; }
+    // What went wrong with that page (cannotRenderPage only).
+    std::optional<PageFailure> pageFailure() const { return pageFailure_; }
     const std::string& errorDescription() const { return message_; }
     const char* what() const noexcept override { return message_.c_str(); }
 
 private:
-    explicit RedactionError(Kind kind, std::int64_t pageIndex = 0);
+    explicit RedactionError(Kind kind, std::int64_t pageIndex = 0, std::optional<PageFailure> why = std::nullopt);
 
     Kind kind_;
     std::int64_t pageIndex_;
+    std::optional<PageFailure> pageFailure_;
     std::string message_;
 };
 

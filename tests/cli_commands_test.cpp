@@ -93,7 +93,7 @@ TEST_F(CliCommands, TermsOnlyOcrSeesAreStillVerified) {
                  testing::glyphBox(scan.source.texts[0], "Oyelaran"));
     EXPECT_LT(r.at(2), 120) << "the word, not the line";
     finding.erase("rect");
-    EXPECT_EQ(finding, Json({{"term", "Oyelaran"}, {"pageIndex", 0}, {"source", "OCR"}}));
+    EXPECT_EQ(finding, Json({{"term", "Oyelaran"}, {"pageIndex", 0}, {"source", "OCR"}, {"reason", "read"}}));
     result.erase("findings");
     EXPECT_EQ(result, Json({{"passed", false}, {"checkedPages", 1}, {"suspiciousMatches", Json::array({"Oyelaran"})}}));
     EXPECT_TRUE(verify.said("Verifying page 1 of 1\n")) << verify.err;

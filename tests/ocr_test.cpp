@@ -32,7 +32,7 @@ SharedPdfDocument scanned(const std::vector<ScanPage>& pages) {
 std::vector<RedactionSearchResult> search(const SharedPdfDocument& document, const std::string& query,
                                           Progress* progress = nullptr) {
     Progress ignored;
-    return RedactionEngine::ocrMatches(document, query, recordInto(progress ? *progress : ignored));
+    return RedactionEngine::ocrMatches(document, query, {}, recordInto(progress ? *progress : ignored)).results;
 }
 
 TEST(Ocr, RecognitionLanguagesAreEnglishPlusTheLocalesWhenInstalled) {
@@ -136,7 +136,7 @@ TEST(Ocr, TurnedTextPagesGetTheTextLayersBoxes) {
         const PageRect& box = page.mediaBox;
         page.texts = {TextRun{"Agreement signed by Thomas Leonard on behalf of", box.x + 40, box.maxY() - 80, 14}};
         const auto document = documentOf({page});
-        const auto fromText = RedactionEngine::nativeTextMatches(document, "Thomas Leonard");
+        const auto fromText = RedactionEngine::nativeTextMatches(document, "Thomas Leonard").results;
         const auto fromOcr = search(document, "Thomas Leonard");
         ASSERT_EQ(fromText.size(), 1u);
         ASSERT_EQ(fromOcr.size(), 1u);
@@ -168,22 +168,27 @@ TEST(Ocr, HitsOnTurnedScansLandOnTheWordAsDisplayed) {
 TEST(Ocr, PatternHitsCarryTheTextRecognised) {
     ScanPage page{PageSpec{.mediaBox = {0, 0, 612, 792}}, 90};
     page.source.texts = {TextRun{"Card 4111 1111 1111 1111 and 4111 1111 1111 1112", 60, 700, 14}};
-    const auto results = RedactionEngine::ocrPatternMatches(scanned({page}), PatternPreset::paymentCard, {});
+    const auto results =
+        RedactionEngine::ocrPatternMatches(scanned({page}), PatternPreset::paymentCard, {}, {}).results;
     ASSERT_EQ(results.size(), 1u);
     EXPECT_EQ(results[0].text, "4111 1111 1111 1111");
     EXPECT_EQ(results[0].source, RedactionSource::ocr);
     EXPECT_PRED2(contains, results[0].rect, scannedRect(page, glyphBox(page.source.texts[0], "4111 1111 1111 1111")));
 }
 
-TEST(Ocr, ReportsProgressOnlyForPagesItCouldRender) {
+// A page it could not render is not a page without matches: it is reported as unread.
+TEST(Ocr, ReportsThePagesItCouldNotRender) {
     DocumentPlan plan = textPages({"First page", "", "Third page"});
     plan.pages[1].mediaBox = PageRect{0, 0, 14400, 14400};  // far over the pixel limit at 220 dpi
     Progress progress;
-    const auto results = search(PdfDocument::fromBytes(buildPdf(plan)), "page", &progress);
-    EXPECT_EQ(progress, (Progress{{1, 3}, {3, 3}}));
-    ASSERT_EQ(results.size(), 2u);
-    EXPECT_EQ(results[0].pageIndex, 0);
-    EXPECT_EQ(results[1].pageIndex, 2);
+    const SearchOutcome outcome =
+        RedactionEngine::ocrMatches(PdfDocument::fromBytes(buildPdf(plan)), "page", {}, recordInto(progress));
+    EXPECT_EQ(progress, (Progress{{1, 3}, {2, 3}, {3, 3}}));
+    ASSERT_EQ(outcome.results.size(), 2u);
+    EXPECT_EQ(outcome.results[0].pageIndex, 0);
+    EXPECT_EQ(outcome.results[1].pageIndex, 2);
+    ASSERT_EQ(outcome.unreadPages.size(), 1u);
+    EXPECT_EQ(outcome.unreadPages[0].pageIndex, 1);
 }
 
 TEST(Ocr, CancellingBetweenPagesThrowsAndReturnsNothing) {
@@ -196,7 +201,7 @@ TEST(Ocr, CancellingBetweenPagesThrowsAndReturnsNothing) {
             stop.request_stop();
         }
     };
-    EXPECT_THROW(RedactionEngine::ocrMatches(document, "o", onPage, stop.get_token()), CancellationError);
+    EXPECT_THROW(RedactionEngine::ocrMatches(document, "o", {}, onPage, stop.get_token()), CancellationError);
     EXPECT_EQ(progress, (Progress{{1, 4}, {2, 4}}));
 }
 

@@ -38,17 +38,20 @@ QString qPath(const fs::path& path) {
 
 // Calls through to `calls`, so a test can swap one after the model has taken its services.
 EngineCalls forwardedTo(const EngineCalls& calls) {
-    return EngineCalls{[&calls](const auto&... a) { return calls.ocrMatches(a...); },
+    return EngineCalls{[&calls](const auto&... a) { return calls.nativeTextMatches(a...); },
+                       [&calls](const auto&... a) { return calls.nativePatternMatches(a...); },
+                       [&calls](const auto&... a) { return calls.ocrMatches(a...); },
+                       [&calls](const auto&... a) { return calls.ocrPatternMatches(a...); },
                        [&calls](const auto&... a) { calls.exportSecurePDF(a...); },
-                       [&calls](const auto&... a) { return calls.verifyOutput(a...); },
-                       [&calls](const auto&... a) { return calls.ocrPatternMatches(a...); }};
+                       [&calls](const auto&... a) { return calls.verifyOutput(a...); }};
 }
 
 class CommandsTest : public ::testing::Test {
 protected:
     void SetUp() override {
         // Three pages, the query found on the first and the last; stops between pages when cancelled.
-        engine.ocrMatches = [this](const auto&, const std::string& query, const auto& progress, std::stop_token stop) {
+        engine.ocrMatches = [this](const auto&, const std::string& query, const RecognitionOptions&,
+                                   const auto& progress, std::stop_token stop) {
             for (std::int64_t page = 1; page <= 3; ++page) {
                 if (stop.stop_requested()) throw CancellationError();
                 progress(page, 3);
@@ -57,7 +60,7 @@ protected:
             const auto found = [&](std::int64_t page) {
                 return RedactionSearchResult{Uuid::random(), page, {72, 700, 40, 12}, query, RedactionSource::ocr};
             };
-            return std::vector{found(0), found(2)};
+            return SearchOutcome{{found(0), found(2)}, {}};
         };
         auto* observed = model.get();  // the test may drop its reference while a task runs
         QObject::connect(observed, &RedactionViewModel::statusTextChanged,
@@ -178,11 +181,12 @@ TEST_P(OcrEndings, EndNotBusyWithTheirOwnStatus) {
 // A pattern's text-layer hits come at once; with OCR included they stay while the recogniser
 // adds its own after them. Even-width boxes are what the canvas shows and the export draws.
 TEST_F(CommandsTest, PatternHitsGatherBothReadingsAndEvenWidthBoxesReachTheExport) {
-    engine.ocrPatternMatches = [](const auto&, PatternPreset preset, const auto& progress, std::stop_token) {
+    engine.ocrPatternMatches =
+        [](const auto&, PatternPreset preset, const RecognitionOptions&, const auto& progress, std::stop_token) {
         progress(1, 1);
         EXPECT_EQ(preset, PatternPreset::email);
-        return std::vector{
-            RedactionSearchResult{Uuid::random(), 0, {72, 500, 90, 14}, "b@example.org", RedactionSource::ocr}};
+        return SearchOutcome{
+            {RedactionSearchResult{Uuid::random(), 0, {72, 500, 90, 14}, "b@example.org", RedactionSource::ocr}}, {}};
     };
     std::vector<RedactionRegion> exported;
     engine.exportSecurePDF = [&](const auto&, const std::vector<RedactionRegion>& regions, const auto&...) {
@@ -372,8 +376,8 @@ TEST_F(CommandsTest, ExportHandsTheEngineTheLabelAndTermsOfTheMomentItStarts) {
         regionsUsed = regions.size();
     };
     engine.verifyOutput =
-        [&](const fs::path&, const std::vector<std::string>& terms, const PageProgress&, std::stop_token) {
-        termsUsed = terms;
+        [&](const fs::path&, const VerificationRequest& request, const PageProgress&, std::stop_token) {
+        termsUsed = request.terms;
         return ExportVerification(1, {"Smith"});
     };
     openPdf({"one"});

@@ -38,7 +38,7 @@ TEST(TextSearch, BoxCoversTheGlyphsInPageSpace) {
         SCOPED_TRACE(c.name);
         c.run.text = "Dear John Smith, regards";
         c.page.texts = {c.run};
-        const auto results = RedactionEngine::nativeTextMatches(documentOf({PageSpec{}, c.page}), "john smith");
+        const auto results = RedactionEngine::nativeTextMatches(documentOf({PageSpec{}, c.page}), "john smith").results;
         ASSERT_EQ(results.size(), 1u);
         EXPECT_EQ(results[0].pageIndex, 1);
         EXPECT_EQ(results[0].text, "John Smith");
@@ -70,7 +70,7 @@ TEST_P(TextQueries, FindWhatCaseFoldingFinds) {
             pages.back().texts.push_back(TextRun{line, 72, y -= 20});
         }
     }
-    const auto results = RedactionEngine::nativeTextMatches(documentOf(pages), GetParam().query);
+    const auto results = RedactionEngine::nativeTextMatches(documentOf(pages), GetParam().query).results;
     ASSERT_EQ(results.size(), GetParam().expected.size());
     std::set<Uuid> ids;
     for (std::size_t i = 0; i < results.size(); ++i) {
@@ -128,7 +128,8 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(TextSearch, MatchesOverALineBreakAreBoxedLineByLine) {
     const TextRun wrapped{"A long line that ends with John", 72, 720, 12};
     const TextRun next{"Smith", 72, 705, 12};
-    const auto united = RedactionEngine::nativeTextMatches(documentOf({{.texts = {wrapped, next}}}), "John Smith");
+    const auto united =
+        RedactionEngine::nativeTextMatches(documentOf({{.texts = {wrapped, next}}}), "John Smith").results;
     ASSERT_EQ(united.size(), 1u);
     EXPECT_PRED2(contains, united[0].rect, glyphBox(wrapped, "John"));
     EXPECT_PRED2(contains, united[0].rect, glyphBox(next, "Smith"));
@@ -136,7 +137,7 @@ TEST(TextSearch, MatchesOverALineBreakAreBoxedLineByLine) {
     const TextRun first{"A long first line that ends in ZEPHYR-7731-QUO-", 72, 720, 12};
     const TextRun second{"KKA and then the second line goes on", 72, 705, 12};
     const auto results =
-        RedactionEngine::nativeTextMatches(documentOf({{.texts = {first, second}}}), "ZEPHYR-7731-QUOKKA");
+        RedactionEngine::nativeTextMatches(documentOf({{.texts = {first, second}}}), "ZEPHYR-7731-QUOKKA").results;
     ASSERT_EQ(results.size(), 2u);
     EXPECT_PRED2(contains, results[0].rect, glyphBox(first, "ZEPHYR-7731-QUO"));
     EXPECT_GT(results[0].rect.minX(), glyphBox(first, "ends").maxX()) << "not the line's start";
@@ -157,7 +158,7 @@ TEST(TextSearch, LigaturesMatchTheirLetters) {
         "<< /Length " + std::to_string(content.size()) + " >>\nstream\n" + content + "\nendstream",
     }));
     for (const char* query : {"find", "FIND", "\xEF\xAC\x81nd"}) {  // the last types U+FB01
-        const auto results = RedactionEngine::nativeTextMatches(document, query);
+        const auto results = RedactionEngine::nativeTextMatches(document, query).results;
         ASSERT_EQ(results.size(), 1u) << query;
         EXPECT_EQ(results[0].text, "find");
         // From the ligature's left edge, 100 points in.
@@ -169,11 +170,11 @@ TEST(TextSearch, LigaturesMatchTheirLetters) {
 TEST(TextSearch, ABrokenPageDoesNotHideTheOthers) {
     auto pages = textPages({"Smith one", "", "Smith three"}).pages;
     pages[1].extraContent = "BT /NoSuchFont 12 Tf 72 720 Td (Smith) Tj ET q q q 1 0 0 1 0 0 cm ( Tj ] ]] BI ID";
-    const auto results = RedactionEngine::nativeTextMatches(documentOf(pages), "smith");
+    const auto results = RedactionEngine::nativeTextMatches(documentOf(pages), "smith").results;
     ASSERT_GE(results.size(), 2u);
     EXPECT_EQ(results.front().pageIndex, 0);
     EXPECT_EQ(results.back().pageIndex, 2);
-    EXPECT_TRUE(RedactionEngine::nativeTextMatches(nullptr, "x").empty());
+    EXPECT_TRUE(RedactionEngine::nativeTextMatches(nullptr, "x").results.empty());
 }
 
 }  // namespace

@@ -616,8 +616,9 @@ TEST_F(LayoutTest, HitsAndFindingsAreOutlinedUntilTheirListGoes) {
     EXPECT_TRUE(canvas->outlines().empty());
     EXPECT_FALSE(model->highlight());
 
-    model->setVerification(ExportVerification::fromFindings(
-        6, {{"Jane Roe", 4, place, RedactionSource::ocr}, {"555-0100", 1, {300, 500, 80, 14}, RedactionSource::ocr}}));
+    model->setVerification(
+        ExportVerification::fromFindings(6, {{"Jane Roe", 4, place, RedactionSource::ocr},
+                                             {"555-0100", 1, PageRect{300, 500, 80, 14}, RedactionSource::ocr}}));
     const auto rows = layout->inspector()->findingRows();
     ASSERT_EQ(rows.size(), 2u);
     EXPECT_EQ(rows[0]->accessibleName(), QString::fromUtf8("Page 5 \u00b7 Jane Roe"));
