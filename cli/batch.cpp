@@ -97,7 +97,7 @@ std::optional<std::string> outputRefusal(const std::vector<fs::path>& inputs, co
     const fs::path& output = planned[file];
     for (const auto& input : inputs) {
         if (const auto refusal = exportTargetRefusal(input, output)) {
-            return refusal->toStdString();
+            return *refusal;
         }
     }
     if (std::find(planned.begin(), planned.begin() + static_cast<std::ptrdiff_t>(file), output) !=

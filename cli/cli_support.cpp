@@ -1,5 +1,8 @@
 #include "cli/cli_support.h"
 
+#include "cli/command_host.h"
+#include "engine/recognition_languages.h"
+
 #include <memory>
 
 #include <charconv>
@@ -36,33 +39,9 @@ Json toJson(const ExportVerification& verification) {
 }
 
 PageProgress progressPrinter(const Console& console, std::string prefix) {
-    // A bar left open (the last pages skipped, or the work stopped) is ended when the printer
-    // goes, so what is written next starts on a line of its own.
-    struct Bar {
-        const Console& console;
-        bool open = false;
-        ~Bar() {
-            if (open) console.err << '\n' << std::flush;
-        }
-    };
-    auto bar = std::make_shared<Bar>(Bar{console});
-    return [bar, prefix = std::move(prefix)](std::int64_t page, std::int64_t pageCount) {
-        std::ostream& err = bar->console.err;
-        const std::string label = prefix + std::to_string(page) + " of " + std::to_string(pageCount);
-        if (!bar->console.errIsTerminal) {
-            err << label << '\n' << std::flush;
-            return;
-        }
-        constexpr int kWidth = 30;
-        const auto filled =
-            pageCount > 0 ? static_cast<int>(std::clamp<std::int64_t>(page * kWidth / pageCount, 0, kWidth)) : 0;
-        err << "\r[" << std::string(static_cast<std::size_t>(filled), '#')
-            << std::string(static_cast<std::size_t>(kWidth - filled), '-') << "] " << label << "\033[K";
-        bar->open = page < pageCount;
-        if (!bar->open) {
-            err << '\n';
-        }
-        err << std::flush;
+    auto printer = std::make_shared<ProgressPrinter>(console);
+    return [printer, prefix = std::move(prefix)](std::int64_t page, std::int64_t pageCount) {
+        printer->page(prefix + std::to_string(page) + " of " + std::to_string(pageCount), page, pageCount);
     };
 }
 
@@ -108,6 +87,19 @@ std::optional<RegionArgument> parseRegion(std::string_view text) {
         return std::nullopt;
     }
     return region;
+}
+
+std::optional<std::string> recognitionArgument(const ParsedArguments& parsed, std::ostream& err) {
+    const auto given = parsed.values("--ocr-lang");
+    if (given.empty()) {
+        return std::string();
+    }
+    try {
+        return resolvedRecognitionLanguages(RecognitionOptions{given[0]}, {});
+    } catch (const OcrError& error) {
+        err << error.what() << '\n';
+        return std::nullopt;
+    }
 }
 
 SharedPdfDocument openOrReport(const std::filesystem::path& path, std::ostream& err) {

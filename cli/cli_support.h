@@ -43,6 +43,10 @@ std::optional<RegionArgument> parseRegion(std::string_view text);
 std::optional<std::vector<PatternPreset>> patternArguments(const ParsedArguments& parsed, std::string_view option,
                                                            const CommandRules& rules, std::ostream& err);
 
+// The value of --ocr-lang ("deu+eng"), empty when not given; nothing after printing why when a
+// language it names is not installed.
+std::optional<std::string> recognitionArgument(const ParsedArguments& parsed, std::ostream& err);
+
 // Opens a document for redaction; on refusal prints the fixed message and returns nothing.
 SharedPdfDocument openOrReport(const std::filesystem::path& path, std::ostream& err);
 

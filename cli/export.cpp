@@ -1,7 +1,7 @@
 #include "cli/arguments.h"
 #include "cli/cli_support.h"
+#include "cli/command_host.h"
 #include "cli/export_file.h"
-#include "model/verification_terms.h"
 
 #include <charconv>
 #include <limits>
@@ -13,7 +13,7 @@ namespace {
 const CommandRules kExportRules{
     "usage: norvane-redact export IN.pdf -o OUT.pdf [--find TEXT]... [--ocr TEXT]...\n"
     "                             [--pattern NAME]... [--ocr-pattern NAME]... [--region PAGE:X,Y,W,H]...\n"
-    "                             [--label] [--even-width] [--no-verify] [--record-history]\n"
+    "                             [--label] [--even-width] [--no-verify] [--record-history] [--ocr-lang LANGS]\n"
     "       norvane-redact export IN.pdf... --out-dir DIR [--force] [-j N] [the options above but -o, --region]\n",
     {{"--output", "-o", true, true},
      {"--out-dir", "", true, true},
@@ -27,7 +27,8 @@ const CommandRules kExportRules{
      {"--label", "", false, false},
      {"--even-width", "", false, false},
      {"--no-verify", "", false, false},
-     {"--record-history", "", false, false}},
+     {"--record-history", "", false, false},
+     {"--ocr-lang", "", true, true}},
     1,
     std::numeric_limits<std::size_t>::max() - 1};
 
@@ -47,124 +48,102 @@ std::optional<std::vector<RegionArgument>> regionArguments(const ParsedArguments
     return regions;
 }
 
-// Every redaction the command line asks for, in command-line order, so the duplicate rule
-// sees them as the app would see the same actions. Throws what a search throws.
-std::vector<RedactionRegion> collectRegions(const ParsedArguments& parsed, const std::vector<RegionArgument>& drawn,
-                                            const SharedPdfDocument& document, const Console& console,
-                                            const Services& services, std::vector<std::string>& askedTerms) {
-    std::vector<RedactionRegion> regions;
-    std::size_t drawnNumber = 0;
-    std::size_t findNumber = 0;
-    for (const auto& [option, value] : parsed.options) {
-        if (option == "--region") {
-            const RegionArgument& region = drawn[drawnNumber++];
-            // Drawn regions are never duplicate-checked, as on the canvas.
-            regions.push_back(
-                RedactionRegion{Uuid::random(), region.pageIndex, region.rect, RedactionSource::manual, std::nullopt});
-        } else if (option != "--output" && option != "--out-dir" && option != "--jobs") {
-            std::vector<RedactionSearchResult> results;
-            const bool pattern = option.ends_with("pattern");
-            if (option == "--find") {
-                results = services.engine.nativeTextMatches(document, value, {}).results;
-            } else if (option == "--ocr") {
-                results = services.engine.ocrMatches(document, value, {}, progressPrinter(console, "OCR "), {}).results;
-            } else if (option == "--pattern") {
-                results = services.engine.nativePatternMatches(document, *patternPresetNamed(value), {}).results;
-            } else if (option == "--ocr-pattern") {
-                results = services.engine
-                              .ocrPatternMatches(document, *patternPresetNamed(value), {},
-                                                 progressPrinter(console, "OCR "), {})
-                              .results;
-            } else {
-                continue;  // a switch
-            }
-            findNumber += pattern ? 0 : 1;
-            if (results.empty() && pattern) {
-                console.err << "norvane-redact: " << option << ' ' << value << " found no matches\n";
-            } else if (results.empty()) {
-                // By position, not by text: search terms are never echoed.
-                console.err << "norvane-redact: " << option << " term " << findNumber
-                            << " found no matches; the copy is still checked for it\n";
-            }
-            appendSearchResults(regions, results);
-            if (!pattern) {
-                askedTerms.push_back(value);  // a pattern's matches are checked as the terms they found
-            }
+// The searches, drawn regions and switches the command line asks for, in command-line order, so
+// the session sees them as it would see the same actions in the app.
+struct FileOptions {
+    const ParsedArguments& parsed;
+    const std::vector<RegionArgument>& drawn;
+    std::string recognitionLanguages;
+    bool label = false;
+    bool evenWidth = false;
+    bool verify = true;
+    bool recordHistory = false;
+};
+
+// Runs one search option; false when it failed (its message printed).
+bool runSearchOption(RedactionSession& session, const std::string& option, const std::string& value,
+                     std::size_t termNumber, const Console& console, std::vector<UnreadPage>& unread) {
+    if (option == "--find" || option == "--ocr") {
+        session.setSearchText(value);
+        option == "--find" ? session.findNativeText() : session.findWithOCR();
+    } else {
+        session.findPattern(*patternPresetNamed(value), option == "--ocr-pattern");
+    }
+    if (!reportSearch(session, console, unread)) {
+        return false;
+    }
+    if (session.searchResults().empty()) {
+        if (option.ends_with("pattern")) {
+            console.err << "norvane-redact: " << option << ' ' << value << " found no matches\n";
+        } else {
+            // By position, not by text: search terms are never echoed.
+            console.err << "norvane-redact: " << option << " term " << termNumber
+                        << " found no matches; the copy is still checked for it\n";
         }
     }
-    return regions;
+    session.addAllSearchResults();
+    return true;
 }
 
 // One file, from its searches to its verdict.
-FileExport exportFile(const ParsedArguments& parsed, const std::vector<RegionArgument>& drawn, ExportRequest request,
-                      const Console& console, const Services& services, const StateHop& onState) {
-    if (const auto refusal = exportTargetRefusal(request.source, request.output)) {
-        console.err << refusal->toStdString() << '\n';
+FileExport exportFile(const FileOptions& options, const std::filesystem::path& source,
+                      const std::filesystem::path& output, const Console& console, const Services& services,
+                      const StateHop& onState) {
+    if (const auto refusal = exportTargetRefusal(source, output)) {
+        console.err << *refusal << '\n';
         return {};
     }
-    request.document = openOrReport(request.source, console.err);
-    if (!request.document) {
+    CommandHost host(console, onState, options.recordHistory ? services.history : nullptr);
+    RedactionSession session(services.engine, host);
+    session.setRecognitionLanguages(options.recognitionLanguages);
+    session.setLabelRedactions(options.label);
+    session.setEvenWidthBoxes(options.evenWidth);
+    session.open(source);
+    if (!session.document()) {
+        console.err << session.errorMessage().value_or(RedactionError::cannotOpenPDF().errorDescription()) << '\n';
         return {};
     }
-
-    for (const auto& region : drawn) {
-        if (region.pageIndex >= request.document->pageCount()) {
+    const std::int64_t pageCount = session.document()->pageCount();
+    for (const auto& region : options.drawn) {
+        if (region.pageIndex >= pageCount) {
             printUsageError(console.err, kExportRules,
                             "--region page " + std::to_string(region.pageIndex) + " does not exist (pages are 0 to " +
-                                std::to_string(request.document->pageCount() - 1) + ")");
+                                std::to_string(pageCount - 1) + ")");
             return {kExitUsage, nullptr};
         }
     }
 
-    // Every term asked for is verified, found or not: a spelling the search missed but the
-    // page still shows must end in "Needs Review", not in a pass.
-    std::vector<std::string> askedTerms;
-    try {
-        request.regions = collectRegions(parsed, drawn, request.document, console, services, askedTerms);
-    } catch (const std::exception& error) {
-        printError(console.err, error, RedactionError::exportFailed());
+    std::vector<UnreadPage> unread;
+    std::size_t drawnNumber = 0;
+    std::size_t termNumber = 0;
+    for (const auto& [option, value] : options.parsed.options) {
+        if (option == "--region") {
+            const RegionArgument& region = options.drawn[drawnNumber++];
+            session.addManual(region.pageIndex, region.rect);
+        } else if (option == "--find" || option == "--ocr" || option == "--pattern" || option == "--ocr-pattern") {
+            termNumber += option.ends_with("pattern") ? 0 : 1;
+            if (!runSearchOption(session, option, value, termNumber, console, unread)) {
+                return {};
+            }
+        }
+    }
+    if (!session.readyToExport()) {
+        console.err << session.errorMessage().value_or(RedactionError::noRedactions().errorDescription()) << '\n';
         return {};
     }
-    if (request.regions.empty()) {
-        console.err << RedactionError::noRedactions().errorDescription() << '\n';
-        return {};
-    }
-    request.verification.terms = verificationTerms(request.regions, askedTerms);
-
-    std::optional<ExportOutcome> outcome;
-    ExportListener listener;
-    listener.onState = onState;
-    listener.stepStarted = [&](const QString& status) { console.err << status.toStdString() << '\n'; };
-    PageProgress printer;
-    QString printing;
-    listener.pageDone = [&](const QString& prefix, std::int64_t page, std::int64_t pageCount) {
-        if (prefix != printing) {
-            printer = progressPrinter(console, prefix.toStdString());
-            printing = prefix;
-        }
-        printer(page, pageCount);
-    };
-    try {
-        outcome = runSecureExport(request, services, listener);
-    } catch (const ExportStepFailure& failure) {
-        try {
-            std::rethrow_exception(failure.cause);
-        } catch (const std::exception& error) {
-            printError(console.err, error,
-                       failure.step == ExportStep::writing ? RedactionError::exportFailed()
-                                                           : RedactionError::outputVerificationFailed());
-        } catch (...) {
-            console.err << RedactionError::exportFailed().errorDescription() << '\n';
-        }
+    session.exportSecureCopy(output, options.verify);
+    if (session.errorMessage() || !session.outputPath()) {
+        console.err << session.errorMessage().value_or(RedactionError::exportFailed().errorDescription()) << '\n';
         return {};
     }
 
-    const auto& verification = outcome->verification;
+    const auto& verification = session.verification();
     std::error_code ignored;
-    Json result{{"output", std::filesystem::absolute(request.output, ignored).lexically_normal().string()},
-                {"pageCount", request.document->pageCount()},
-                {"redactionCount", static_cast<std::int64_t>(request.regions.size())},
-                {"verification", verification ? toJson(*verification) : Json(nullptr)}};
+    Json result{{"output", std::filesystem::absolute(output, ignored).lexically_normal().string()},
+                {"pageCount", pageCount},
+                {"redactionCount", static_cast<std::int64_t>(session.redactions().size())},
+                {"verification", verification ? toJson(*verification) : Json(nullptr)},
+                {"unreadPages", toJson(unread)}};
     return {!verification || verification->passed() ? kExitOk : kExitNeedsReview, std::move(result)};
 }
 
@@ -211,28 +190,30 @@ int runExport(const std::vector<std::string>& args, const Console& console, cons
         printUsageError(console.err, kExportRules, misfit);
         return kExitUsage;
     }
-    ExportRequest request;
-    request.labelRedactions = parsed->has("--label");
-    request.evenWidth = parsed->has("--even-width");
-    request.verify = !parsed->has("--no-verify");
-    request.recordHistory = parsed->has("--record-history");
     const auto drawn = regionArguments(*parsed, console.err);
     const auto jobs = jobCount(*parsed, console.err);
     if (!drawn || !jobs || !patternArguments(*parsed, "--pattern", kExportRules, console.err) ||
         !patternArguments(*parsed, "--ocr-pattern", kExportRules, console.err)) {
         return kExitUsage;
     }
-    if (request.recordHistory && !request.verify) {
+    FileOptions options{*parsed, *drawn, {}};
+    options.label = parsed->has("--label");
+    options.evenWidth = parsed->has("--even-width");
+    options.verify = !parsed->has("--no-verify");
+    options.recordHistory = parsed->has("--record-history");
+    if (options.recordHistory && !options.verify) {
         printUsageError(console.err, kExportRules, "--record-history records verified exports; drop --no-verify");
         return kExitUsage;
     }
+    const auto languages = recognitionArgument(*parsed, console.err);
+    if (!languages) {
+        return kExitFailure;
+    }
+    options.recognitionLanguages = *languages;
 
     const ExportOne exportOne = [&](const std::filesystem::path& source, const std::filesystem::path& output,
                                     const Console& fileConsole, const StateHop& onState) {
-        ExportRequest file = request;
-        file.source = source;
-        file.output = output;
-        return exportFile(*parsed, *drawn, std::move(file), fileConsole, services, onState);
+        return exportFile(options, source, output, fileConsole, services, onState);
     };
     if (batch) {
         const std::vector<std::filesystem::path> inputs(parsed->positionals.begin(), parsed->positionals.end());

@@ -1,13 +1,14 @@
 #include "cli/arguments.h"
 #include "cli/cli_support.h"
+#include "cli/command_host.h"
 
 namespace norvane::cli {
 
 int runFind(const std::vector<std::string>& args, const Console& console, const Services& services) {
     const CommandRules rules{
-        "usage: norvane-redact find IN.pdf TEXT [--ocr]\n"
-        "       norvane-redact find IN.pdf --pattern NAME [--ocr]\n",
-        {{"--ocr", "", false, false}, {"--pattern", "", true, true}},
+        "usage: norvane-redact find IN.pdf TEXT [--ocr] [--ocr-lang LANGS]\n"
+        "       norvane-redact find IN.pdf --pattern NAME [--ocr] [--ocr-lang LANGS]\n",
+        {{"--ocr", "", false, false}, {"--pattern", "", true, true}, {"--ocr-lang", "", true, true}},
         1,
         1};
     const auto parsed = parseArguments(rules, args, console.err);
@@ -23,37 +24,36 @@ int runFind(const std::vector<std::string>& args, const Console& console, const 
         printUsageError(console.err, rules, {});
         return kExitUsage;
     }
-    const SharedPdfDocument document = openOrReport(parsed->positionals[0], console.err);
-    if (!document) {
+    const auto languages = recognitionArgument(*parsed, console.err);
+    if (!languages) {
+        return kExitFailure;
+    }
+    CommandHost host(console, ExportListener{}.onState, nullptr);
+    RedactionSession session(services.engine, host);
+    session.setRecognitionLanguages(*languages);
+    session.open(parsed->positionals[0]);
+    if (!session.document()) {
+        console.err << session.errorMessage().value_or(RedactionError::cannotOpenPDF().errorDescription()) << '\n';
         return kExitFailure;
     }
     const bool ocr = parsed->has("--ocr");
-    std::vector<RedactionSearchResult> results;
-    try {
-        if (!presets->empty()) {
-            results = services.engine.nativePatternMatches(document, presets->front(), {}).results;
-            if (ocr) {
-                const auto read =
-                    services.engine
-                        .ocrPatternMatches(document, presets->front(), {}, progressPrinter(console, "OCR "), {})
-                        .results;
-                results.insert(results.end(), read.begin(), read.end());
-            }
-        } else {
-            const std::string& text = parsed->positionals[1];
-            results = ocr ? services.engine.ocrMatches(document, text, {}, progressPrinter(console, "OCR "), {}).results
-                          : services.engine.nativeTextMatches(document, text, {}).results;
-        }
-    } catch (const std::exception& error) {
-        printError(console.err, error, std::nullopt);
+    if (!presets->empty()) {
+        session.findPattern(presets->front(), ocr);
+    } else {
+        session.setSearchText(parsed->positionals[1]);
+        ocr ? session.findWithOCR() : session.findNativeText();
+    }
+    std::vector<UnreadPage> unread;
+    if (!reportSearch(session, console, unread)) {
         return kExitFailure;
     }
-    Json json = Json::array();
-    for (const auto& result : results) {
-        json.push_back(toJson(result));
+    Json results = Json::array();
+    for (const auto& result : session.searchResults()) {
+        results.push_back(toJson(result));
     }
-    console.out << json.dump(2) << '\n';
-    return kExitOk;
+    console.out << Json{{"results", std::move(results)}, {"unreadPages", toJson(unread)}}.dump(2) << '\n';
+    // Pages nobody read make "found nothing there" unknown: the answer needs a person's review.
+    return unread.empty() ? kExitOk : kExitNeedsReview;
 }
 
 }  // namespace norvane::cli

@@ -13,12 +13,26 @@ namespace norvane {
 namespace {
 
 constexpr std::array<std::pair<std::string_view, std::string_view>, 20> kNames{{
-    {"eng", "English"},    {"deu", "German"},     {"fra", "French"},    {"spa", "Spanish"},
-    {"ita", "Italian"},    {"por", "Portuguese"}, {"nld", "Dutch"},     {"pol", "Polish"},
-    {"ces", "Czech"},      {"swe", "Swedish"},    {"rus", "Russian"},   {"ukr", "Ukrainian"},
-    {"ell", "Greek"},      {"tur", "Turkish"},    {"chi_sim", "Chinese (Simplified)"},
-    {"chi_tra", "Chinese (Traditional)"},         {"heb", "Hebrew"},    {"ara", "Arabic"},
-    {"jpn", "Japanese"},   {"kor", "Korean"},
+    {"eng", "English"},
+    {"deu", "German"},
+    {"fra", "French"},
+    {"spa", "Spanish"},
+    {"ita", "Italian"},
+    {"por", "Portuguese"},
+    {"nld", "Dutch"},
+    {"pol", "Polish"},
+    {"ces", "Czech"},
+    {"swe", "Swedish"},
+    {"rus", "Russian"},
+    {"ukr", "Ukrainian"},
+    {"ell", "Greek"},
+    {"tur", "Turkish"},
+    {"chi_sim", "Chinese (Simplified)"},
+    {"chi_tra", "Chinese (Traditional)"},
+    {"heb", "Hebrew"},
+    {"ara", "Arabic"},
+    {"jpn", "Japanese"},
+    {"kor", "Korean"},
 }};
 
 std::vector<std::string> splitLanguages(std::string_view languages) {

@@ -10,6 +10,8 @@
 namespace norvane {
 
 struct EngineCalls {
+    // Opens a file for redaction; throws RedactionError with the refusal.
+    std::function<SharedPdfDocument(const std::filesystem::path&)> openDocument = &PdfDocument::openForRedaction;
     std::function<SearchOutcome(const SharedPdfDocument&, const std::string&, std::stop_token)> nativeTextMatches =
         &RedactionEngine::nativeTextMatches;
     std::function<SearchOutcome(const SharedPdfDocument&, PatternPreset, std::stop_token)> nativePatternMatches =

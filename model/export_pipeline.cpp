@@ -3,21 +3,20 @@
 #include "engine/even_width.h"
 #include "engine/output_guard.h"
 
-#include <QFile>
-
 namespace norvane {
 
-std::optional<QString> exportTargetRefusal(const std::filesystem::path& source, const std::filesystem::path& output) {
+std::optional<std::string> exportTargetRefusal(const std::filesystem::path& source,
+                                               const std::filesystem::path& output) {
     if (!wouldOverwriteSource(source, output)) {
         return std::nullopt;
     }
-    return QString::fromUtf8(kOverwriteRefusal.data(), static_cast<qsizetype>(kOverwriteRefusal.size()));
+    return std::string(kOverwriteRefusal);
 }
 
-std::optional<ExportOutcome> runSecureExport(const ExportRequest& request, const Services& services,
+std::optional<ExportOutcome> runSecureExport(const ExportRequest& request, const EngineCalls& engine,
                                              const ExportListener& listener, std::stop_token stop) {
     const auto tell = [&](const std::function<void()>& apply) { listener.onState(apply); };
-    const auto pages = [&](const QString& prefix) {
+    const auto pages = [&](const std::string& prefix) {
         return PageProgress([&, prefix](std::int64_t page, std::int64_t pageCount) {
             tell([&] { listener.pageDone(prefix, page, pageCount); });
         });
@@ -30,13 +29,13 @@ std::optional<ExportOutcome> runSecureExport(const ExportRequest& request, const
         }
     };
 
-    tell([&] { listener.stepStarted(QStringLiteral("Creating secure redacted PDF\u2026")); });
+    tell([&] { listener.stepStarted("Creating secure redacted PDF\u2026"); });
     step(ExportStep::writing, [&] {
-        services.engine.exportSecurePDF(
-            request.document,
-            request.evenWidth && request.document ? evenWidthRegions(*request.document, request.regions)
-                                                  : request.regions,
-            request.output, request.labelRedactions, pages(QStringLiteral("Exporting page ")), stop);
+        engine.exportSecurePDF(request.document,
+                               request.evenWidth && request.document
+                                   ? evenWidthRegions(*request.document, request.regions)
+                                   : request.regions,
+                               request.output, request.labelRedactions, pages("Exporting page "), stop);
     });
 
     ExportOutcome outcome;
@@ -47,31 +46,30 @@ std::optional<ExportOutcome> runSecureExport(const ExportRequest& request, const
     tell([&] {
         goOn = !listener.goOn || listener.goOn();
         if (goOn) {
-            listener.stepStarted(QStringLiteral("Verifying redacted output\u2026"));
+            listener.stepStarted("Verifying redacted output\u2026");
         }
     });
     if (!goOn) {
         return std::nullopt;
     }
     step(ExportStep::verifying, [&] {
-        outcome.verification = services.engine.verifyOutput(request.output, request.verification,
-                                                            pages(QStringLiteral("Verifying page ")), stop);
+        outcome.verification =
+            engine.verifyOutput(request.output, request.verification, pages("Verifying page "), stop);
     });
 
-    if (request.recordHistory && services.history) {
+    if (listener.record) {
         std::error_code ignored;
-        const auto output = std::filesystem::absolute(request.output, ignored).lexically_normal();
-        tell([&] {
-            services.history->add(QFile::decodeName(request.source.filename().string().c_str()),
-                                  QFile::decodeName(output.string().c_str()), request.document->pageCount(),
-                                  static_cast<qint64>(request.regions.size()), outcome.verification->passed());
-        });
+        const ExportRecord record{request.source.filename().string(),
+                                  std::filesystem::absolute(request.output, ignored).lexically_normal(),
+                                  request.document ? request.document->pageCount() : 0,
+                                  static_cast<std::int64_t>(request.regions.size()), outcome.verification->passed()};
+        tell([&] { listener.record(record); });
     }
     return outcome;
 }
 
-QString verificationStatus(const ExportVerification& verification) {
-    return verification.passed() ? QStringLiteral("Verification Passed") : QStringLiteral("Needs Review");
+std::string verificationStatus(const ExportVerification& verification) {
+    return verification.passed() ? "Verification Passed" : "Needs Review";
 }
 
 }  // namespace norvane

@@ -1,11 +1,9 @@
 #pragma once
 // A secure export from start to end, the same for the app and the command line: refuse a
-// target that is the source, write the copy, check it for the terms, record it in the history.
+// target that is the source, write the copy, check it, record it. Plain C++.
 
-#include "model/services.h"
+#include "model/engine_calls.h"
 #include "records/redaction_records.h"
-
-#include <QString>
 
 #include <exception>
 #include <filesystem>
@@ -26,12 +24,20 @@ struct ExportRequest {
     bool labelRedactions = false;
     bool evenWidth = false;  // hit boxes widened so they do not give away the length of what they hide
     bool verify = true;
-    bool recordHistory = true;  // only exports whose check completed are recorded
 };
 
 // Runs `apply` where the caller's state lives and returns once it has run; false when that
 // is no longer possible (the app quitting).
 using StateHop = std::function<bool(const std::function<void()>& apply)>;
+
+// What a finished, verified export leaves in the history.
+struct ExportRecord {
+    std::string sourceName;        // the source's file name
+    std::filesystem::path output;  // absolute
+    std::int64_t pageCount = 0;
+    std::int64_t redactionCount = 0;
+    bool verificationPassed = false;
+};
 
 // How the caller follows the export. Every call arrives through `onState`.
 struct ExportListener {
@@ -39,10 +45,12 @@ struct ExportListener {
         apply();
         return true;
     };
-    std::function<void(const QString& status)> stepStarted;
-    std::function<void(const QString& prefix, std::int64_t page, std::int64_t pageCount)> pageDone;
+    std::function<void(const std::string& status)> stepStarted;
+    std::function<void(const std::string& prefix, std::int64_t page, std::int64_t pageCount)> pageDone;
     // Asked between writing and checking; false ends the export quietly (the copy stays).
     std::function<bool()> goOn;
+    // A verified export; nothing is recorded without it.
+    std::function<void(const ExportRecord&)> record;
 };
 
 enum class ExportStep { writing, verifying };
@@ -55,17 +63,18 @@ struct ExportStepFailure {
 };
 
 // The message when `output` would replace `source`; nothing when the target is allowed.
-std::optional<QString> exportTargetRefusal(const std::filesystem::path& source, const std::filesystem::path& output);
+std::optional<std::string> exportTargetRefusal(const std::filesystem::path& source,
+                                               const std::filesystem::path& output);
 
 // The result when the export ran to its end: the check (nothing with `verify` off). Nothing
 // when `goOn` ended it between the steps.
 struct ExportOutcome {
     std::optional<ExportVerification> verification;
 };
-std::optional<ExportOutcome> runSecureExport(const ExportRequest& request, const Services& services,
+std::optional<ExportOutcome> runSecureExport(const ExportRequest& request, const EngineCalls& engine,
                                              const ExportListener& listener, std::stop_token stop = {});
 
 // The status a finished export leaves behind.
-QString verificationStatus(const ExportVerification& verification);
+std::string verificationStatus(const ExportVerification& verification);
 
 }  // namespace norvane

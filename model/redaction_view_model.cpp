@@ -1,233 +1,149 @@
 #include "model/redaction_view_model.h"
 
-#include "engine/even_width.h"
+#include "model/task_runner.h"
 
-#include <algorithm>
+#include <QFile>
+#include <QFileInfo>
 
 namespace norvane {
+namespace {
+
+std::filesystem::path nativePath(const QString& path) {
+    return std::filesystem::path(QFile::encodeName(path).toStdString());
+}
+
+QString displayPath(const std::filesystem::path& path) {
+    return QFile::decodeName(path.native().c_str());
+}
+
+OptionalString displayPath(const std::optional<std::filesystem::path>& path) {
+    return path ? OptionalString(displayPath(*path)) : std::nullopt;
+}
+
+}  // namespace
 
 std::shared_ptr<RedactionViewModel> RedactionViewModel::create(SharedServices services) {
     return std::shared_ptr<RedactionViewModel>(new RedactionViewModel(std::move(services)));
 }
 
-RedactionViewModel::RedactionViewModel(SharedServices services) : services_(std::move(services)) {}
+RedactionViewModel::RedactionViewModel(SharedServices services)
+    : services_(std::move(services)), session_(services_->engine, *this) {}
 
 // Destruction cancels nothing: a running task owns a reference and so outlives this.
 RedactionViewModel::~RedactionViewModel() = default;
 
-#define NORVANE_ASSIGN(field, value, signal) \
-    do {                                     \
-        field = value;                       \
-        emit signal();                       \
-    } while (false)
+OptionalString RedactionViewModel::sourceURL() const {
+    return displayPath(session_.sourcePath());
+}
 
-void RedactionViewModel::setDocument(SharedPdfDocument document) {
-    setHighlight(std::nullopt);
-    NORVANE_ASSIGN(document_, std::move(document), documentChanged);
+OptionalString RedactionViewModel::outputURL() const {
+    return displayPath(session_.outputPath());
 }
-void RedactionViewModel::setSourceURL(const OptionalString& url) {
-    NORVANE_ASSIGN(sourceURL_, url, sourceURLChanged);
+
+OptionalString RedactionViewModel::errorMessage() const {
+    const auto& message = session_.errorMessage();
+    return message ? OptionalString(QString::fromStdString(*message)) : std::nullopt;
 }
-void RedactionViewModel::setRedactions(RegionList redactions) {
-    NORVANE_ASSIGN(redactions_, std::move(redactions), redactionsChanged);
-}
-void RedactionViewModel::setSearchResults(SearchResultList results) {
-    if (highlight_ && highlight_->origin == PageHighlight::Origin::searchResult) {
-        setHighlight(std::nullopt);
-    }
-    NORVANE_ASSIGN(searchResults_, std::move(results), searchResultsChanged);
-}
-void RedactionViewModel::setSelectedPageIndex(qint64 index) {
-    NORVANE_ASSIGN(selectedPageIndex_, index, selectedPageIndexChanged);
-}
-void RedactionViewModel::setSearchText(const QString& text) {
-    NORVANE_ASSIGN(searchText_, text, searchTextChanged);
-}
-void RedactionViewModel::setStatusText(const QString& text) {
-    NORVANE_ASSIGN(statusText_, text, statusTextChanged);
-}
-void RedactionViewModel::setProgress(const OptionalDouble& progress) {
-    NORVANE_ASSIGN(progress_, progress, progressChanged);
-}
+
 void RedactionViewModel::setErrorMessage(const OptionalString& message) {
-    NORVANE_ASSIGN(errorMessage_, message, errorMessageChanged);
-}
-bool RedactionViewModel::hasUnexportedRedactions() const {
-    return std::any_of(redactions_.begin(), redactions_.end(), [this](const RedactionRegion& region) {
-        return std::none_of(lastExportRegions_.begin(), lastExportRegions_.end(),
-                            [&region](const RedactionRegion& exported) { return exported.id == region.id; });
-    });
+    session_.setErrorMessage(message ? std::optional(message->toStdString()) : std::nullopt);
 }
 
 void RedactionViewModel::setOutputURL(const OptionalString& url) {
-    NORVANE_ASSIGN(outputURL_, url, outputURLChanged);
+    session_.setOutputPath(url ? std::optional(nativePath(*url)) : std::nullopt);
 }
-void RedactionViewModel::setVerification(const OptionalVerification& verification) {
-    if (highlight_ && highlight_->origin == PageHighlight::Origin::finding) {
-        setHighlight(std::nullopt);
-    }
-    NORVANE_ASSIGN(verification_, verification, verificationChanged);
-}
-void RedactionViewModel::setHighlight(const std::optional<PageHighlight>& highlight) {
-    // Only real changes: the canvas scrolls on each.
-    if (highlight_ != highlight) {
-        highlight_ = highlight;
-        emit highlightChanged();
-    }
-}
-void RedactionViewModel::setIsBusy(bool busy) {
-    NORVANE_ASSIGN(isBusy_, busy, isBusyChanged);
-}
-void RedactionViewModel::setLabelRedactions(bool label) {
-    NORVANE_ASSIGN(labelRedactions_, label, labelRedactionsChanged);
-}
-
-void RedactionViewModel::setEvenWidthBoxes(bool even) {
-    NORVANE_ASSIGN(evenWidthBoxes_, even, evenWidthBoxesChanged);
-}
-
-RegionList RedactionViewModel::exportedRedactions() const {
-    return evenWidthBoxes_ && document_ ? evenWidthRegions(*document_, redactions_) : redactions_;
-}
-
-#undef NORVANE_ASSIGN
 
 void RedactionViewModel::open(const QString& path) {
-    cancel();
-    setErrorMessage(std::nullopt);
-    setOutputURL(std::nullopt);
-    setVerification(std::nullopt);
+    session_.open(nativePath(path));
+}
 
-    SharedPdfDocument opened;
-    try {
-        opened = PdfDocument::openForRedaction(path.toStdString());
-    } catch (const RedactionError& error) {
-        setErrorMessage(QString::fromStdString(error.errorDescription()));
-        return;
-    } catch (const std::exception&) {
-        setErrorMessage(QString::fromStdString(RedactionError::cannotOpenPDF().errorDescription()));
-        return;
+void RedactionViewModel::changed(SessionField field) {
+    switch (field) {
+        case SessionField::document:
+            emit documentChanged();
+            break;
+        case SessionField::sourcePath:
+            emit sourceURLChanged();
+            break;
+        case SessionField::redactions:
+            emit redactionsChanged();
+            break;
+        case SessionField::searchResults:
+            emit searchResultsChanged();
+            break;
+        case SessionField::selectedPageIndex:
+            emit selectedPageIndexChanged();
+            break;
+        case SessionField::searchText:
+            emit searchTextChanged();
+            break;
+        case SessionField::statusText:
+            emit statusTextChanged();
+            break;
+        case SessionField::progress:
+            emit progressChanged();
+            break;
+        case SessionField::errorMessage:
+            emit errorMessageChanged();
+            break;
+        case SessionField::outputPath:
+            emit outputURLChanged();
+            break;
+        case SessionField::verification:
+            emit verificationChanged();
+            break;
+        case SessionField::isBusy:
+            emit isBusyChanged();
+            break;
+        case SessionField::labelRedactions:
+            emit labelRedactionsChanged();
+            break;
+        case SessionField::evenWidthBoxes:
+            emit evenWidthBoxesChanged();
+            break;
+        case SessionField::highlight:
+            emit highlightChanged();
+            break;
+        case SessionField::recognitionLanguages:
+            emit recognitionLanguagesChanged();
+            break;
     }
-
-    const auto pageCount = opened->pageCount();
-    setDocument(std::move(opened));
-    setSourceURL(path);
-    setRedactions({});
-    setSearchResults({});
-    setSelectedPageIndex(0);
-    setStatusText(QString::number(pageCount) + QStringLiteral(" pages loaded"));
 }
 
-void RedactionViewModel::clearDocument() {
-    cancel();
-    setDocument(nullptr);
-    setSourceURL(std::nullopt);
-    setRedactions({});
-    setSearchResults({});
-    setSelectedPageIndex(0);
-    setOutputURL(std::nullopt);
-    setVerification(std::nullopt);
-    setErrorMessage(std::nullopt);
-    setStatusText(QStringLiteral("Ready"));
+void RedactionViewModel::run(const std::shared_ptr<BackgroundTask>& task, std::function<void(const StateHop&)> work) {
+    // The owner handed to the runner keeps this model, and so the session, alive until the
+    // worker has ended.
+    runBackgroundTask(shared_from_this(), task, [work = std::move(work)](const TaskHop& onMain) {
+        work([&onMain](const std::function<void()>& apply) { return onMain(apply); });
+    });
 }
 
-void RedactionViewModel::cancel() {
-    if (task_) {
-        task_->requestCancel();
+void RedactionViewModel::recordExport(const ExportRecord& record) {
+    if (services_->history) {
+        services_->history->add(QFile::decodeName(record.sourceName.c_str()), displayPath(record.output),
+                                record.pageCount, record.redactionCount, record.verificationPassed);
     }
-    task_.reset();
-    setIsBusy(false);
-    setProgress(std::nullopt);
 }
 
-std::shared_ptr<BackgroundTask> RedactionViewModel::beginTask() {
-    task_ = std::make_shared<BackgroundTask>();
-    return task_;
-}
-
-void RedactionViewModel::addManual(qint64 pageIndex, const PageRect& rect) {
-    const PageRect area = rect.standardized();
-    if (area.width < 2.0 || area.height < 2.0) {
-        return;
-    }
-    auto regions = redactions_;
-    regions.push_back(RedactionRegion{Uuid::random(), pageIndex, area, RedactionSource::manual, std::nullopt});
-    setRedactions(std::move(regions));
-    setSelectedPageIndex(pageIndex);
-    setVerification(std::nullopt);
-}
-
-void RedactionViewModel::remove(const RedactionRegion& region) {
-    auto regions = redactions_;
-    std::erase_if(regions, [&](const RedactionRegion& r) { return r.id == region.id; });
-    setRedactions(std::move(regions));
-    setVerification(std::nullopt);
-}
-
-void RedactionViewModel::undoLast() {
-    if (redactions_.empty()) {
-        return;
-    }
-    auto regions = redactions_;
-    regions.pop_back();
-    setRedactions(std::move(regions));
-    setVerification(std::nullopt);
-}
-
-void RedactionViewModel::addSearchResult(const RedactionSearchResult& result) {
-    auto regions = redactions_;
-    if (appendSearchResult(regions, result)) {
-        setRedactions(std::move(regions));
-    }
-    setSelectedPageIndex(result.pageIndex);
-    setVerification(std::nullopt);
-}
-
-void RedactionViewModel::addAllSearchResults() {
-    // One change for the batch, ending as adding the hits one by one would: the last hit's
-    // page selected and the verdict gone, even when every hit was a duplicate.
-    if (!searchResults_.empty()) {
-        const qint64 lastPage = searchResults_.back().pageIndex;
-        auto regions = redactions_;
-        if (appendSearchResults(regions, searchResults_) > 0) {
-            setRedactions(std::move(regions));
-        }
-        setSelectedPageIndex(lastPage);
-        setVerification(std::nullopt);
-    }
-    setStatusText(QString::number(redactions_.size()) + QStringLiteral(" pending redactions"));
-}
-
-SearchResultList RedactionViewModel::remainingFindings() const {
-    SearchResultList found;
-    if (!document_ || !verification_) {
-        return found;
-    }
-    for (const VerificationFinding& finding : verification_->findings()) {
-        if (!finding.pageIndex || !finding.rect || *finding.pageIndex < 0 ||
-            *finding.pageIndex >= document_->pageCount()) {
-            continue;  // nowhere to point: the verdict lists the term itself
-        }
-        const PageRect media = document_->page(*finding.pageIndex).mediaBox.standardized();
-        PageRect rect = finding.rect->standardized();
-        rect.x += media.x;
-        rect.y += media.y;
-        found.push_back({Uuid::random(), *finding.pageIndex, rect, finding.term, finding.source});
-    }
-    return found;
-}
-
-void RedactionViewModel::redactRemaining() {
-    const SearchResultList found = remainingFindings();
-    if (found.empty()) {
+void RedactionViewModel::exportSecureCopy() {
+    if (!session_.readyToExport() || !services_->desktop) {
         return;
     }
-    auto regions = redactions_;
-    appendSearchResults(regions, found);
-    setRedactions(std::move(regions));
-    setSelectedPageIndex(found.front().pageIndex);
-    setVerification(std::nullopt);  // it spoke of the regions before these
-    setStatusText(QString::number(redactions_.size()) + QStringLiteral(" pending redactions"));
+    const auto source = session_.sourcePath();
+    const auto document = session_.document();
+    const auto chosen = services_->desktop->chooseSaveLocation(QFile::decodeName(session_.proposedOutputName().c_str()),
+                                                               QFileInfo(displayPath(*source)).absolutePath());
+    // The dialog is modal but runs an event loop: re-check what it may have changed.
+    if (!chosen || chosen->isEmpty() || session_.document() != document || session_.sourcePath() != source) {
+        return;
+    }
+    session_.exportSecureCopy(nativePath(*chosen));
+}
+
+void RedactionViewModel::revealOutput() {
+    if (const auto output = outputURL(); output && services_->desktop) {
+        services_->desktop->revealInFileManager(*output);
+    }
 }
 
 }  // namespace norvane

@@ -1,12 +1,10 @@
 #pragma once
-// The observable state of one redaction workspace: the open document, pending regions,
-// search results and the user-visible status. Lives on the main thread; every assignment
-// to a published field emits that field's change signal, even when the value is equal.
+// The observable state of one redaction workspace for the Qt screens. Lives on the main thread;
+// every assignment to a published field emits that field's change signal, even when the value
+// is equal.
 
-#include "engine/pdf_document.h"
-#include "model/background_task.h"
+#include "model/redaction_session.h"
 #include "model/services.h"
-#include "records/redaction_records.h"
 
 #include <QObject>
 #include <QString>
@@ -21,21 +19,11 @@ namespace norvane {
 using OptionalString = std::optional<QString>;
 using OptionalDouble = std::optional<double>;
 using OptionalVerification = std::optional<ExportVerification>;
-using RegionList = std::vector<RedactionRegion>;
-using SearchResultList = std::vector<RedactionSearchResult>;
 
-// A place on a source page the canvas outlines and brings into view: a search hit, or where
-// verification still read a term.
-struct PageHighlight {
-    enum class Origin { searchResult, finding };
-    qint64 pageIndex = 0;
-    PageRect rect;
-    Origin origin = Origin::searchResult;
-
-    friend bool operator==(const PageHighlight&, const PageHighlight&) = default;
-};
-
-class RedactionViewModel : public QObject, public std::enable_shared_from_this<RedactionViewModel> {
+// The Qt face of a RedactionSession: each session field as a property with its change signal,
+// each operation passed through. Background work runs on the task runner's workers and every
+// change it makes reaches the session on this object's (the main) thread.
+class RedactionViewModel : public QObject, public SessionHost, public std::enable_shared_from_this<RedactionViewModel> {
     Q_OBJECT
     Q_PROPERTY(norvane::SharedPdfDocument document READ document NOTIFY documentChanged)
     Q_PROPERTY(norvane::OptionalString sourceURL READ sourceURL NOTIFY sourceURLChanged)
@@ -53,74 +41,72 @@ class RedactionViewModel : public QObject, public std::enable_shared_from_this<R
     Q_PROPERTY(bool isBusy READ isBusy NOTIFY isBusyChanged)
     Q_PROPERTY(bool labelRedactions READ labelRedactions WRITE setLabelRedactions NOTIFY labelRedactionsChanged)
     Q_PROPERTY(bool evenWidthBoxes READ evenWidthBoxes WRITE setEvenWidthBoxes NOTIFY evenWidthBoxesChanged)
+    Q_PROPERTY(QString recognitionLanguages READ recognitionLanguages WRITE setRecognitionLanguages NOTIFY
+                   recognitionLanguagesChanged)
 
 public:
     // The model is shared: a running task holds it alive until the task has ended.
     static std::shared_ptr<RedactionViewModel> create(SharedServices services);
     ~RedactionViewModel() override;
 
-    const SharedPdfDocument& document() const { return document_; }
-    const OptionalString& sourceURL() const { return sourceURL_; }
-    const RegionList& redactions() const { return redactions_; }
-    const SearchResultList& searchResults() const { return searchResults_; }
-    qint64 selectedPageIndex() const { return selectedPageIndex_; }
-    const QString& searchText() const { return searchText_; }
-    const QString& statusText() const { return statusText_; }
-    const OptionalDouble& progress() const { return progress_; }
-    const OptionalString& errorMessage() const { return errorMessage_; }
-    const OptionalString& outputURL() const { return outputURL_; }
-    const OptionalVerification& verification() const { return verification_; }
-    bool isBusy() const { return isBusy_; }
-    const std::optional<PageHighlight>& highlight() const { return highlight_; }
-    bool labelRedactions() const { return labelRedactions_; }
-    bool evenWidthBoxes() const { return evenWidthBoxes_; }
-    // True while some pending region is not in the last export that completed: closing now
-    // would lose work that no file holds.
-    bool hasUnexportedRedactions() const;
-    // The boxes as the export will draw them: widened when evenWidthBoxes is on.
-    RegionList exportedRedactions() const;
-    const std::shared_ptr<BackgroundTask>& task() const { return task_; }
+    RedactionSession& session() { return session_; }
+    const RedactionSession& session() const { return session_; }
+
+    const SharedPdfDocument& document() const { return session_.document(); }
+    OptionalString sourceURL() const;
+    const RegionList& redactions() const { return session_.redactions(); }
+    const SearchResultList& searchResults() const { return session_.searchResults(); }
+    qint64 selectedPageIndex() const { return session_.selectedPageIndex(); }
+    QString searchText() const { return QString::fromStdString(session_.searchText()); }
+    QString statusText() const { return QString::fromStdString(session_.statusText()); }
+    const OptionalDouble& progress() const { return session_.progress(); }
+    OptionalString errorMessage() const;
+    OptionalString outputURL() const;
+    const OptionalVerification& verification() const { return session_.verification(); }
+    bool isBusy() const { return session_.isBusy(); }
+    const std::optional<PageHighlight>& highlight() const { return session_.highlight(); }
+    bool labelRedactions() const { return session_.labelRedactions(); }
+    bool evenWidthBoxes() const { return session_.evenWidthBoxes(); }
+    QString recognitionLanguages() const { return QString::fromStdString(session_.recognitionLanguages()); }
+    bool hasUnexportedRedactions() const { return session_.hasUnexportedRedactions(); }
+    RegionList exportedRedactions() const { return session_.exportedRedactions(); }
+    const std::shared_ptr<BackgroundTask>& task() const { return session_.task(); }
 
     // Fields the UI writes directly.
-    void setRedactions(RegionList redactions);
-    void setSelectedPageIndex(qint64 index);
-    void setSearchText(const QString& text);
+    void setRedactions(RegionList redactions) { session_.setRedactions(std::move(redactions)); }
+    void setSelectedPageIndex(qint64 index) { session_.setSelectedPageIndex(index); }
+    void setSearchText(const QString& text) { session_.setSearchText(text.toStdString()); }
     void setErrorMessage(const OptionalString& message);
-    void setVerification(const OptionalVerification& verification);
-    void setLabelRedactions(bool label);
-    void setEvenWidthBoxes(bool even);
+    void setVerification(const OptionalVerification& verification) { session_.setVerification(verification); }
+    void setLabelRedactions(bool label) { session_.setLabelRedactions(label); }
+    void setEvenWidthBoxes(bool even) { session_.setEvenWidthBoxes(even); }
+    void setRecognitionLanguages(const QString& languages) {
+        session_.setRecognitionLanguages(languages.toStdString());
+    }
 
     void open(const QString& path);
-    void clearDocument();
-    void cancel();
-    void addManual(qint64 pageIndex, const PageRect& rect);
-    void remove(const RedactionRegion& region);
-    void undoLast();
-    void addSearchResult(const RedactionSearchResult& result);
-    void addAllSearchResults();
+    void clearDocument() { session_.clearDocument(); }
+    void cancel() { session_.cancel(); }
+    void addManual(qint64 pageIndex, const PageRect& rect) { session_.addManual(pageIndex, rect); }
+    void remove(const RedactionRegion& region) { session_.remove(region); }
+    void undoLast() { session_.undoLast(); }
+    void addSearchResult(const RedactionSearchResult& result) { session_.addSearchResult(result); }
+    void addAllSearchResults() { session_.addAllSearchResults(); }
 
-    // Search commands.
-    void findNativeText();
-    void findWithOCR();
-    // The text layer's matches of a preset at once; with `includeOcr`, the recognised text's
-    // too, as a background task like findWithOCR, added after them.
-    void findPattern(PatternPreset preset, bool includeOcr);
+    // Search commands, each a background task.
+    void findNativeText() { session_.findNativeText(); }
+    void findWithOCR() { session_.findWithOCR(); }
+    void findPattern(PatternPreset preset, bool includeOcr) { session_.findPattern(preset, includeOcr); }
 
-    // Secure export and its output.
+    // Secure export: asks for a target, then the session writes, verifies and records it.
     void exportSecureCopy();
     void revealOutput();
 
-    // The verification's findings in the source's page space: the copy's pages are the source's
-    // media boxes moved to the origin, same size and rotation.
-    SearchResultList remainingFindings() const;
-    // Adds every finding as a pending region, so exporting again removes what was left.
-    void redactRemaining();
-    // Cleared when what it points into is replaced: the results, the verification, the document.
-    void setHighlight(const std::optional<PageHighlight>& highlight);
+    SearchResultList remainingFindings() const { return session_.remainingFindings(); }
+    void redactRemaining() { session_.redactRemaining(); }
+    void setHighlight(const std::optional<PageHighlight>& highlight) { session_.setHighlight(highlight); }
 
-    // Installs a fresh handle as the one task in flight; the background operations call
-    // cancel() first, so the previous one never outlives this.
-    std::shared_ptr<BackgroundTask> beginTask();
+    std::shared_ptr<BackgroundTask> beginTask() { return session_.beginTask(); }
 
 signals:
     void documentChanged();
@@ -138,41 +124,25 @@ signals:
     void labelRedactionsChanged();
     void evenWidthBoxesChanged();
     void highlightChanged();
+    void recognitionLanguagesChanged();
 
 protected:
     explicit RedactionViewModel(SharedServices services);
 
-    void setDocument(SharedPdfDocument document);
-    void setSourceURL(const OptionalString& url);
-    void setSearchResults(SearchResultList results);
-    void setStatusText(const QString& text);
-    void setProgress(const OptionalDouble& progress);
+    // Scene setters for tests and screenshots.
+    void setSearchResults(SearchResultList results) { session_.setSearchResults(std::move(results)); }
+    void setStatusText(const QString& text) { session_.setStatusText(text.toStdString()); }
+    void setProgress(const OptionalDouble& progress) { session_.setProgress(progress); }
     void setOutputURL(const OptionalString& url);
-    void setIsBusy(bool busy);
+    void setIsBusy(bool busy) { session_.setIsBusy(busy); }
 
 private:
-    using OcrSearch = std::function<SearchResultList(const PageProgress&, std::stop_token)>;
-    // Shows `found` with what `search` adds once it has read every page.
-    void runOcrSearch(SearchResultList found, const QString& statusPrefix, OcrSearch search);
+    void changed(SessionField field) override;
+    void run(const std::shared_ptr<BackgroundTask>& task, std::function<void(const StateHop&)> work) override;
+    void recordExport(const ExportRecord& record) override;
 
-    SharedPdfDocument document_;
-    OptionalString sourceURL_;
-    RegionList redactions_;
-    SearchResultList searchResults_;
-    qint64 selectedPageIndex_ = 0;
-    QString searchText_;
-    QString statusText_ = QStringLiteral("Ready");
-    OptionalDouble progress_;
-    OptionalString errorMessage_;
-    OptionalString outputURL_;
-    OptionalVerification verification_;
-    RegionList lastExportRegions_;
-    bool isBusy_ = false;
-    bool labelRedactions_ = false;
-    bool evenWidthBoxes_ = false;
-    std::optional<PageHighlight> highlight_;
-    std::shared_ptr<BackgroundTask> task_;
     SharedServices services_;
+    RedactionSession session_;
 };
 
 }  // namespace norvane

@@ -75,7 +75,7 @@ TEST_F(CliCommands, TermsOnlyOcrSeesAreStillVerified) {
     scan.source.texts = {testing::TextRun{"Beneficiary: Margaret Oyelaran", 72, 700, 14}};
     testing::writeFile(dir_.file("in.pdf"), testing::buildScannedPdf({scan}));
 
-    EXPECT_EQ(Json::parse(cli({"find", "IN", "Oyelaran", "--ocr"}).out).at(0)["source"], "OCR");
+    EXPECT_EQ(Json::parse(cli({"find", "IN", "Oyelaran", "--ocr"}).out)["results"].at(0)["source"], "OCR");
     const auto run = cli({"export", "IN", "-o", "OUT", "--find", "Oyelaran", "--region", "0:10,10,50,50"});
     EXPECT_EQ(run.exitCode, 3) << run.err;
     EXPECT_TRUE(run.said("--find term 1 found no matches")) << run.err;
@@ -104,14 +104,15 @@ TEST_F(CliCommands, TermsOnlyOcrSeesAreStillVerified) {
 TEST_F(CliCommands, FindPrintsHitsAndExportCountsRegionsAsTheWorkspaceWould) {
     const auto find = cli({"find", "IN", "  john smith "});
     ASSERT_EQ(find.exitCode, 0) << find.err;
-    auto hits = Json::parse(find.out);
+    auto hits = Json::parse(find.out)["results"];
     ASSERT_EQ(hits.size(), 1u);
     EXPECT_TRUE(Uuid::parse(hits[0]["id"].get<std::string>()).has_value());
     const auto r = hits[0]["rect"].get<std::vector<double>>();  // x, y, width, height
     hits[0].erase("id");
     hits[0].erase("rect");
     EXPECT_EQ(hits[0], Json({{"pageIndex", 1}, {"text", "John Smith"}, {"source", "Text"}}));
-    EXPECT_EQ(Json::parse(cli({"find", "IN", "Jones"}).out), Json::array());
+    EXPECT_EQ(Json::parse(cli({"find", "IN", "Jones"}).out),
+              Json({{"results", Json::array()}, {"unreadPages", Json::array()}}));
 
     std::ostringstream nearJohnSmith;  // a point off the hit
     nearJohnSmith.precision(17);
@@ -158,6 +159,7 @@ TEST_F(CliCommands, ExecutablePrintsResultsAndRecordsVerifiedExportsNewestFirst)
     EXPECT_EQ(printed(), Json({{"output", dir_.file("a.pdf").string()},
                                {"pageCount", 2},
                                {"redactionCount", 1},
+                               {"unreadPages", Json::array()},
                                {"verification",
                                 {{"passed", true},
                                  {"checkedPages", 2},
@@ -203,7 +205,8 @@ TEST_F(CliCommands, PatternsFindByKindAndEvenWidthHidesHowLongANameIs) {
                                               {"Paid: 4111 1111 1111 1111", 72, 500}};
     testing::writeFile(dir_.file("in.pdf"), testing::buildPdf({.pages = {{.texts = lines}}}));
     std::vector<std::string> emails;
-    for (const auto& hit : Json::parse(cli({"find", "IN", "--pattern", "email"}).out)) {
+    const Json found = Json::parse(cli({"find", "IN", "--pattern", "email"}).out);
+    for (const auto& hit : found["results"]) {
         emails.push_back(hit["text"]);
     }
     EXPECT_EQ(emails, std::vector<std::string>{"jane.doe@example.com"});

@@ -12,6 +12,9 @@
 #include <QCoreApplication>
 #include <QThread>
 
+#include <atomic>
+#include <thread>
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -38,7 +41,8 @@ QString qPath(const fs::path& path) {
 
 // Calls through to `calls`, so a test can swap one after the model has taken its services.
 EngineCalls forwardedTo(const EngineCalls& calls) {
-    return EngineCalls{[&calls](const auto&... a) { return calls.nativeTextMatches(a...); },
+    return EngineCalls{[&calls](const auto&... a) { return calls.openDocument(a...); },
+                       [&calls](const auto&... a) { return calls.nativeTextMatches(a...); },
                        [&calls](const auto&... a) { return calls.nativePatternMatches(a...); },
                        [&calls](const auto&... a) { return calls.ocrMatches(a...); },
                        [&calls](const auto&... a) { return calls.ocrPatternMatches(a...); },
@@ -113,7 +117,9 @@ protected:
 
 // ---- Search ----
 
-TEST_F(CommandsTest, FindTextPublishesResultsAndCountOnly) {
+// The text search runs off the window's thread like the others, and says which pages it could
+// not read instead of passing over them.
+TEST_F(CommandsTest, FindTextRunsAsATaskAndNamesThePagesItCouldNotRead) {
     model->findNativeText();
     EXPECT_TRUE(recorder.changes.isEmpty()) << "no document: nothing happens";
 
@@ -121,15 +127,57 @@ TEST_F(CommandsTest, FindTextPublishesResultsAndCountOnly) {
     model->setSearchText(QStringLiteral("smith"));
     clearRecords();
     model->findNativeText();
-    EXPECT_EQ(recorder.changes, (QStringList{"searchResults", "statusText"}));
+    EXPECT_TRUE(model->isBusy());
+    waitForWorkers();
+    EXPECT_EQ(recorder.changes.mid(recorder.changes.size() - 4),
+              (QStringList{"searchResults", "statusText", "progress", "isBusy"}));
     EXPECT_EQ(model->searchResults().size(), 2u);
     EXPECT_EQ(model->statusText(), QStringLiteral("2 text matches"));
+    EXPECT_FALSE(model->isBusy());
+    EXPECT_FALSE(model->errorMessage());
 
+    engine.nativeTextMatches = [](const auto&...) {
+        return SearchOutcome{{}, {{1, PageFailure::outOfMemory}, {2, PageFailure::unparsable}}};
+    };
     model->setSearchText(QStringLiteral("  \n "));
     model->findNativeText();
+    waitForWorkers();
     EXPECT_TRUE(model->searchResults().empty());
     EXPECT_EQ(model->statusText(), QStringLiteral("0 text matches"));
-    EXPECT_FALSE(model->task());
+    EXPECT_EQ(model->errorMessage(),
+              QStringLiteral("Page 2 could not be searched. It needs more memory than is available.\n"
+                             "Page 3 could not be searched. Its content could not be parsed."));
+    EXPECT_FALSE(model->isBusy());
+}
+
+// Only the task still current may end things: a search cancelled by a newer one keeps quiet, so
+// busy stays on until the newer one ends.
+TEST_F(CommandsTest, AReplacedTaskLeavesTheStateToItsReplacement) {
+    engine.ocrMatches = [](const auto&, const std::string& query, const RecognitionOptions&, const auto& progress,
+                           std::stop_token stop) {
+        progress(1, 2);
+        if (query == "first") {
+            while (!stop.stop_requested())
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            throw CancellationError();
+        }
+        while (backgroundTaskCount() > 1)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));  // first ended
+        progress(2, 2);
+        return SearchOutcome{};
+    };
+    std::vector<bool> busy;
+    QObject::connect(model.get(), &RedactionViewModel::isBusyChanged, [&] { busy.push_back(model->isBusy()); });
+    openPdf({"one"});
+    model->setSearchText(QStringLiteral("first"));
+    model->findWithOCR();
+    model->setSearchText(QStringLiteral("second"));
+    clearRecords();
+    busy.clear();
+    model->findWithOCR();
+    waitForWorkers();
+    EXPECT_EQ(statuses, (QStringList{"OCR 1 of 2", "OCR 2 of 2", "0 OCR matches"}));
+    EXPECT_EQ(busy, (std::vector{false, true, false}));
 }
 
 struct OcrEnding {
@@ -194,6 +242,7 @@ TEST_F(CommandsTest, PatternHitsGatherBothReadingsAndEvenWidthBoxesReachTheExpor
     };
     openPdf({"Mail a@example.org today"});
     model->findPattern(PatternPreset::email, false);
+    waitForWorkers();
     ASSERT_EQ(model->searchResults().size(), 1u);
     EXPECT_EQ(model->searchResults()[0].text, "a@example.org");
     EXPECT_EQ(model->statusText(), QStringLiteral("1 text matches"));
@@ -271,6 +320,7 @@ TEST_P(ExportEndings, KeepTheLastOutputUnlessTheirOwnIsVerified) {
     openPdf({"Smith one", "Smith two", "Smith three"});
     model->setSearchText(QStringLiteral("Smith"));
     model->findNativeText();
+    waitForWorkers();
     model->addAllSearchResults();
     desktop.answer = qPath(dir.file("first.pdf"));
     clearRecords();
@@ -366,9 +416,13 @@ TEST_F(CommandsTest, ExportRefusesOnlyTheSourceItself) {
     EXPECT_EQ(testing::readFile(source.toStdString()), sourceBytes);
 }
 
+// Every term searched is checked in the copy, found or not, and every pattern used is run again;
+// the regions' matched strings join them.
 TEST_F(CommandsTest, ExportHandsTheEngineTheLabelAndTermsOfTheMomentItStarts) {
     std::optional<bool> labelUsed;
     std::vector<std::string> termsUsed;
+    std::vector<PatternPreset> patternsUsed;
+    std::string languagesUsed;
     std::size_t regionsUsed = 0;
     engine.exportSecurePDF = [&](const SharedPdfDocument&, const std::vector<RedactionRegion>& regions, const fs::path&,
                                  bool label, const PageProgress&, std::stop_token) {
@@ -378,9 +432,19 @@ TEST_F(CommandsTest, ExportHandsTheEngineTheLabelAndTermsOfTheMomentItStarts) {
     engine.verifyOutput =
         [&](const fs::path&, const VerificationRequest& request, const PageProgress&, std::stop_token) {
         termsUsed = request.terms;
+        patternsUsed = request.patterns;
+        languagesUsed = request.recognition.languages;
         return ExportVerification(1, {"Smith"});
     };
     openPdf({"one"});
+    for (const char* query : {"Nobody", "  ", "Smith"}) {
+        model->setSearchText(QString::fromUtf8(query));
+        model->findNativeText();
+        waitForWorkers();
+    }
+    model->findPattern(PatternPreset::email, false);
+    waitForWorkers();
+    model->setRecognitionLanguages(QStringLiteral("deu+eng"));
     RegionList regions;
     for (const char* text : {"Smith", "Smith", "  ", " Smith ", static_cast<const char*>(nullptr)}) {
         regions.push_back({Uuid::random(), 0, PageRect{10.0 * static_cast<double>(regions.size()), 10, 5, 5},
@@ -398,7 +462,9 @@ TEST_F(CommandsTest, ExportHandsTheEngineTheLabelAndTermsOfTheMomentItStarts) {
     EXPECT_EQ(labelUsed, true);
     EXPECT_EQ(regionsUsed, 5u) << "the snapshot taken when the export began";
     std::sort(termsUsed.begin(), termsUsed.end());
-    EXPECT_EQ(termsUsed, (std::vector<std::string>{" Smith ", "Smith"}));
+    EXPECT_EQ(termsUsed, (std::vector<std::string>{" Smith ", "Nobody", "Smith"}));
+    EXPECT_EQ(patternsUsed, std::vector{PatternPreset::email});
+    EXPECT_EQ(languagesUsed, "deu+eng");
     EXPECT_EQ(model->statusText(), QStringLiteral("Needs Review"));
     ASSERT_EQ(history().size(), 1u);
     EXPECT_FALSE(history()[0].verificationPassed);
