@@ -148,6 +148,8 @@ public:
     std::optional<QString> chooseSaveLocation(const QString&, const QString&) override { return target_; }
     void revealInFileManager(const QString&) override {}
     void openUrl(const QUrl&) override {}
+    QString preference(const QString&) const override { return {}; }
+    void setPreference(const QString&, const QString&) override {}
 
 private:
     QString target_;

@@ -22,6 +22,14 @@ public:
 
     // Opens a web address in the default browser.
     virtual void openUrl(const QUrl& url) = 0;
+
+    // A choice the person made that outlives the window (the desktop's settings store); an
+    // empty string when never made.
+    virtual QString preference(const QString& key) const = 0;
+    virtual void setPreference(const QString& key, const QString& value) = 0;
 };
+
+// The recognition languages chosen for OCR ("deu+eng"); empty: chosen for each search.
+inline const QString kRecognitionLanguagesPreference = QStringLiteral("recognitionLanguages");
 
 }  // namespace norvane

@@ -316,7 +316,8 @@ void RedactionSession::redactRemaining() {
 // ---- searches ----
 
 void RedactionSession::rememberTerm(const std::string& term) {
-    if (!trimmed(term).empty() && std::find(searchedTerms_.begin(), searchedTerms_.end(), term) == searchedTerms_.end()) {
+    if (!trimmed(term).empty() &&
+        std::find(searchedTerms_.begin(), searchedTerms_.end(), term) == searchedTerms_.end()) {
         searchedTerms_.push_back(term);
     }
 }
@@ -394,10 +395,12 @@ void RedactionSession::findNativeText() {
     }
     const std::string query = searchText_;
     rememberTerm(query);
-    runSearch(false, "Search cancelled",
-              [this, document = document_, query](const StateHop&, const std::shared_ptr<BackgroundTask>& task) {
+    runSearch(
+        false, "Search cancelled",
+        [this, document = document_, query](const StateHop&, const std::shared_ptr<BackgroundTask>& task) {
         return engine_.nativeTextMatches(document, query, task->stopToken());
-    }, [](const SearchOutcome& found) { return std::to_string(found.results.size()) + " text matches"; });
+        },
+        [](const SearchOutcome& found) { return std::to_string(found.results.size()) + " text matches"; });
 }
 
 void RedactionSession::findWithOCR() {
@@ -407,11 +410,13 @@ void RedactionSession::findWithOCR() {
     const std::string query = searchText_;
     rememberTerm(query);
     const RecognitionOptions recognition{recognitionLanguages_};
-    runSearch(true, "OCR cancelled",
-              [this, document = document_, query, recognition](const StateHop& hop,
-                                                               const std::shared_ptr<BackgroundTask>& task) {
+    runSearch(
+        true, "OCR cancelled",
+        [this, document = document_, query, recognition](const StateHop& hop,
+                                                         const std::shared_ptr<BackgroundTask>& task) {
         return engine_.ocrMatches(document, query, recognition, pageReports(hop, task, "OCR "), task->stopToken());
-    }, [](const SearchOutcome& found) { return std::to_string(found.results.size()) + " OCR matches"; });
+        },
+        [](const SearchOutcome& found) { return std::to_string(found.results.size()) + " OCR matches"; });
 }
 
 void RedactionSession::findPattern(PatternPreset preset, bool includeOcr) {
@@ -422,9 +427,10 @@ void RedactionSession::findPattern(PatternPreset preset, bool includeOcr) {
     const RecognitionOptions recognition{recognitionLanguages_};
     // The text layer's hits are shown as soon as they are known; the recogniser's join them.
     auto textCount = std::make_shared<std::size_t>(0);
-    runSearch(includeOcr, includeOcr ? "OCR cancelled" : "Search cancelled",
-              [this, document = document_, preset, includeOcr, recognition, textCount](
-                  const StateHop& hop, const std::shared_ptr<BackgroundTask>& task) {
+    runSearch(
+        includeOcr, includeOcr ? "OCR cancelled" : "Search cancelled",
+        [this, document = document_, preset, includeOcr, recognition, textCount](
+            const StateHop& hop, const std::shared_ptr<BackgroundTask>& task) {
         SearchOutcome found = engine_.nativePatternMatches(document, preset, task->stopToken());
         *textCount = found.results.size();
         if (!includeOcr) {
@@ -436,8 +442,8 @@ void RedactionSession::findPattern(PatternPreset preset, bool includeOcr) {
                 setStatusText(std::to_string(found.results.size()) + " text matches");
             }
         });
-        SearchOutcome read = engine_.ocrPatternMatches(document, preset, recognition, pageReports(hop, task, "OCR "),
-                                                       task->stopToken());
+        SearchOutcome read =
+            engine_.ocrPatternMatches(document, preset, recognition, pageReports(hop, task, "OCR "), task->stopToken());
         found.results.insert(found.results.end(), std::make_move_iterator(read.results.begin()),
                              std::make_move_iterator(read.results.end()));
         for (const UnreadPage& page : read.unreadPages) {
@@ -446,7 +452,8 @@ void RedactionSession::findPattern(PatternPreset preset, bool includeOcr) {
             }
         }
         return found;
-    }, [includeOcr, textCount](const SearchOutcome& found) {
+        },
+        [includeOcr, textCount](const SearchOutcome& found) {
         const std::string text = std::to_string(*textCount) + " text matches";
         return includeOcr ? text + " \u00B7 " + std::to_string(found.results.size() - *textCount) + " OCR matches"
                           : text;
@@ -528,10 +535,10 @@ void RedactionSession::exportSecureCopy(const std::filesystem::path& output, boo
                 if (isCancellation(failure.cause)) {
                     setStatusText("Export cancelled");
                 } else {
-                    setErrorMessage(describeFailure(failure.cause, failure.step == ExportStep::writing
-                                                                        ? RedactionError::exportFailed().errorDescription()
-                                                                        : RedactionError::outputVerificationFailed()
-                                                                              .errorDescription()));
+                    setErrorMessage(describeFailure(
+                        failure.cause, failure.step == ExportStep::writing
+                                           ? RedactionError::exportFailed().errorDescription()
+                                           : RedactionError::outputVerificationFailed().errorDescription()));
                     setStatusText("Export failed");
                 }
                 setProgress(std::nullopt);

@@ -167,8 +167,7 @@ public:
     std::shared_ptr<BackgroundTask> beginTask();
 
 private:
-    using SearchWork =
-        std::function<SearchOutcome(const StateHop& hop, const std::shared_ptr<BackgroundTask>& task)>;
+    using SearchWork = std::function<SearchOutcome(const StateHop& hop, const std::shared_ptr<BackgroundTask>& task)>;
     // Runs `work` as the one task; its ending shows the outcome with `status`.
     void runSearch(bool showsProgress, std::string cancelledStatus, SearchWork work,
                    std::function<std::string(const SearchOutcome&)> status);

@@ -299,8 +299,31 @@ INSTANTIATE_TEST_SUITE_P(
         {"regionInABatch", {"export", "IN", "--out-dir", "DIR/o", "--region", "0:1,2,30,40"}, 2},
         {"forceWithoutFolder", {"export", "IN", "-o", "OUT", "--force", "--find", "Smith"}, 2},
         {"noJobs", {"export", "IN", "--out-dir", "DIR/o", "-j", "0", "--find", "Smith"}, 2},
+        {"languageNotInstalled",
+         {"find", "IN", "Smith", "--ocr", "--ocr-lang", "eng+xx_test"},
+         1,
+         "The recognition language \"xx_test\" is not installed. Install the package tesseract-ocr-xx-test."},
     }),
     [](const auto& p) { return std::string(p.param.name); });
+
+// A page the search could not read is named on stderr and in the JSON, and "found nothing" then
+// needs a person's review; the export still checks the copy for the term.
+TEST_F(CliCommands, PagesASearchCouldNotReadAreReported) {
+    services_.engine.nativeTextMatches = [](const auto&...) {
+        return SearchOutcome{{}, {{1, PageFailure::unparsable}}};
+    };
+    const auto find = cli({"find", "IN", "Smith"});
+    EXPECT_EQ(find.exitCode, 3) << find.err;
+    EXPECT_TRUE(find.said("Page 2 could not be searched. Its content could not be parsed.")) << find.err;
+    const Json unread = Json::array({{{"pageIndex", 1}, {"reason", "unparsable"}}});
+    EXPECT_EQ(Json::parse(find.out)["unreadPages"], unread);
+
+    const auto run = cli({"export", "IN", "-o", "OUT", "--find", "Smith", "--region", "0:10,10,50,50"});
+    EXPECT_EQ(run.exitCode, 3) << "the copy still shows Smith: " << run.err;
+    const Json result = Json::parse(run.out);
+    EXPECT_EQ(result["unreadPages"], unread);
+    EXPECT_EQ(result["verification"]["suspiciousMatches"], Json::array({"Smith"}));
+}
 
 // Whatever order the files finish in, the array follows the inputs and the exit code is the
 // worst outcome: a failure over "Needs Review" over success.

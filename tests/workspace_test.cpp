@@ -5,6 +5,7 @@
 #include "workspace/workspace_screen.h"
 
 #include "canvas/page_canvas.h"
+#include "engine/recognition_languages.h"
 #include "tests/support/pdf_factory.h"
 #include "tests/support/test_services.h"
 #include "ui/theme.h"
@@ -22,12 +23,14 @@
 #include <QHelpEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QTest>
+#include <QToolButton>
 #include <QToolTip>
 #include <QUrl>
 
@@ -156,6 +159,33 @@ TEST_F(WorkspaceTest, TheFirstPdfOpensTheRestWaitAndAnotherChoiceReplacesThem) {
     EXPECT_EQ(alertText(), QString());
     dragOnCanvas();  // the new canvas takes marks itself
     EXPECT_EQ(model().redactions().size(), 1u);
+}
+
+// The languages chosen for recognition are the person's: listed from what is installed, kept
+// across windows, and back to automatic when none is ticked.
+TEST_F(WorkspaceTest, RecognitionLanguagesAreChosenFromTheInstalledOnesAndRemembered) {
+    services.desktop->preferences[kRecognitionLanguagesPreference] = QStringLiteral("eng");
+    WorkspaceScreen second{services.shared};
+    EXPECT_EQ(second.model().recognitionLanguages(), QStringLiteral("eng"));
+
+    testing::writeFile(dir.file("a.pdf"), testing::buildPdf(testing::textPages({"one"})));
+    second.openFiles({QString::fromStdString(dir.file("a.pdf").string())});
+    QToolButton* button = second.findChild<QToolButton*>(QStringLiteral("recognitionLanguages"));
+    ASSERT_TRUE(button);
+    QMenu* menu = button->menu();
+    emit menu->aboutToShow();
+    const auto action = [&](const QString& text) -> QAction* {
+        for (QAction* a : menu->actions())
+            if (a->text() == text) return a;
+        return nullptr;
+    };
+    ASSERT_TRUE(action(QStringLiteral("English")));
+    EXPECT_TRUE(action(QStringLiteral("English"))->isChecked());
+    EXPECT_FALSE(action(QStringLiteral("Automatic"))->isChecked());
+    EXPECT_EQ(menu->actions().size(), static_cast<qsizetype>(installedRecognitionLanguages().size() + 2));
+    action(QStringLiteral("English"))->trigger();  // unticked: nothing chosen is automatic
+    EXPECT_EQ(second.model().recognitionLanguages(), QString());
+    EXPECT_EQ(services.desktop->preferences[kRecognitionLanguagesPreference], QString());
 }
 
 TEST_F(WorkspaceTest, OpenNextRefusesWhileRegionsArePendingAndNothingWasExported) {
@@ -290,8 +320,8 @@ TEST_F(LayoutTest, ToolbarAndStatusBarFollowThePendingCountBusyAndProgress) {
         EXPECT_EQ(layout->clearButton()->isEnabled(), c.regions > 0);
         EXPECT_EQ(layout->exportButton()->isEnabled(), c.regions > 0 && !c.busy);
         EXPECT_EQ(inspector->ocrSearchButton()->isEnabled(), !c.busy);
-        EXPECT_TRUE(inspector->findTextButton()->isEnabled() && layout->openButton()->isEnabled() &&
-                    inspector->closeDocumentButton()->isEnabled());
+        EXPECT_EQ(inspector->findTextButton()->isEnabled(), !c.busy) << "a search would end the work in flight";
+        EXPECT_TRUE(layout->openButton()->isEnabled() && inspector->closeDocumentButton()->isEnabled());
         EXPECT_EQ(inspector->pendingList()->rows()->rowCount(), c.regions);
         ASSERT_EQ(layout->statusBar()->isVisible(), c.value >= 0);
         EXPECT_EQ(layout->progressBar()->maximum(), c.progress ? 1000 : 0);
@@ -572,10 +602,20 @@ TEST_F(LayoutTest, VerdictPanelShowsTheOutcomeAndTheRevealButtonUntilTheRegionsC
         EXPECT_EQ(label("checkedPages")->text(), "3 pages checked.");
         EXPECT_EQ(label("suspiciousMatches")->isVisible() ? label("suspiciousMatches")->text() : QString(),
                   passed ? QString() : "Possible sensitive text still detected: 555-0100, Jane Roe");
+        EXPECT_FALSE(label("unreadableTerms")->isVisible());
         EXPECT_EQ(layout->inspector()->revealButton()->isVisible(), !passed);
         QTest::mouseClick(layout->clearButton(), Qt::LeftButton);
         EXPECT_FALSE(panel->isVisible());
     }
+    // A term no loaded recogniser can read is named as such, and has no place to show.
+    addRegion(0, 100);
+    model->setVerification(ExportVerification::fromFindings(
+        2, {{"Zhang", std::nullopt, std::nullopt, RedactionSource::ocr, FindingReason::unreadableLetters}}));
+    EXPECT_EQ(label("verdictTitle")->text(), "Needs Review");
+    ASSERT_TRUE(label("unreadableTerms")->isVisible());
+    EXPECT_TRUE(label("unreadableTerms")->text().contains(QStringLiteral("cannot read the letters of: Zhang")));
+    EXPECT_TRUE(layout->inspector()->findingRows().empty());
+    EXPECT_FALSE(layout->inspector()->redactRemainingButton()->isVisible());
 }
 
 // Outlines show where hits and findings are before anything is redacted, are never black,

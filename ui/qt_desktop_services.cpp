@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QSettings>
 #include <QUrl>
 
 namespace norvane {
@@ -61,6 +62,18 @@ void QtDesktopServices::revealInFileManager(const QString& path) {
 
 void QtDesktopServices::openUrl(const QUrl& url) {
     QDesktopServices::openUrl(url);
+}
+
+QString QtDesktopServices::preference(const QString& key) const {
+    const QSettings settings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("Norvane"),
+                             QStringLiteral("Norvane"));
+    return settings.value(key).toString();
+}
+
+void QtDesktopServices::setPreference(const QString& key, const QString& value) {
+    QSettings settings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("Norvane"),
+                       QStringLiteral("Norvane"));
+    settings.setValue(key, value);
 }
 
 }  // namespace norvane

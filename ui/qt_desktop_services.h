@@ -1,6 +1,6 @@
 #pragma once
-// The desktop services of a real session: Qt's save dialog, the desktop's file manager and
-// the default browser.
+// The desktop services of a real session: Qt's save dialog, the desktop's file manager, the
+// default browser and the settings store.
 
 #include "model/desktop_services.h"
 
@@ -16,6 +16,10 @@ public:
     void revealInFileManager(const QString& path) override;
 
     void openUrl(const QUrl& url) override;
+
+    // Kept by QSettings in the desktop's configuration folder (~/.config/Norvane/Norvane.conf).
+    QString preference(const QString& key) const override;
+    void setPreference(const QString& key, const QString& value) override;
 };
 
 }  // namespace norvane

@@ -1,5 +1,6 @@
 #include "workspace/inspector_panel.h"
 
+#include "engine/recognition_languages.h"
 #include "ui/symbols.h"
 #include "ui/theme.h"
 #include "ui/themed_widgets.h"
@@ -139,8 +140,15 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     buttons->addWidget(ocrSearch_);
     buttons->addStretch(1);
     stack->addLayout(buttons);
+    languages_ = new QToolButton(content);
+    languages_->setObjectName(QStringLiteral("recognitionLanguages"));
+    languages_->setText(QStringLiteral("Recognition Languages"));
+    languages_->setPopupMode(QToolButton::InstantPopup);
+    languages_->setMenu(new QMenu(languages_));
+    connect(languages_->menu(), &QMenu::aboutToShow, this, &InspectorPanel::fillLanguageMenu);
     // Under the Patterns button: it decides what a preset reads, not what the buttons do.
     auto* patternOptions = new QHBoxLayout();
+    patternOptions->addWidget(languages_);
     patternOptions->addStretch(1);
     patternOptions->addWidget(includeOcr_);
     stack->addLayout(patternOptions);
@@ -236,6 +244,9 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     suspicious_ = wrapping(QString(), TextStyle::Caption, theme::systemOrange, verificationPanel_);
     suspicious_->setObjectName(QStringLiteral("suspiciousMatches"));
     verification->addWidget(suspicious_);
+    unreadable_ = wrapping(QString(), TextStyle::Caption, theme::systemOrange, verificationPanel_);
+    unreadable_->setObjectName(QStringLiteral("unreadableTerms"));
+    verification->addWidget(unreadable_);
     findingRowsLayout_ = new QVBoxLayout();
     findingRowsLayout_->setSpacing(6);
     verification->addLayout(findingRowsLayout_);
@@ -269,7 +280,9 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     connect(&model_, &RedactionViewModel::evenWidthBoxesChanged, this, &InspectorPanel::syncLabelToggle);
     connect(&model_, &RedactionViewModel::verificationChanged, this, &InspectorPanel::syncVerification);
     connect(&model_, &RedactionViewModel::outputURLChanged, this, &InspectorPanel::syncVerification);
+    connect(&model_, &RedactionViewModel::recognitionLanguagesChanged, this, &InspectorPanel::syncLanguages);
     syncSearchText();
+    syncLanguages();
     syncBusy();
     syncResults();
     syncPending();
@@ -291,8 +304,48 @@ void InspectorPanel::syncSearchText() {
 }
 
 void InspectorPanel::syncBusy() {
-    ocrSearch_->setEnabled(!model_.isBusy());
-    patterns_->setEnabled(!model_.isBusy());
+    // Every search is a task, and starting one would end the work in flight.
+    for (QWidget* control : std::initializer_list<QWidget*>{findText_, ocrSearch_, patterns_}) {
+        control->setEnabled(!model_.isBusy());
+    }
+}
+
+void InspectorPanel::syncLanguages() {
+    const QString chosen = model_.recognitionLanguages();
+    QStringList names;
+    for (const QString& code : chosen.split(QLatin1Char('+'), Qt::SkipEmptyParts)) {
+        names << qs(recognitionLanguageName(code.toStdString()));
+    }
+    languages_->setToolTip(QStringLiteral("Languages OCR reads: ") +
+                           (names.isEmpty()
+                                ? QStringLiteral("Automatic (English, the desktop's language and the languages of the "
+                                                 "searched terms)")
+                                : names.join(QStringLiteral(", "))));
+}
+
+void InspectorPanel::fillLanguageMenu() {
+    QMenu* menu = languages_->menu();
+    menu->clear();
+    const QStringList chosen = model_.recognitionLanguages().split(QLatin1Char('+'), Qt::SkipEmptyParts);
+    QAction* automatic = menu->addAction(QStringLiteral("Automatic"));
+    automatic->setCheckable(true);
+    automatic->setChecked(chosen.isEmpty());
+    connect(automatic, &QAction::triggered, this, [this] { model_.setRecognitionLanguages({}); });
+    menu->addSeparator();
+    for (const std::string& installed : installedRecognitionLanguages()) {
+        const QString code = qs(installed);
+        QAction* language = menu->addAction(qs(recognitionLanguageName(installed)));
+        language->setCheckable(true);
+        language->setChecked(chosen.contains(code));
+        connect(language, &QAction::triggered, this, [this, code](bool on) {
+            QStringList now = model_.recognitionLanguages().split(QLatin1Char('+'), Qt::SkipEmptyParts);
+            now.removeAll(code);
+            if (on) {
+                now << code;
+            }
+            model_.setRecognitionLanguages(now.join(QLatin1Char('+')));
+        });
+    }
 }
 
 void InspectorPanel::syncResults() {
@@ -335,6 +388,16 @@ void InspectorPanel::syncVerification() {
         terms << qs(term);
     suspicious_->setVisible(!terms.isEmpty());
     suspicious_->setText(QStringLiteral("Possible sensitive text still detected: ") + terms.join(QStringLiteral(", ")));
+    QStringList unreadable;
+    for (const VerificationFinding& finding : result->findings()) {
+        if (finding.reason == FindingReason::unreadableLetters && !unreadable.contains(qs(finding.term))) {
+            unreadable << qs(finding.term);
+        }
+    }
+    unreadable_->setVisible(!unreadable.isEmpty());
+    unreadable_->setText(QStringLiteral("The recognition languages in use cannot read the letters of: ") +
+                         unreadable.join(QStringLiteral(", ")) +
+                         QStringLiteral(". Check these on the pages yourself, or choose a language that has them."));
 
     for (auto* row : findingRows_) {
         row->hide();

@@ -53,6 +53,7 @@ public:
     QPushButton* ocrSearchButton() const { return ocrSearch_; }
     QToolButton* patternsButton() const { return patterns_; }
     QCheckBox* includeOcrToggle() const { return includeOcr_; }
+    QToolButton* languagesButton() const { return languages_; }
     QCheckBox* evenWidthToggle() const { return evenWidthToggle_; }
     QPushButton* redactAllButton() const { return redactAll_; }
     QCheckBox* labelToggle() const { return labelToggle_; }
@@ -74,6 +75,8 @@ private:
     void syncPending();
     void syncLabelToggle();
     void syncVerification();
+    void syncLanguages();
+    void fillLanguageMenu();
 
     RedactionViewModel& model_;
     QLineEdit* searchField_ = nullptr;
@@ -81,6 +84,7 @@ private:
     QPushButton* ocrSearch_ = nullptr;
     QToolButton* patterns_ = nullptr;
     QCheckBox* includeOcr_ = nullptr;
+    QToolButton* languages_ = nullptr;
     QWidget* resultsSection_ = nullptr;
     theme::ThemedLabel* matchCount_ = nullptr;
     QPushButton* redactAll_ = nullptr;
@@ -94,6 +98,7 @@ private:
     theme::ThemedLabel* verdictTitle_ = nullptr;
     theme::ThemedLabel* checkedPages_ = nullptr;
     theme::ThemedLabel* suspicious_ = nullptr;
+    theme::ThemedLabel* unreadable_ = nullptr;
     QVBoxLayout* findingRowsLayout_ = nullptr;
     std::vector<FindingRow*> findingRows_;
     theme::ThemedLabel* moreFindings_ = nullptr;

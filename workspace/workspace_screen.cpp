@@ -199,7 +199,7 @@ WorkspaceScreen::WorkspaceScreen(SharedServices services, QWidget* parent)
     : QWidget(parent), d_(std::make_unique<WorkspaceScreenPrivate>()) {
     setObjectName(QStringLiteral("workspaceScreen"));
     d_->q = this;
-    d_->model = RedactionViewModel::create(std::move(services));
+    d_->model = RedactionViewModel::create(services);
 
     d_->layout = new QVBoxLayout(this);
     d_->layout->setContentsMargins(0, 0, 0, 0);
@@ -215,6 +215,13 @@ WorkspaceScreen::WorkspaceScreen(SharedServices services, QWidget* parent)
     connect(d_->queueBar->openNext, &QPushButton::clicked, this, [this] { d_->openNextQueuedPDF(); });
 
     RedactionViewModel* model = d_->model.get();
+    // The languages chosen for recognition outlive the window.
+    if (const auto& desktop = services->desktop) {
+        model->setRecognitionLanguages(desktop->preference(kRecognitionLanguagesPreference));
+        connect(model, &RedactionViewModel::recognitionLanguagesChanged, this, [model, desktop] {
+            desktop->setPreference(kRecognitionLanguagesPreference, model->recognitionLanguages());
+        });
+    }
     connect(model, &RedactionViewModel::documentChanged, this, [this] { d_->showFace(); });
     connect(model, &RedactionViewModel::errorMessageChanged, this, [this] { d_->syncAlert(); });
     for (auto signal : {&RedactionViewModel::documentChanged, &RedactionViewModel::redactionsChanged,

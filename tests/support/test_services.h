@@ -5,6 +5,7 @@
 #include "model/redaction_view_model.h"
 #include "model/services.h"
 
+#include <QHash>
 #include <QStringList>
 #include <QUrl>
 
@@ -27,6 +28,10 @@ public:
     std::optional<QString> chooseSaveLocation(const QString& proposedName, const QString& directory) override;
     void revealInFileManager(const QString& path) override { revealed << path; }
     void openUrl(const QUrl& url) override { opened.push_back(url); }
+    QString preference(const QString& key) const override { return preferences.value(key); }
+    void setPreference(const QString& key, const QString& value) override { preferences[key] = value; }
+
+    QHash<QString, QString> preferences;
 };
 
 struct TestServices {
