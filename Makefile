@@ -38,7 +38,7 @@ screenshots: build
 
 # Every benchmark, one after the other; each prints its peer's figures from the same run.
 .PHONY: bench
-bench: bench-ocr bench-export bench-canvas bench-redact
+bench: bench-ocr bench-export bench-canvas bench-redact bench-app
 
 # OCR search and verification per page against pdftoppm + the tesseract command (bench/ocr.sh).
 .PHONY: bench-ocr
@@ -59,6 +59,11 @@ bench-canvas: build
 .PHONY: bench-redact
 bench-redact: build
 	bench/redact_all.sh $(BUILD_DIR)
+
+# The app (the real window, offscreen) against norvane-redact for the same OCR search and export.
+.PHONY: bench-app
+bench-app: build
+	bench/app.sh $(BUILD_DIR) $(ARGS)
 
 # The engine fuzzer (clang, libFuzzer, ASan + UBSan) for FUZZ_SECONDS, from the factory's
 # seeds plus every input kept in tests/fuzz-crashes; new crash inputs land in build/fuzz-artifacts.
