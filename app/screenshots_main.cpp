@@ -202,9 +202,17 @@ MainWindow* editingScene(Context& c, Ending ending, const std::function<void(Red
     return window;
 }
 
+// Searches run as tasks: the scene waits for one to end as a person would.
+void awaitSearch(RedactionViewModel& model) {
+    while (model.isBusy()) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    }
+}
+
 void markSample(RedactionViewModel& model) {
     model.setSearchText(QStringLiteral("Whitfield"));
     model.findNativeText();
+    awaitSearch(model);
     model.addAllSearchResults();
     model.addManual(0, PageRect{70, 530, 190, 22});
 }
@@ -242,6 +250,7 @@ const std::vector<Scene>& scenes() {
         return editingScene(c, Ending::passed, [](RedactionViewModel& model) {
             model.setSearchText(QStringLiteral("account"));
             model.findNativeText();
+            awaitSearch(model);
         });
          },
          900},
@@ -249,9 +258,11 @@ const std::vector<Scene>& scenes() {
          [](Context& c) {
         return editingScene(c, Ending::passed, [](RedactionViewModel& model) {
             model.findPattern(PatternPreset::socialSecurityNumber, false);
+            awaitSearch(model);
             model.addAllSearchResults();
             model.setSearchText(QStringLiteral("Whitfield"));
             model.findNativeText();
+            awaitSearch(model);
             model.addAllSearchResults();
             model.setEvenWidthBoxes(true);
         });

@@ -160,19 +160,22 @@ int main(int argc, char** argv) {
 
             RedactionViewModel& text = openInWindow(manual);
             desktop->target = QString::fromStdString(dir.file("app-copy.pdf").string());
-            exportApp = bench::fastest(exportApp, timeWindow([&] {
+            exportApp = bench::fastest(exportApp, timeWindow(
+                                                      [&] {
                 text.setSearchText(query);
                 text.findNativeText();
                 spinUntil([&] { return !text.isBusy(); });
                 text.addAllSearchResults();
                 text.exportSecureCopy();
-            }, text));
+                                                      },
+                                                      text));
             if (!text.verification() || !text.verification()->passed()) {
                 std::cerr << "norvane-app-bench: the export in the window did not pass verification\n";
                 return 1;
             }
-            exportCli = bench::fastest(exportCli, bench::timeCommand({cli, "export", manual, "-o",
-                                                                      dir.file("cli-copy.pdf").string(), "--find", term}));
+            exportCli = bench::fastest(
+                exportCli,
+                bench::timeCommand({cli, "export", manual, "-o", dir.file("cli-copy.pdf").string(), "--find", term}));
         }
     } catch (const std::exception& error) {
         std::cerr << "norvane-app-bench: " << error.what() << '\n';
