@@ -54,7 +54,9 @@ TEST(Verification, TextLayerFindingsAreDistinctTrimmedAndInCodePointOrder) {
          {"resume", "R\xc3\x89SUM\xc3\x89"},
          {"R\xc3\x89SUM\xc3\x89", "resume"}},
         {{"Invoice No. 4711-A"}, {"4711a", "4711-a"}, {"4711-a"}},
-        {{"Payment to John", "Whitaker by cheque"}, {"John Whitaker"}, {}},
+        {{"Payment to John", "Whitaker by cheque"}, {"John  Whitaker", "JohnWhitaker"}, {"John  Whitaker"}},
+        {{"Payment to John Whit", "aker by cheque"}, {"John Whitaker"}, {}},
+        {{"Payment to Harring-", "ton by cheque"}, {"Harrington", "to-ton"}, {"Harrington"}},
         // No recogniser sees invisible text; the text layer still holds it.
         {{"Visible heading", "\x01Quarterly memo"}, {"Quarterly", "Harrington"}, {"Quarterly"}},
     };
@@ -120,6 +122,14 @@ TEST(Verification, FindingsLocateEveryMissedOccurrence) {
     EXPECT_PRED2(contains, fromText[0], glyphBox(line, 0, 5));
     EXPECT_PRED2(contains, fromText[1], glyphBox(line, 15, 20));
     EXPECT_LT(fromText[0].maxX(), glyphBox(line, 9, 14).x) << "the word, not the line";
+}
+
+// Characters nobody sees do not hide a term from the text layer's check.
+TEST(Verification, InvisibleCharactersDoNotHideATerm) {
+    TempDir dir;
+    writeFile(dir.file("plain.pdf"), pdfWithInvisibles({"Mr Sm\x80ith and Mr Jo\x82nes\x83 wrote"}));
+    EXPECT_THAT(verify(dir.file("plain.pdf"), {"Smith", "Jones", "Brown"}).suspiciousMatches(),
+                ElementsAre("Jones", "Smith"));
 }
 
 // Scans are read as shown, whatever turn their pixels were stored with.
