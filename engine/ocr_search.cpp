@@ -38,8 +38,7 @@ std::vector<PageRect> lineMatches(const PageImage& image, const OcrLine& line, c
     std::vector<PageRect> rects;
     if (ranges.size() >= keyCount) {
         for (const ByteRange& range : ranges) {
-            const auto rangeBox = line.boxForRange(range.first, range.second);
-            const auto rect = rangeBox ? coveringRect(image, *rangeBox) : std::nullopt;
+            const auto rect = coveringRect(image, line, range.first, range.second);
             if (!rect) {
                 rects.clear();
                 break;

@@ -50,6 +50,10 @@ PageReadings readPage(const mu::Session& session, std::int64_t pageIndex, double
 // cover nothing.
 std::optional<PageRect> coveringRect(const PageImage& image, const NormalizedBox& box);
 
+// The same for the recognised characters of bytes [begin, end) of a line; nothing when none
+// lies there. A stacked line's glyphs each get the margin of their own size.
+std::optional<PageRect> coveringRect(const PageImage& image, const OcrLine& line, std::size_t begin, std::size_t end);
+
 bool containsCentreOf(const PageRect& outer, const PageRect& inner);
 
 // Text found in a recognised line and where it stands: the recognised characters when the line
