@@ -4,6 +4,7 @@
 
 #include <unicode/uchar.h>
 
+#include <algorithm>
 #include <optional>
 
 namespace norvane {
@@ -139,11 +140,12 @@ TextLayer readTextLayer(const mu::Session& session, int pageIndex) {
 }
 
 PageRect TextLayer::boxOf(const LinePart& part) const {
+    const auto& boxes = lines_.at(part.line).boxes;
     std::optional<PageRect> box;
-    for (const auto& [at, charBox] : lines_.at(part.line).boxes) {
-        if (at >= part.begin && at < part.end) {
-            box = box ? box->united(charBox) : charBox;
-        }
+    auto ch = std::lower_bound(boxes.begin(), boxes.end(), part.begin,
+                               [](const auto& entry, std::size_t at) { return entry.first < at; });
+    for (; ch != boxes.end() && ch->first < part.end; ++ch) {
+        box = box ? box->united(ch->second) : ch->second;
     }
     return box.value_or(PageRect{});
 }
