@@ -192,12 +192,14 @@ PageImage setInARow(const PageImage& image, const std::vector<Cell>& glyphs, std
         const int top = std::max(0, margin + tallest + drop - (g.y1 - g.y0));
         for (int y = g.y0; y < g.y1; ++y) {
             for (int dx = 0; dx < g.x1 - g.x0; ++dx) {
-                const std::uint8_t* from = image.samples.data() + (static_cast<std::size_t>(y) * image.width +
-                                                                   static_cast<std::size_t>(g.x0 + dx)) *
-                                                                      static_cast<std::size_t>(image.components);
-                std::uint8_t* to =
-                    row.samples.data() +
-                    (static_cast<std::size_t>(top + y - g.y0) * row.width + static_cast<std::size_t>(x + dx)) * 3;
+                const std::uint8_t* from =
+                    image.samples.data() + (static_cast<std::size_t>(y) * static_cast<std::size_t>(image.width) +
+                                            static_cast<std::size_t>(g.x0 + dx)) *
+                                               static_cast<std::size_t>(image.components);
+                std::uint8_t* to = row.samples.data() +
+                                   (static_cast<std::size_t>(top + y - g.y0) * static_cast<std::size_t>(row.width) +
+                                    static_cast<std::size_t>(x + dx)) *
+                                       3;
                 std::copy_n(from, 3, to);
             }
         }
