@@ -43,6 +43,7 @@ struct OcrLine {
     bool upright = true;
     std::size_t block = 0;  // lines of one block share it, counted from 0 in reading order
     std::vector<Symbol> symbols;
+    bool stacked = false;  // glyphs of a column read as a line: each character stands on its own glyph
 
     // Union of the boxes of the symbols that overlap the byte range [begin, end); nothing
     // when no recognised symbol lies in it.

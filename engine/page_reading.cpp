@@ -1,16 +1,21 @@
 #include "engine/page_reading.h"
 
+#include "engine/glyph_columns.h"
+#include "engine/line_joins.h"
+
+#include <unicode/uchar.h>
+#include <unicode/unistr.h>
+
 #include <algorithm>
 #include <cmath>
 
 namespace norvane {
 
-std::optional<std::vector<PageReading>> readPage(const mu::Session& session, std::int64_t pageIndex, double dpi,
-                                                 float minimumLineHeight, std::optional<OcrService>& ocr,
-                                                 const std::string& languages, std::stop_token stop) {
+PageReadings readPage(const mu::Session& session, std::int64_t pageIndex, double dpi, float minimumLineHeight,
+                      std::optional<OcrService>& ocr, const std::string& languages, std::stop_token stop) {
     const PdfDocument& document = *session.document();
     if (pageIndex < 0 || pageIndex >= document.pageCount()) {
-        return std::nullopt;
+        return PageFailure::unrenderable;
     }
     std::vector<RenderOrientation> orientations{RenderOrientation::displayed};
     if (document.page(pageIndex).rotation != 0) {
@@ -18,15 +23,16 @@ std::optional<std::vector<PageReading>> readPage(const mu::Session& session, std
     }
     std::vector<PageReading> readings;
     for (const RenderOrientation orientation : orientations) {
-        std::optional<PageImage> image = renderImage(session, pageIndex, dpi, {}, false, orientation);
+        RenderResult image = renderImage(session, {.pageIndex = pageIndex, .dpi = dpi, .orientation = orientation});
         if (!image) {
-            return std::nullopt;
+            return image.failure().value_or(PageFailure::unrenderable);
         }
         if (!ocr) {
             ocr.emplace(languages);
         }
         PageReading reading;
         reading.lines = ocr->recognize(*image, dpi, minimumLineHeight, stop);
+        readGlyphColumns(*image, dpi, *ocr, reading.lines, stop);
         std::vector<std::uint8_t>().swap(image->samples);
         reading.geometry = std::move(*image);
         readings.push_back(std::move(reading));
@@ -43,11 +49,100 @@ std::optional<PageRect> coveringRect(const PageImage& image, const NormalizedBox
     return safetyExpanded(rect);
 }
 
+std::optional<PageRect> coveringRect(const PageImage& image, const OcrLine& line, std::size_t begin, std::size_t end) {
+    if (!line.stacked) {
+        const auto box = line.boxForRange(begin, end);
+        return box ? coveringRect(image, *box) : std::nullopt;
+    }
+    std::optional<PageRect> covered;
+    for (const OcrLine::Symbol& symbol : line.symbols) {
+        if (symbol.begin < end && begin < symbol.end) {
+            if (const auto rect = coveringRect(image, symbol.box)) {
+                covered = covered ? covered->united(*rect) : *rect;
+            }
+        }
+    }
+    return covered;
+}
+
 bool containsCentreOf(const PageRect& outer, const PageRect& inner) {
     const double x = inner.x + inner.width / 2;
     const double y = inner.y + inner.height / 2;
     return x >= outer.minX() && x <= outer.maxX() && y >= outer.minY() && y <= outer.maxY();
 }
+
+namespace {
+
+// Where a range of a recognised line stands: its characters when the line was read upright,
+// else the whole line.
+std::optional<PageRect> placeOf(const PageImage& image, const OcrLine& line, std::size_t begin, std::size_t end) {
+    const auto rect = line.upright ? coveringRect(image, line, begin, end) : std::nullopt;
+    return rect ? rect : coveringRect(image, line.box);
+}
+
+bool isSingleGlyph(const OcrLine& line) {
+    const icu::UnicodeString text = icu::UnicodeString::fromUTF8(line.text);
+    return line.upright && text.countChar32() == 1 && !u_isUWhiteSpace(text.char32At(0));
+}
+
+// Hits that run across the end of a line onto the next of its block, or down a column of
+// single recognised glyphs: one per part, or one per column.
+void joinedHits(const PageReading& reading, const std::function<std::vector<ByteRange>(const std::string&)>& find,
+                std::vector<RecognisedHit>& upright, std::vector<RecognisedHit>& turned) {
+    const auto& lines = reading.lines;
+    const auto search = [&](const LineReading& joined, std::size_t first) {
+        for (const auto& [begin, end] : find(joined.text())) {
+            if (!joined.owns(begin, end)) {
+                continue;
+            }
+            const std::string text = joined.text().substr(begin, end - begin);
+            std::optional<std::size_t> place;
+            for (const LinePart& part : joined.parts(begin, end)) {
+                const OcrLine& line = lines[first + part.line];
+                const auto rect = placeOf(reading.geometry, line, part.begin, part.end);
+                auto& into = line.upright ? upright : turned;
+                if (place == part.place && rect && into.back().rect) {
+                    into.back().rect = into.back().rect->united(*rect);
+                } else {
+                    into.push_back({rect, text});
+                }
+                place = part.place;
+            }
+        }
+    };
+    std::vector<std::string> texts;
+    for (std::size_t first = 0; first < lines.size();) {
+        std::size_t stop = first + 1;
+        while (stop < lines.size() && lines[stop].block == lines[first].block) {
+            ++stop;
+        }
+        texts.clear();
+        for (std::size_t i = first; i < stop; ++i) {
+            texts.push_back(lines[i].text);
+        }
+        for (const LineReading& joined : LineReading::joined(texts)) {
+            search(joined, first);
+        }
+        first = stop;
+    }
+
+    std::vector<ShownBox> shown;
+    std::vector<bool> single;
+    texts.clear();
+    const double w = reading.geometry.width;
+    const double h = reading.geometry.height;
+    for (const OcrLine& line : lines) {
+        const NormalizedBox& b = line.box;
+        shown.push_back({b.x * w, (1 - b.y - b.height) * h, (b.x + b.width) * w, (1 - b.y) * h});
+        single.push_back(isSingleGlyph(line));
+        texts.push_back(line.text);
+    }
+    if (const auto columns = stackedColumns(shown, single); !columns.empty()) {
+        search(LineReading::columns(texts, columns), 0);
+    }
+}
+
+}  // namespace
 
 std::vector<RecognisedHit> recognisedHits(const std::vector<PageReading>& readings,
                                           const std::function<std::vector<ByteRange>(const std::string&)>& find) {
@@ -56,14 +151,11 @@ std::vector<RecognisedHit> recognisedHits(const std::vector<PageReading>& readin
     for (const PageReading& reading : readings) {
         for (const OcrLine& line : reading.lines) {
             for (const auto& [begin, end] : find(line.text)) {
-                const auto box = line.upright ? line.boxForRange(begin, end) : std::nullopt;
-                auto rect = box ? coveringRect(reading.geometry, *box) : std::nullopt;
-                if (!rect) {
-                    rect = coveringRect(reading.geometry, line.box);
-                }
-                (line.upright ? upright : turned).push_back({rect, line.text.substr(begin, end - begin)});
+                (line.upright ? upright : turned)
+                    .push_back({placeOf(reading.geometry, line, begin, end), line.text.substr(begin, end - begin)});
             }
         }
+        joinedHits(reading, find, upright, turned);
     }
     for (RecognisedHit& hit : turned) {
         const bool placedElsewhere =

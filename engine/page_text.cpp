@@ -2,10 +2,31 @@
 
 #include "engine/search_keys.h"
 
+#include <unicode/uchar.h>
+
+#include <algorithm>
 #include <optional>
 
 namespace norvane {
 namespace {
+
+bool isBlank(char32_t c) {
+    return c == '\n' || u_isUWhiteSpace(static_cast<UChar32>(c));
+}
+
+// Only differences of these matter, so the page's origin is left out.
+ShownBox shownBox(const PageRect& box, int rotation) {
+    switch (rotation) {
+        case 90:
+            return {box.minY(), box.minX(), box.maxY(), box.maxX()};
+        case 180:
+            return {-box.maxX(), box.minY(), -box.minX(), box.maxY()};
+        case 270:
+            return {-box.maxY(), -box.maxX(), -box.minY(), -box.minX()};
+        default:
+            return {box.minX(), -box.maxY(), box.maxX(), -box.minY()};
+    }
+}
 
 PageRect toPageSpace(const fz_quad& quad, const fz_matrix& toUser) {
     const fz_rect r = fz_rect_from_quad(fz_transform_quad(quad, toUser));
@@ -52,36 +73,104 @@ void forEachTextLine(const mu::Session& session, int pageIndex,
     }
 }
 
+std::optional<std::size_t> singleGlyph(const std::vector<TextLayerChar>& line) {
+    std::optional<std::size_t> glyph;
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        if (!isBlank(line[i].c) && !isInvisible(line[i].c)) {
+            if (glyph) {
+                return std::nullopt;
+            }
+            glyph = i;
+        }
+    }
+    return glyph;
+}
+
+std::vector<std::vector<std::size_t>> stackedColumns(const std::vector<std::vector<TextLayerChar>>& lines,
+                                                     int rotation) {
+    std::vector<ShownBox> shown;
+    std::vector<bool> single;
+    for (const auto& line : lines) {
+        std::optional<PageRect> box;
+        for (const TextLayerChar& ch : line) {
+            box = box ? box->united(ch.box) : ch.box.standardized();
+        }
+        shown.push_back(box ? shownBox(*box, rotation) : ShownBox{});
+        single.push_back(singleGlyph(line).has_value());
+    }
+    return stackedColumns(shown, single);
+}
+
 TextLayer readTextLayer(const mu::Session& session, int pageIndex) {
     TextLayer layer;
-    std::size_t lines = 0;
-    forEachTextLine(session, pageIndex, [&](const std::vector<TextLayerChar>& line) {
-        for (const TextLayerChar& ch : line) {
-            const std::size_t begin = layer.text.size();
-            appendUtf8(layer.text, ch.c);
-            layer.chars.push_back({begin, layer.text.size(), lines, ch.box});
+    std::vector<std::vector<TextLayerChar>> lines;
+    forEachTextLine(session, pageIndex, [&](const std::vector<TextLayerChar>& line) { lines.push_back(line); });
+    std::vector<std::string> texts;
+    for (const auto& line : lines) {
+        TextLayer::Line& kept = layer.lines_.emplace_back();
+        // A soft hyphen ending the line may mark a broken word; anywhere else it is nothing.
+        std::size_t last = line.size();
+        while (last > 0 && isBlank(line[last - 1].c)) {
+            --last;
         }
-        layer.text += '\n';
-        ++lines;
-    });
+        bool space = false;
+        for (std::size_t i = 0; i < last; ++i) {
+            const char32_t c = line[i].c;
+            if (isBlank(c)) {
+                space = !kept.text.empty();
+            } else if (!isInvisible(c) || (c == 0x00AD && i + 1 == last)) {
+                if (space) {
+                    kept.text += ' ';
+                    space = false;
+                }
+                kept.boxes.emplace_back(kept.text.size(), line[i].box.standardized());
+                appendUtf8(kept.text, c);
+            }
+        }
+        texts.push_back(kept.text);
+    }
+    layer.readings_.push_back(LineReading::lineByLine(texts));
+    for (LineReading& reading : LineReading::joined(texts)) {
+        layer.readings_.push_back(std::move(reading));
+    }
+    if (auto columns = stackedColumns(lines, session.document()->page(pageIndex).rotation); !columns.empty()) {
+        layer.readings_.push_back(LineReading::columns(texts, columns));
+    }
     return layer;
 }
 
-std::vector<PageRect> TextLayer::lineBoxes(std::size_t begin, std::size_t end) const {
-    std::vector<PageRect> parts;
-    std::optional<std::size_t> line;
-    for (const Char& ch : chars) {
-        if (ch.end <= begin || ch.begin >= end) {
-            continue;
-        }
-        if (line != ch.line) {
-            parts.push_back(ch.box.standardized());
-            line = ch.line;
-        } else {
-            parts.back() = parts.back().united(ch.box);
+PageRect TextLayer::boxOf(const LinePart& part) const {
+    const auto& boxes = lines_.at(part.line).boxes;
+    std::optional<PageRect> box;
+    auto ch = std::lower_bound(boxes.begin(), boxes.end(), part.begin,
+                               [](const auto& entry, std::size_t at) { return entry.first < at; });
+    for (; ch != boxes.end() && ch->first < part.end; ++ch) {
+        box = box ? box->united(ch->second) : ch->second;
+    }
+    return box.value_or(PageRect{});
+}
+
+void TextLayer::forEachMatch(const Find& find, const Found& found) const {
+    for (const LineReading& reading : readings_) {
+        for (const auto& [begin, end] : find(reading.text())) {
+            if (!reading.owns(begin, end)) {
+                continue;
+            }
+            // Each line part is widened by its own height, so a column's box is its glyphs'.
+            std::vector<PageRect> covers;
+            std::optional<std::size_t> place;
+            for (const LinePart& part : reading.parts(begin, end)) {
+                const PageRect cover = safetyExpanded(boxOf(part));
+                if (place != part.place) {
+                    covers.push_back(cover);
+                } else if (!cover.isEmpty()) {
+                    covers.back() = covers.back().isEmpty() ? cover : covers.back().united(cover);
+                }
+                place = part.place;
+            }
+            found(reading.text().substr(begin, end - begin), covers);
         }
     }
-    return parts;
 }
 
 }  // namespace norvane

@@ -34,16 +34,16 @@ SearchOutcome RedactionEngine::nativePatternMatches(const SharedPdfDocument& doc
             outcome.unreadPages.push_back({pageIndex, mu::pageFailureOf(std::current_exception())});
             continue;
         }
-        for (const auto& [begin, end] : findPatternMatches(preset, layer.text)) {
-            const std::string text = layer.text.substr(begin, end - begin);
-            for (const PageRect& part : layer.lineBoxes(begin, end)) {
+        const auto find = [preset](const std::string& text) { return findPatternMatches(preset, text); };
+        layer.forEachMatch(find, [&](const std::string& text, const std::vector<PageRect>& covers) {
+            for (const PageRect& cover : covers) {
                 // No search returns a box too small to cover anything.
-                if (part.width > 1.0 && part.height > 1.0) {
-                    results.push_back(RedactionSearchResult{Uuid::random(), pageIndex, safetyExpanded(part), text,
-                                                            RedactionSource::textSearch});
+                if (cover.width > 1.0 && cover.height > 1.0) {
+                    results.push_back(
+                        RedactionSearchResult{Uuid::random(), pageIndex, cover, text, RedactionSource::textSearch});
                 }
             }
-        }
+        });
     }
     return outcome;
 }

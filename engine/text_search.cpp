@@ -2,12 +2,14 @@
 // find "resume" here (the OCR search is the one that ignores accents).
 //
 // The document's characters are read page by page from MuPDF's structured text and fed
-// through a streaming matcher, so only the characters of the current partial match are
-// held, however large the document. Lines, blocks and pages are joined by line breaks; a
+// through a streaming matcher, so only the current page's lines and the characters of the
+// current partial match are held, however large the document. Lines, blocks and pages are joined by line breaks; a
 // run of white space in the query matches any run of spaces and line breaks in the text,
 // which lets a match continue onto the next line or page. A word broken at a line end with a
-// hyphen is found too, with or without that hyphen.
+// hyphen is found too, with or without that hyphen, and so is a word set as a column of single
+// glyphs. Characters nobody sees (zero-width spaces, soft hyphens) are read through.
 
+#include "engine/line_joins.h"
 #include "engine/page_text.h"
 #include "engine/redaction_engine.h"
 #include "engine/search_keys.h"
@@ -31,21 +33,20 @@ namespace {
 // Pattern symbol for a run of white space.
 constexpr char32_t kGap = 0x110000;
 
+// The readings that join a line to the one before (see Readings).
+enum Join : std::uint8_t { kDroppedHyphen = 1, kKeptHyphen = 2, kColumn = 4 };
+
 struct Glyph {
     char32_t c = 0;
     std::int64_t page = 0;
-    std::uint64_t line = 0;   // unique per text line of the document
+    std::uint64_t line = 0;   // unique per text line of the document; per column in the column reading
     bool hasBox = false;      // line breaks have none
     PageRect box;             // page space
     std::uint64_t order = 0;  // position in the document, the same in every reading of it
-    bool afterJoin = false;   // first glyph of a line joined to a line that ended in a hyphen
+    std::uint8_t joins = 0;   // on the first glyph after a join: the readings that joined it
 };
 
 using OrderedResults = std::vector<std::pair<std::uint64_t, RedactionSearchResult>>;
-
-bool isHyphen(char32_t c) {
-    return c == '-' || c == 0x00AD || c == 0x2010 || c == 0x2011;
-}
 
 bool isGapCharacter(char32_t c) {
     return c == '\n' || u_isUWhiteSpace(static_cast<UChar32>(c));
@@ -97,6 +98,8 @@ std::vector<char32_t> queryPattern(const std::string& query) {
             if (pattern.empty() || pattern.back() != kGap) {
                 pattern.push_back(kGap);
             }
+        } else if (isInvisible(c)) {
+            continue;
         } else if (const auto letters = ligatureLetters(c); !letters.empty()) {
             pattern.insert(pattern.end(), letters.begin(), letters.end());
         } else {
@@ -110,10 +113,10 @@ std::vector<char32_t> queryPattern(const std::string& query) {
 // white space). Matches do not overlap: the search goes on after each match's end.
 class Matcher {
 public:
-    // `joinsOnly`: report only matches that run across a joined line end; the plain reading
-    // reports the rest.
-    Matcher(std::vector<char32_t> pattern, bool joinsOnly)
-        : pattern_(std::move(pattern)), failure_(pattern_.size(), 0), joinsOnly_(joinsOnly) {
+    // `join`: report only matches that run across a line end this reading joined (one box per
+    // line they touch); the plain reading (0) reports the rest.
+    Matcher(std::vector<char32_t> pattern, std::uint8_t join)
+        : pattern_(std::move(pattern)), failure_(pattern_.size(), 0), join_(join) {
         for (std::size_t i = 1, k = 0; i < pattern_.size(); ++i) {
             while (k > 0 && pattern_[i] != pattern_[k]) {
                 k = failure_[k - 1];
@@ -126,6 +129,9 @@ public:
     }
 
     void add(const Glyph& glyph, OrderedResults& results, const std::string& fallbackText) {
+        if (isInvisible(glyph.c)) {
+            return;
+        }
         const std::uint64_t index = glyphBase_ + glyphs_.size();
         glyphs_.push_back(glyph);
         const bool gap = isGapCharacter(glyph.c);
@@ -175,19 +181,22 @@ private:
         bool joined = false;
         for (std::uint64_t i = first; i <= last; ++i) {
             appendUtf8(text, glyphs_[i - glyphBase_].c);
-            joined = joined || (joinsOnly_ && i > first && glyphs_[i - glyphBase_].afterJoin);
+            joined = joined || (i > first && (glyphs_[i - glyphBase_].joins & join_) != 0);
         }
-        if (joinsOnly_ && !joined) {
+        if (join_ != 0 && !joined) {
             return;
         }
         if (text.empty()) {
             text = fallbackText;
         }
         const std::uint64_t order = glyphs_[first - glyphBase_].order;
+        // A column's margin comes from its glyphs' height, not from the column's.
+        const bool column = join_ == kColumn;
         const auto push = [&](std::int64_t page, const std::optional<PageRect>& rect) {
             if (rect && rect->width > 1.0 && rect->height > 1.0) {
-                results.emplace_back(order, RedactionSearchResult{Uuid::random(), page, safetyExpanded(*rect), text,
-                                                                  RedactionSource::textSearch});
+                results.emplace_back(
+                    order, RedactionSearchResult{Uuid::random(), page, column ? *rect : safetyExpanded(*rect), text,
+                                                 RedactionSource::textSearch});
             }
         };
 
@@ -216,9 +225,10 @@ private:
                     }
                     closeLine();
                 }
+                const PageRect box = column ? safetyExpanded(g.box) : g.box;
                 currentLineId = g.line;
-                currentLine = currentLine ? boundsUnion(*currentLine, g.box) : g.box;
-                everything = everything ? boundsUnion(*everything, g.box) : g.box;
+                currentLine = currentLine ? boundsUnion(*currentLine, box) : box;
+                everything = everything ? boundsUnion(*everything, box) : box;
             }
             if (joined) {
                 push(page, currentLine);
@@ -245,20 +255,24 @@ private:
     std::deque<Glyph> glyphs_;
     std::uint64_t glyphBase_ = 0;  // document-wide index of glyphs_.front()
     bool lastWasGap_ = false;
-    bool joinsOnly_ = false;
+    std::uint8_t join_ = 0;
 };
 
-// The text is read three ways at once: as it stands (line ends are white space), with a
-// line-end hyphen and its line end dropped ("QUO-" + "KKA" reads "QUOKKA"), and with only the
-// line end dropped ("7731-" + "QUOKKA" reads "7731-QUOKKA").
+// The text is read four ways at once: as it stands (line ends are white space), with a
+// line-end hyphen and its line end dropped ("QUO-" + "KKA" reads "QUOKKA"), with only the line
+// end dropped ("7731-" + "QUOKKA" reads "7731-QUOKKA"), and down the page's columns of stacked
+// single glyphs ("S" over "E" over "C" ... reads "SEC...").
 struct Readings {
     explicit Readings(const std::vector<char32_t>& pattern)
-        : plain(pattern, false), dropHyphen(pattern, true), keepHyphen(pattern, true) {}
-    Matcher plain, dropHyphen, keepHyphen;
+        : plain(pattern, 0),
+          dropHyphen(pattern, kDroppedHyphen),
+          keepHyphen(pattern, kKeptHyphen),
+          column(pattern, kColumn) {}
+    Matcher plain, dropHyphen, keepHyphen, column;
     OrderedResults results;
     std::uint64_t order = 0;
     std::uint64_t lineCounter = 0;
-    bool joining = false;  // the previous line ended in a hyphen
+    std::uint8_t joining = 0;  // the joins the previous line's end made
 };
 
 // Feeds one page's characters. A page MuPDF cannot read contributes nothing and is reported
@@ -268,33 +282,64 @@ void feedPage(const mu::Session& session, int pageIndex, Readings& r, const std:
     Glyph lineBreak;
     lineBreak.c = '\n';
     lineBreak.page = pageIndex;
+    const auto addToAll = [&](const Glyph& glyph) {
+        for (Matcher* m : {&r.plain, &r.dropHyphen, &r.keepHyphen, &r.column}) {
+            m->add(glyph, r.results, fallbackText);
+        }
+    };
+    std::vector<std::vector<TextLayerChar>> lines;
     try {
-        forEachTextLine(session, pageIndex, [&](const std::vector<TextLayerChar>& line) {
-            const std::uint64_t lineId = ++r.lineCounter;
-            const bool hyphenated = !line.empty() && isHyphen(line.back().c);
-            for (std::size_t i = 0; i < line.size(); ++i) {
-                const Glyph glyph{line[i].c, pageIndex, lineId, true, line[i].box, r.order++, i == 0 && r.joining};
-                r.plain.add(glyph, r.results, fallbackText);
-                r.keepHyphen.add(glyph, r.results, fallbackText);
-                if (!(hyphenated && i + 1 == line.size())) {
-                    r.dropHyphen.add(glyph, r.results, fallbackText);
-                }
-            }
-            lineBreak.order = r.order++;
-            r.plain.add(lineBreak, r.results, fallbackText);
-            if (!hyphenated) {
-                r.dropHyphen.add(lineBreak, r.results, fallbackText);
-                r.keepHyphen.add(lineBreak, r.results, fallbackText);
-            }
-            r.joining = hyphenated;
-        });
+        forEachTextLine(session, pageIndex, [&](const std::vector<TextLayerChar>& line) { lines.push_back(line); });
     } catch (...) {
         unread.push_back({pageIndex, mu::pageFailureOf(std::current_exception())});
         lineBreak.order = r.order++;
+        addToAll(lineBreak);
+        r.joining = 0;
+        return;
+    }
+    std::vector<std::optional<Glyph>> singles(lines.size());
+    for (std::size_t l = 0; l < lines.size(); ++l) {
+        const auto& line = lines[l];
+        const std::uint64_t lineId = ++r.lineCounter;
+        const char32_t last = line.empty() ? 0 : line.back().c;
+        const bool hyphenated = isLineEndHyphen(last);
+        // Nobody sees a soft hyphen, so keeping it reads the same as dropping it.
+        const bool keepsHyphen = hyphenated && !isInvisible(last);
+        const std::optional<std::size_t> single = singleGlyph(line);
+        for (std::size_t i = 0; i < line.size(); ++i) {
+            Glyph glyph{line[i].c, pageIndex, lineId, true, line[i].box, r.order++, 0};
+            if (r.joining != 0 && !isInvisible(glyph.c)) {
+                glyph.joins = r.joining;
+                r.joining = 0;
+            }
+            r.plain.add(glyph, r.results, fallbackText);
+            r.keepHyphen.add(glyph, r.results, fallbackText);
+            if (!(hyphenated && i + 1 == line.size())) {
+                r.dropHyphen.add(glyph, r.results, fallbackText);
+            }
+            if (single == i) {
+                singles[l] = glyph;
+            }
+        }
+        lineBreak.order = r.order++;
         r.plain.add(lineBreak, r.results, fallbackText);
-        r.dropHyphen.add(lineBreak, r.results, fallbackText);
-        r.keepHyphen.add(lineBreak, r.results, fallbackText);
-        r.joining = false;
+        if (!hyphenated) {
+            r.dropHyphen.add(lineBreak, r.results, fallbackText);
+        }
+        if (!keepsHyphen) {
+            r.keepHyphen.add(lineBreak, r.results, fallbackText);
+        }
+        r.joining = static_cast<std::uint8_t>((hyphenated ? kDroppedHyphen : 0) | (keepsHyphen ? kKeptHyphen : 0));
+    }
+    for (const auto& column : stackedColumns(lines, session.document()->page(pageIndex).rotation)) {
+        const std::uint64_t columnId = ++r.lineCounter;
+        for (std::size_t k = 0; k < column.size(); ++k) {
+            Glyph glyph = singles[column[k]].value();
+            glyph.line = columnId;
+            glyph.joins = k > 0 ? kColumn : 0;
+            r.column.add(glyph, r.results, fallbackText);
+        }
+        r.column.add(lineBreak, r.results, fallbackText);
     }
 }
 

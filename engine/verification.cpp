@@ -6,6 +6,10 @@
 #include "engine/redaction_engine.h"
 #include "engine/search_keys.h"
 
+#include <unicode/uchar.h>
+#include <unicode/unistr.h>
+#include <unicode/utf16.h>
+
 #include <algorithm>
 #include <functional>
 #include <optional>
@@ -22,6 +26,25 @@ std::vector<ByteRange> occurrences(const std::string& text, const std::string& t
     } catch (const MatcherUnavailable&) {
         throw RedactionError::outputVerificationFailed();
     }
+}
+
+// White space in a term matches any white space in the text, a line end included: the text's
+// readings hold it as single spaces.
+std::string singleSpaced(const std::string& term) {
+    const icu::UnicodeString text = icu::UnicodeString::fromUTF8(term);
+    icu::UnicodeString spaced;
+    for (std::int32_t i = 0; i < text.length();) {
+        const UChar32 c = text.char32At(i);
+        i += U16_LENGTH(c);
+        if (!u_isUWhiteSpace(c)) {
+            spaced.append(c);
+        } else if (spaced.isEmpty() || spaced.char32At(spaced.length() - 1) != ' ') {
+            spaced.append(static_cast<UChar32>(' '));
+        }
+    }
+    std::string out;
+    spaced.toUTF8String(out);
+    return out;
 }
 
 // A page whose text cannot be read throws: nobody can say it is clean.
@@ -50,23 +73,23 @@ struct Search {
     Find find;
 };
 
-// One finding per line a text-layer match touches; the whole page when its characters have
-// no usable boxes, so a finding always says where to look.
+// One finding per line a text-layer match touches (one for a column); the whole page when its
+// characters have no usable boxes, so a finding always says where to look.
 void textLayerFindings(const TextLayer& layer, const Search& search, std::int64_t pageIndex, const PageRect& page,
                        std::vector<VerificationFinding>& findings) {
-    for (const auto& [begin, end] : search.find(layer.text)) {
-        const std::string term = search.term.value_or(layer.text.substr(begin, end - begin));
+    layer.forEachMatch(search.find, [&](const std::string& text, const std::vector<PageRect>& covers) {
+        const std::string term = search.term.value_or(text);
         bool placed = false;
-        for (const PageRect& part : layer.lineBoxes(begin, end)) {
-            if (!part.isEmpty()) {
-                findings.push_back({term, pageIndex, safetyExpanded(part), RedactionSource::textSearch});
+        for (const PageRect& cover : covers) {
+            if (!cover.isEmpty()) {
+                findings.push_back({term, pageIndex, cover, RedactionSource::textSearch});
                 placed = true;
             }
         }
         if (!placed) {
             findings.push_back({term, pageIndex, page, RedactionSource::textSearch});
         }
-    }
+    });
 }
 
 // Findings from every reading; one whose place is unknown covers the whole page.
@@ -105,7 +128,8 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
     }
     std::vector<Search> searches;
     for (const std::string& term : terms) {
-        searches.push_back({term, [term](const std::string& text) { return occurrences(text, term); }});
+        searches.push_back(
+            {term, [needle = singleSpaced(term)](const std::string& text) { return occurrences(text, needle); }});
     }
     for (const PatternPreset preset : request.patterns) {
         searches.push_back(
@@ -129,7 +153,7 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
     const int workers = pageWorkerCount(pageCount);
     forEachPageInParallel<ReadingWorker>(
         pageCount, workers, readingWindow(workers), progress, stop,
-        [&](ReadingWorker& worker, std::int64_t pageIndex, std::stop_token token) -> std::optional<ReadPage> {
+        [&](ReadingWorker& worker, std::int64_t pageIndex, std::stop_token token) -> ReadPage {
             const mu::Session* pageSession = nullptr;
             try {
                 pageSession = &worker.open(document);
@@ -140,7 +164,7 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
             if (searches.empty()) {
                 return read;
             }
-            std::optional<std::vector<PageReading>> readings;
+            PageReadings readings;
             try {
                 readings = readPage(*pageSession, pageIndex, kVerificationDpi, 0.0f, worker.ocr, languages, token);
             } catch (const OcrError&) {
@@ -149,10 +173,11 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
                 }
                 throw;
             }
-            if (!readings) {
-                throw RedactionError::outputVerificationFailed();
+            auto* pageReadings = std::get_if<std::vector<PageReading>>(&readings);
+            if (!pageReadings) {
+                throw RedactionError::outputVerificationFailed();  // a page of the copy nobody can read
             }
-            read.readings = std::move(*readings);
+            read.readings = std::move(*pageReadings);
             return read;
         },
         [&](std::int64_t pageIndex, const ReadPage& read) {

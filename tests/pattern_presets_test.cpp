@@ -1,4 +1,6 @@
+#include "engine/redaction_engine.h"
 #include "engine/search_keys.h"
+#include "tests/support/pdf_factory.h"
 
 #include <gtest/gtest.h>
 
@@ -90,6 +92,60 @@ TEST(PatternPresets, EveryNameIsKnownAndMatchesAreByteRangesIntoUtf8) {
     const auto ranges = findPatternMatches(PatternPreset::ipv4, text);
     ASSERT_EQ(ranges.size(), 1u);
     EXPECT_EQ(text.substr(ranges[0].first, ranges[0].second - ranges[0].first), "192.168.1.1");
+}
+
+// In the text layer a match may run on past a line end, as typed text does, with one box per
+// line part; or down a column of stacked glyphs, with one box over it. What matched within a
+// line is found as before, and a line end is never read as nothing.
+TEST(PatternSearch, MatchesRunOnPastLineEnds) {
+    using testing::TextRun;
+    struct Case {
+        const char* name;
+        std::vector<TextRun> runs;
+        PatternPreset preset;
+        std::vector<std::string> expected;  // one per box
+    };
+    std::vector<TextRun> column;
+    for (std::size_t i = 0; i < 8; ++i) {
+        column.push_back({std::string(1, "10.0.0.1"[i]), 400, 700 - 14.0 * static_cast<double>(i)});
+    }
+    const Case cases[] = {
+        {"phone",
+         {{"Call +44 20", 72, 700}, {"7946 0958 today", 72, 686}},
+         PatternPreset::phone,
+         {"+44 20 7946 0958", "+44 20 7946 0958"}},
+        {"iban",
+         {{"IBAN DE89 3704 0044", 72, 700}, {"0532 0130 00 please", 72, 686}},
+         PatternPreset::iban,
+         {"DE89 3704 0044 0532 0130 00", "DE89 3704 0044 0532 0130 00"}},
+        {"withinALine",
+         {{"Call 555-123-4567", 72, 700}, {"or later", 72, 686}},
+         PatternPreset::phone,
+         {"555-123-4567"}},
+        {"lineEndIsNoJoin",
+         {{"Card 4111 1111", 72, 700}, {"1111 1111 ends", 72, 686}},
+         PatternPreset::paymentCard,
+         {"4111 1111 1111 1111", "4111 1111 1111 1111"}},
+        {"lineEndIsNotNothing",
+         {{"IBAN GB82WEST1234", 72, 700}, {"5698765432", 72, 686}},
+         PatternPreset::iban,
+         {"GB82WEST1234 5698765432", "GB82WEST1234 5698765432"}},
+        {"column", column, PatternPreset::ipv4, {"10.0.0.1"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto results =
+            RedactionEngine::nativePatternMatches(testing::documentOf({{.texts = c.runs}}), c.preset).results;
+        std::vector<std::string> texts;
+        for (const auto& result : results) {
+            texts.push_back(result.text);
+        }
+        EXPECT_EQ(texts, c.expected);
+        if (texts.size() == 2) {  // each box on its own line: baselines 700 and 686
+            EXPECT_GT(results[0].rect.y + results[0].rect.height / 2, 697);
+            EXPECT_LT(results[1].rect.y + results[1].rect.height / 2, 697);
+        }
+    }
 }
 
 }  // namespace

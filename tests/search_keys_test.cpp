@@ -1,4 +1,5 @@
 #include "engine/search_keys.h"
+#include "engine/line_joins.h"
 
 #include <gtest/gtest.h>
 
@@ -78,6 +79,35 @@ TEST(SearchKeys, FindIgnoringCaseAndAccentsGivesByteOffsetsInTheOriginal) {
     };
     for (const auto& [haystack, needle, range] : cases) {
         EXPECT_EQ(findIgnoringCaseAndAccents(haystack, needle), range) << haystack << " / " << needle;
+    }
+}
+
+// A match in a joined reading is its own only where it runs across a join, and it is traced back
+// to the bytes of each line it covers.
+TEST(LineJoins, MatchesAcrossLineEndsAreTracedToTheirLines) {
+    const std::tuple<std::vector<std::string>, std::string, std::vector<LinePart>> cases[] = {
+        {{"to John", "Whitaker by"}, "John Whitaker", {{0, 3, 7, 0}, {1, 0, 8, 1}}},
+        {{"John", "", "Whitaker"}, "John Whitaker", {{0, 0, 4, 0}, {2, 0, 8, 2}}},
+        {{"QUO-", "KKA"}, "QUOKKA", {{0, 0, 3, 0}, {1, 0, 3, 1}}},
+        {{"7731-", "QUOKKA"}, "7731-QUOKKA", {{0, 0, 5, 0}, {1, 0, 6, 1}}},
+        {{"Smi\u00AD", "th"}, "Smith", {{0, 0, 3, 0}, {1, 0, 2, 1}}},
+        {{"Smi\u00AD", "th"}, "Smi th", {{0, 0, 3, 0}, {1, 0, 2, 1}}},
+        {{"Smi\u00AD", "th"}, "Smi\u00ADth", {}},
+        {{"Smith co-", "signed"}, "Smith", {}},
+        {{"ab", "cd", "ef"}, "b cd e", {{0, 1, 2, 0}, {1, 0, 2, 1}, {2, 0, 1, 2}}},
+    };
+    for (const auto& [lines, needle, expected] : cases) {
+        std::vector<LinePart> found;
+        for (const LineReading& reading : LineReading::joined(lines)) {
+            for (auto at = reading.text().find(needle); at != std::string::npos;
+                 at = reading.text().find(needle, at + 1)) {
+                if (reading.owns(at, at + needle.size())) {
+                    const auto parts = reading.parts(at, at + needle.size());
+                    found.insert(found.end(), parts.begin(), parts.end());
+                }
+            }
+        }
+        EXPECT_EQ(found, expected) << lines[0] << " / " << needle;
     }
 }
 

@@ -167,6 +167,111 @@ TEST(TextSearch, LigaturesMatchTheirLetters) {
     }
 }
 
+// Characters nobody sees do not hide a word, in the text or in the query.
+TEST(TextSearch, InvisibleCharactersAreReadThrough) {
+    const std::tuple<std::vector<std::string>, std::string, std::vector<std::string>> cases[] = {
+        {{"Mr Sm\x80ith signed"}, "smith", {"Smith"}},
+        {{"Mr Smi\x81th signed"}, "smith", {"Smith"}},
+        {{"\x82Smith\x83 signed"}, "smith signed", {"Smith signed"}},
+        {{"Mr Smith signed"}, "Sm\u200Bith", {"Smith"}},
+        {{"Mr Smi\x81", "th signed"}, "smith", {"Smith", "Smith"}},  // a soft hyphen breaking the word
+        {{"Mr Smi\x81", "th signed"}, "smi-th", {}},
+    };
+    for (const auto& [lines, query, expected] : cases) {
+        std::vector<std::string> found;
+        for (const auto& result :
+             RedactionEngine::nativeTextMatches(PdfDocument::fromBytes(pdfWithInvisibles(lines)), query).results) {
+            found.push_back(result.text);
+        }
+        EXPECT_EQ(found, expected) << lines[0] << " / " << query;
+    }
+}
+
+// Glyphs stacked one per line, as a word set vertically, read as that word, with one box over
+// the column. Single glyphs that are bullets or table cells stay apart, and what reads along
+// the lines is found as before.
+TEST(TextSearch, ColumnsOfStackedGlyphsReadAsWords) {
+    const auto stacked = [](const std::string& letters, double x, double pitch, double size = 12) {
+        std::vector<TextRun> runs;
+        double y = 700;
+        for (char c : letters) {
+            runs.push_back({std::string(1, c), x, y, size});
+            y -= pitch;
+            size = size == 12 ? 12 : 36 - size;  // alternates 24 and 12 when it starts at 24
+        }
+        return runs;
+    };
+    const auto with = [](std::vector<TextRun> runs, const std::vector<TextRun>& more) {
+        runs.insert(runs.end(), more.begin(), more.end());
+        return runs;
+    };
+    const std::vector<TextRun> sentence{{"A secret note on apples", 72, 400}};
+    std::vector<TextRun> zigzag = stacked("SECRET", 300, 14);
+    for (std::size_t i = 1; i < zigzag.size(); i += 2) {
+        zigzag[i].x += 12;
+    }
+    struct Case {
+        const char* name;
+        std::vector<TextRun> runs;
+        std::string query;
+        std::vector<std::string> expected;
+        std::size_t column = 0;  // how many runs from the first make the column found
+    };
+    const Case cases[] = {
+        {"column", with(stacked("SECRET", 300, 14), sentence), "secret", {"SECRET", "secret"}, 6},
+        {"narrowAndWideLetters", stacked("WILLOW", 300, 13), "willow", {"WILLOW"}, 6},
+        {"looselySet", stacked("SECRET", 300, 26), "secret", {"SECRET"}, 6},
+        {"twoColumns", with(stacked("TOP", 100, 14), stacked("SECRET", 400, 14)), "secret", {"SECRET"}},
+        {"tooFarApart", stacked("SECRET", 300, 60), "secret", {}},
+        {"zigzag", zigzag, "secret", {}},
+        {"mixedSizes", stacked("SECRET", 300, 20, 24), "secret", {}},
+        {"bullets",
+         with(stacked("ABC", 72, 14), {{"Apples", 110, 700}, {"Bananas", 110, 686}, {"Cherries", 110, 672}}),
+         "abc",
+         {}},
+        {"bulletText",
+         with(stacked("ABC", 72, 14), {{"Apples", 110, 700}, {"Bananas", 110, 686}, {"Cherries", 110, 672}}),
+         "bananas",
+         {"Bananas"}},
+        {"tableColumn",
+         with(stacked("479", 400, 14), {{"Apples", 72, 700}, {"Pears", 72, 686}, {"Plums", 72, 672}}),
+         "479",
+         {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto results = RedactionEngine::nativeTextMatches(documentOf({{.texts = c.runs}}), c.query).results;
+        std::vector<std::string> texts;
+        for (const auto& result : results) {
+            texts.push_back(result.text);
+        }
+        EXPECT_EQ(texts, c.expected);
+        if (c.column > 0 && !results.empty()) {
+            PageRect glyphs = glyphBox(c.runs[0], 0, 1);
+            for (std::size_t i = 1; i < c.column; ++i) {
+                glyphs = glyphs.united(glyphBox(c.runs[i], 0, 1));
+            }
+            EXPECT_PRED2(contains, results[0].rect, glyphs);
+            EXPECT_LT(results[0].rect.width, glyphs.width + 30) << "the column, not the page";
+        }
+    }
+}
+
+// A column on a turned page stacks as the reader sees it, across the page's own x axis.
+TEST(TextSearch, ColumnsOnTurnedPagesStackAsShown) {
+    std::string content;
+    double x = 300;
+    for (char c : std::string("SECRET")) {
+        content += "BT /F1 12 Tf 0 1 -1 0 " + std::to_string(x) + " 400 Tm (" + c + ") Tj ET\n";
+        x += 14;
+    }
+    const PageSpec page{.rotate = 90, .texts = {{"Heading", 72, 720}}, .extraContent = content};
+    const auto results = RedactionEngine::nativeTextMatches(documentOf({page}), "secret").results;
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_EQ(results[0].text, "SECRET");
+    EXPECT_PRED2(contains, results[0].rect, (PageRect{290, 400, 14 * 5 + 4, 6}));
+}
+
 TEST(TextSearch, ABrokenPageDoesNotHideTheOthers) {
     auto pages = textPages({"Smith one", "", "Smith three"}).pages;
     pages[1].extraContent = "BT /NoSuchFont 12 Tf 72 720 Td (Smith) Tj ET q q q 1 0 0 1 0 0 cm ( Tj ] ]] BI ID";

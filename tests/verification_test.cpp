@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <map>
 
 namespace norvane {
 namespace {
@@ -54,7 +55,9 @@ TEST(Verification, TextLayerFindingsAreDistinctTrimmedAndInCodePointOrder) {
          {"resume", "R\xc3\x89SUM\xc3\x89"},
          {"R\xc3\x89SUM\xc3\x89", "resume"}},
         {{"Invoice No. 4711-A"}, {"4711a", "4711-a"}, {"4711-a"}},
-        {{"Payment to John", "Whitaker by cheque"}, {"John Whitaker"}, {}},
+        {{"Payment to John", "Whitaker by cheque"}, {"John  Whitaker", "JohnWhitaker"}, {"John  Whitaker"}},
+        {{"Payment to John Whit", "aker by cheque"}, {"John Whitaker"}, {}},
+        {{"Payment to Harring-", "ton by cheque"}, {"Harrington", "to-ton"}, {"Harrington"}},
         // No recogniser sees invisible text; the text layer still holds it.
         {{"Visible heading", "\x01Quarterly memo"}, {"Quarterly", "Harrington"}, {"Quarterly"}},
     };
@@ -120,6 +123,53 @@ TEST(Verification, FindingsLocateEveryMissedOccurrence) {
     EXPECT_PRED2(contains, fromText[0], glyphBox(line, 0, 5));
     EXPECT_PRED2(contains, fromText[1], glyphBox(line, 15, 20));
     EXPECT_LT(fromText[0].maxX(), glyphBox(line, 9, 14).x) << "the word, not the line";
+}
+
+// A term or pattern that runs on past a line end, in the text layer or in recognised lines of
+// one block, is reported with the place of each part; so is one read down a column of glyphs.
+TEST(Verification, FindingsAcrossLineEndsAndDownColumnsHaveEachPartsPlace) {
+    const TextRun first{"Payment to John", 72, 700, 14};
+    const TextRun second{"Whitaker by cheque to +44 20", 72, 682, 14};
+    const TextRun third{"7946 0958 before May", 72, 664, 14};
+    std::vector<TextRun> column;
+    for (std::size_t i = 0; i < 6; ++i) {
+        column.push_back({std::string(1, "SECRET"[i]), 400, 600 - 18.0 * static_cast<double>(i), 14});
+    }
+    PageSpec page{.texts = {first, second, third}};
+    page.texts.insert(page.texts.end(), column.begin(), column.end());
+    TempDir dir;
+    writeFile(dir.file("plain.pdf"), buildPdf({.pages = {page}}));
+    writeFile(dir.file("scan.pdf"), buildScannedPdf({ScanPage{page}}));
+    for (const char* file : {"plain.pdf", "scan.pdf"}) {
+        SCOPED_TRACE(file);
+        const auto result = RedactionEngine::verifyOutput(
+            dir.file(file), {{"John Whitaker", "secret"}, {PatternPreset::phone}, {}}, {});
+        const RedactionSource source =
+            file == std::string("plain.pdf") ? RedactionSource::textSearch : RedactionSource::ocr;
+        std::map<std::string, std::vector<PageRect>> places;
+        for (const VerificationFinding& finding : result.findings()) {
+            if (finding.source == source) places[finding.term].push_back(finding.rect.value_or(PageRect{}));
+        }
+        ASSERT_EQ(places["John Whitaker"].size(), 2u);
+        EXPECT_PRED2(contains, places["John Whitaker"][0], glyphBox(first, "John"));
+        EXPECT_PRED2(contains, places["John Whitaker"][1], glyphBox(second, "Whitaker"));
+        EXPECT_LT(places["John Whitaker"][1].maxX(), glyphBox(second, "cheque").x) << "the part, not the line";
+        ASSERT_EQ(places["+44 20 7946 0958"].size(), 2u);
+        EXPECT_PRED2(contains, places["+44 20 7946 0958"][0], glyphBox(second, "+44 20"));
+        EXPECT_PRED2(contains, places["+44 20 7946 0958"][1], glyphBox(third, "7946 0958"));
+        ASSERT_EQ(places["secret"].size(), 1u);
+        const PageRect glyphs = glyphBox(column[0], "S").united(glyphBox(column[5], "T"));
+        const PageRect capitals{glyphs.x, glyphs.y + 0.21 * 14, glyphs.width, glyphs.height - 0.21 * 14};
+        EXPECT_PRED2(contains, places["secret"][0], capitals);
+    }
+}
+
+// Characters nobody sees do not hide a term from the text layer's check.
+TEST(Verification, InvisibleCharactersDoNotHideATerm) {
+    TempDir dir;
+    writeFile(dir.file("plain.pdf"), pdfWithInvisibles({"Mr Sm\x80ith and Mr Jo\x82nes\x83 wrote"}));
+    EXPECT_THAT(verify(dir.file("plain.pdf"), {"Smith", "Jones", "Brown"}).suspiciousMatches(),
+                ElementsAre("Jones", "Smith"));
 }
 
 // Scans are read as shown, whatever turn their pixels were stored with.

@@ -266,6 +266,33 @@ SharedPdfDocument documentOf(const std::vector<PageSpec>& pages) {
     return PdfDocument::fromBytes(buildPdf({.pages = pages}));
 }
 
+std::vector<unsigned char> pdfWithInvisibles(const std::vector<std::string>& lines) {
+    const std::string cmap =
+        "/CIDInit /ProcSet findresource begin 12 dict begin begincmap /CMapName /Invisibles def /CMapType 2 def\n"
+        "1 begincodespacerange <00> <FF> endcodespacerange\n1 beginbfrange <20> <7E> <0020> endbfrange\n"
+        "4 beginbfchar <80> <200B> <81> <00AD> <82> <FEFF> <83> <2060> endbfchar\n"
+        "endcmap CMapName currentdict /CMap defineresource pop end end";
+    std::string content;
+    double y = 740;
+    for (const auto& line : lines) {
+        std::string text;
+        for (char c : line) {
+            text += c == '(' || c == ')' || c == '\\' ? std::string{'\\', c} : std::string{c};
+        }
+        content += "BT /F1 12 Tf 72 " + num(y -= 20) + " Td (" + text + ") Tj ET\n";
+    }
+    return rawPdf({
+        "<< /Type /Catalog /Pages 2 0 R >>",
+        "<< /Type /Pages /Kids [4 0 R] /Count 1 >>",
+        "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding << /BaseEncoding /WinAnsiEncoding "
+        "/Differences [128 /space /space /space /space] >> /ToUnicode 5 0 R >>",
+        "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources << /Font << /F1 3 0 R >> >> "
+        "/Contents 6 0 R >>",
+        stream("", cmap),
+        stream("", content),
+    });
+}
+
 DocumentPlan textPages(const std::vector<std::string>& lines) {
     DocumentPlan plan;
     for (const auto& line : lines) {

@@ -94,6 +94,10 @@ std::vector<unsigned char> withRevision(const std::vector<unsigned char>& bytes,
 // A classic PDF from object bodies numbered from 1; object 1 is the catalog.
 std::vector<unsigned char> rawPdf(const std::vector<std::string>& objects, const std::string& trailerExtra = "");
 
+// One Letter page of 12 pt Helvetica lines, 20 points apart down from (72, 720), whose font
+// reads the bytes 0x80 to 0x83 as U+200B, U+00AD, U+FEFF and U+2060, drawn blank.
+std::vector<unsigned char> pdfWithInvisibles(const std::vector<std::string>& lines);
+
 // Convenience: one Letter page per entry, each with one line of 12 pt Helvetica at (72, 720).
 DocumentPlan textPages(const std::vector<std::string>& lines);
 
