@@ -82,6 +82,97 @@ std::vector<std::uint8_t> greyPixels(const PageImage& image) {
     return grey;
 }
 
+// Ink of any colour and either polarity as black on white, so that one threshold keeps it all:
+// each pixel's distance from the commonest level around it (the paper, or the box under
+// white-on-dark text), with anything clearly off it made dark. A global threshold set by black
+// text drops light grey or yellow ink and reads a dark box as one blot.
+constexpr int kBins = 16;
+constexpr int kNoise = 16;  // paper grain and scanner noise stay white
+constexpr int kGain = 4;    // 80 levels off the paper is full black: #AAAAAA on white is
+constexpr std::size_t kMaxCells = 1 << 20;
+
+struct LevelBins {
+    std::array<std::uint32_t, kBins> count{};
+    std::array<std::uint32_t, kBins> sum{};
+
+    void add(const LevelBins& other) {
+        for (std::size_t k = 0; k < kBins; ++k) {
+            count[k] += other.count[k];
+            sum[k] += other.sum[k];
+        }
+    }
+};
+
+// Sums each entry with its `reach` neighbours along every line of `cells`, in place.
+void sumAlong(std::vector<LevelBins>& cells, std::size_t length, std::size_t stride, std::size_t lines,
+              std::size_t lineStep, std::size_t reach) {
+    std::vector<LevelBins> line(length);
+    for (std::size_t l = 0; l < lines; ++l) {
+        for (std::size_t i = 0; i < length; ++i) {
+            line[i] = cells[l * lineStep + i * stride];
+        }
+        for (std::size_t i = 0; i < length; ++i) {
+            LevelBins total;
+            for (std::size_t j = i > reach ? i - reach : 0; j <= std::min(i + reach, length - 1); ++j) {
+                total.add(line[j]);
+            }
+            cells[l * lineStep + i * stride] = total;
+        }
+    }
+}
+
+std::vector<std::uint8_t> inkOnWhite(const PageImage& image, double dpi) {
+    std::vector<std::uint8_t> grey = greyPixels(image);
+    const auto w = static_cast<std::size_t>(image.width);
+    const auto h = static_cast<std::size_t>(image.height);
+    // Cells of 8 pixels, larger on huge pages so the statistics stay bounded; the neighbourhood
+    // is about a quarter inch, wider than any stroke of body text.
+    std::size_t cell = 8;
+    while (((w + cell - 1) / cell) * ((h + cell - 1) / cell) > kMaxCells) {
+        cell *= 2;
+    }
+    const std::size_t cw = (w + cell - 1) / cell;
+    const std::size_t ch = (h + cell - 1) / cell;
+    const auto reach =
+        static_cast<std::size_t>(std::max(1.0, std::round((dpi / 4 / static_cast<double>(cell) - 1) / 2)));
+
+    std::vector<LevelBins> cells(cw * ch);
+    for (std::size_t y = 0; y < h; ++y) {
+        const std::uint8_t* row = grey.data() + y * w;
+        LevelBins* line = cells.data() + (y / cell) * cw;
+        for (std::size_t x = 0; x < w; ++x) {
+            LevelBins& bins = line[x / cell];
+            const std::size_t k = row[x] / (256 / kBins);
+            ++bins.count[k];
+            bins.sum[k] += row[x];
+        }
+    }
+    sumAlong(cells, cw, 1, ch, cw, reach);
+    sumAlong(cells, ch, cw, cw, 1, reach);
+
+    std::vector<std::uint8_t> background(cw * ch);
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        const auto& count = cells[i].count;
+        const auto k = static_cast<std::size_t>(std::max_element(count.begin(), count.end()) - count.begin());
+        background[i] = static_cast<std::uint8_t>(cells[i].sum[k] / std::max<std::uint32_t>(count[k], 1));
+    }
+    std::vector<LevelBins>().swap(cells);
+
+    std::array<std::uint8_t, 256> tone{};
+    for (int off = 0; off < 256; ++off) {
+        tone[static_cast<std::size_t>(off)] =
+            static_cast<std::uint8_t>(off <= kNoise ? 255 : std::max(0, 255 - (off - kNoise) * kGain));
+    }
+    for (std::size_t y = 0; y < h; ++y) {
+        std::uint8_t* row = grey.data() + y * w;
+        const std::uint8_t* around = background.data() + (y / cell) * cw;
+        for (std::size_t x = 0; x < w; ++x) {
+            row[x] = tone[static_cast<std::size_t>(std::abs(int{row[x]} - int{around[x / cell]}))];
+        }
+    }
+    return grey;
+}
+
 bool cancelRequested(void* token, int) {
     return static_cast<const std::stop_token*>(token)->stop_requested();
 }
@@ -137,7 +228,8 @@ std::string recognitionLanguages(std::string_view localeName, const std::filesys
 
 OcrService::OcrService() : OcrService(recognitionLanguages(icu::Locale::getDefault().getName(), tessdataDirectory())) {}
 
-OcrService::OcrService(const std::string& languages) : languages_(languages) {
+OcrService::OcrService(const std::string& languages, const ReadingFeatures& features)
+    : languages_(languages), features_(features) {
     silenceRecogniser();
     const std::filesystem::path folder = tessdataDirectory();
     if (folder.empty()) {
@@ -171,7 +263,7 @@ std::vector<OcrLine> OcrService::recognize(const PageImage& image, double dpi, f
         throw OcrError("Text recognition was given an unusable page image.");
     }
 
-    std::vector<std::uint8_t> grey = greyPixels(image);
+    std::vector<std::uint8_t> grey = features_.lightInk ? inkOnWhite(image, dpi) : greyPixels(image);
     api_->SetImage(grey.data(), image.width, image.height, 1, image.width);
     std::vector<std::uint8_t>().swap(grey);  // the recogniser keeps its own copy
     api_->SetSourceResolution(static_cast<int>(std::lround(dpi)));

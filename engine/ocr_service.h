@@ -49,13 +49,19 @@ struct OcrLine {
     std::optional<NormalizedBox> boxForRange(std::size_t begin, std::size_t end) const;
 };
 
+// Parts of reading that cost time, all on unless a benchmark switches one off to price it.
+struct ReadingFeatures {
+    bool lightInk = true;     // grey, coloured and white-on-dark text made black on white first
+    bool orientation = true;  // a page whose text is turned without /Rotate also read upright
+};
+
 class OcrService {
 public:
     // English plus the language of the user's locale when its model is installed.
     // Throws OcrError when the models cannot be loaded.
     OcrService();
     // `languages` in the recogniser's own form, e.g. "eng" or "eng+deu".
-    explicit OcrService(const std::string& languages);
+    explicit OcrService(const std::string& languages, const ReadingFeatures& features = {});
     ~OcrService();
     OcrService(const OcrService&) = delete;
     OcrService& operator=(const OcrService&) = delete;
@@ -72,6 +78,7 @@ public:
 private:
     std::unique_ptr<tesseract::TessBaseAPI> api_;
     std::string languages_;
+    ReadingFeatures features_;
 };
 
 // Folder holding the installed language models; empty when none is found.
