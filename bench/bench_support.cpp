@@ -79,7 +79,8 @@ fs::path writePageImages(const SharedPdfDocument& document, double dpi, const fs
     mu::Session session(document);
     fz_context* ctx = session.ctx();
     for (const std::int64_t i : wanted) {
-        const auto image = renderImage(session, i, dpi, {}, false, RenderOrientation::displayed);
+        const auto image =
+            renderImage(session, {.pageIndex = i, .dpi = dpi, .orientation = RenderOrientation::displayed});
         if (!image) {
             continue;
         }

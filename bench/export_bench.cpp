@@ -85,8 +85,8 @@ bool lossless(const SharedPdfDocument& document, const fs::path& output, const s
                 boxes.push_back(r);
             }
         }
-        const auto rendered =
-            renderImage(session, static_cast<std::int64_t>(i), kDpi, boxes, false, RenderOrientation::mediaBox, true);
+        const auto rendered = renderImage(
+            session, {.pageIndex = static_cast<std::int64_t>(i), .dpi = kDpi, .boxes = boxes, .compactEdges = true});
         const auto& stored = pdf.pages[i];
         if (!rendered || rendered->width != stored.width || rendered->height != stored.height) {
             return false;

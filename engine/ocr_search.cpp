@@ -97,11 +97,8 @@ std::vector<PageRect> pageMatches(const std::vector<PageReading>& readings, cons
     return upright;
 }
 
-// A page's readings, or why it could not be read.
-using PageOutcome = std::variant<std::vector<PageReading>, PageFailure>;
-
 // The recognised lines of every page, read on all workers; `work` turns a page's readings
-// into results, in page order. A page that cannot be rendered is reported as unread.
+// into results, in page order. A page that cannot be rendered is reported as unread, with why.
 template <typename Work>
 SearchOutcome searchRecognisedPages(const SharedPdfDocument& document, const std::string& languages,
                                     const PageProgress& progress, std::stop_token stop, Work&& work) {
@@ -113,7 +110,7 @@ SearchOutcome searchRecognisedPages(const SharedPdfDocument& document, const std
     const int workers = pageWorkerCount(pageCount);
     forEachPageInParallel<ReadingWorker>(
         pageCount, workers, readingWindow(workers), progress, stop,
-        [&](ReadingWorker& worker, std::int64_t pageIndex, std::stop_token token) -> std::optional<PageOutcome> {
+        [&](ReadingWorker& worker, std::int64_t pageIndex, std::stop_token token) -> PageReadings {
             const mu::Session* session = nullptr;
             try {
                 session = &worker.open(document);
@@ -121,14 +118,9 @@ SearchOutcome searchRecognisedPages(const SharedPdfDocument& document, const std
                 // Saying "no matches" here would be a lie about pages nobody read.
                 throw OcrError("The document could not be read for text recognition.");
             }
-            auto readings =
-                readPage(*session, pageIndex, kOcrSearchDpi, kMinimumTextHeight, worker.ocr, languages, token);
-            if (!readings) {
-                return PageOutcome(PageFailure::unrenderable);
-            }
-            return PageOutcome(std::move(*readings));
+            return readPage(*session, pageIndex, kOcrSearchDpi, kMinimumTextHeight, worker.ocr, languages, token);
         },
-        [&](std::int64_t pageIndex, const PageOutcome& page) {
+        [&](std::int64_t pageIndex, const PageReadings& page) {
         if (const auto* failure = std::get_if<PageFailure>(&page)) {
             outcome.unreadPages.push_back({pageIndex, *failure});
         } else {

@@ -35,17 +35,18 @@ inline std::int64_t readingWindow(int workers) {
 
 // The pages on `workers` threads. Each worker keeps its own `State` (MuPDF session,
 // recogniser: made on first use, on the worker's thread, since neither may cross threads) and
-// calls `read(state, pageIndex, stop)`, which returns the page's result or nothing for a page
-// it skipped. The calling thread hands results to `use(pageIndex, result)` and reports
-// progress strictly in page order. A failure surfaces as the first failing page in page order
+// calls `read(state, pageIndex, stop)`, which returns the page's result or throws; there is no
+// skipping a page, so a page that could not be read is a result or a failure, never silence.
+// The calling thread hands results to `use(pageIndex, result)` and reports progress strictly
+// in page order. A failure surfaces as the first failing page in page order
 // would have surfaced sequentially; cancellation reaches pages being read through the token.
 // A worker starts a page only while it lies fewer than `window` pages past the one the caller
 // waits for.
 template <typename State, typename Read, typename Use>
 void forEachPageInParallel(std::int64_t pageCount, int workers, std::int64_t window, const PageProgress& progress,
                            const std::stop_token& stop, Read&& read, Use&& use) {
-    using Result = typename std::invoke_result_t<Read&, State&, std::int64_t, std::stop_token>::value_type;
-    using Outcome = std::variant<std::monostate, Result, std::exception_ptr>;  // skipped, read, failed
+    using Result = std::invoke_result_t<Read&, State&, std::int64_t, std::stop_token>;
+    using Outcome = std::variant<std::monostate, Result, std::exception_ptr>;  // not yet read, read, failed
 
     // Finished pages wait here for the calling thread. With a window of `workers`, at most
     // workers + 1 results are alive, the one the caller holds included, however slow a page is.
@@ -84,9 +85,7 @@ void forEachPageInParallel(std::int64_t pageCount, int workers, std::int64_t win
                 if (!state) {
                     state.emplace();
                 }
-                if (auto result = read(*state, pageIndex, quit.get_token())) {
-                    outcome.template emplace<Result>(std::move(*result));
-                }
+                outcome.template emplace<Result>(read(*state, pageIndex, quit.get_token()));
             } catch (...) {
                 outcome = std::current_exception();
             }
@@ -136,11 +135,9 @@ void forEachPageInParallel(std::int64_t pageCount, int workers, std::int64_t win
         if (auto* failure = std::get_if<std::exception_ptr>(&outcome)) {
             std::rethrow_exception(*failure);
         }
-        if (auto* result = std::get_if<Result>(&outcome)) {
-            use(pageIndex, std::move(*result));
-            if (progress) {
-                progress(pageIndex + 1, pageCount);
-            }
+        use(pageIndex, std::move(std::get<Result>(outcome)));
+        if (progress) {
+            progress(pageIndex + 1, pageCount);
         }
     }
 }

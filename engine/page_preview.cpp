@@ -54,8 +54,11 @@ std::optional<PreviewImage> PagePreviewRenderer::render(std::int64_t pageIndex, 
     }
     const double scale = boundedPreviewScale(document_->page(pageIndex), pixelsPerPoint, tile.has_value());
     try {
-        auto image = renderImage(*session_, pageIndex, scale * 72.0, {}, false, RenderOrientation::displayed, false,
-                                 abort ? &abort->cookie_->cookie : nullptr, tile);
+        RenderResult image = renderImage(*session_, {.pageIndex = pageIndex,
+                                                     .dpi = scale * 72.0,
+                                                     .orientation = RenderOrientation::displayed,
+                                                     .cookie = abort ? &abort->cookie_->cookie : nullptr,
+                                                     .window = tile});
         if (!image || image->width <= 0 || image->height <= 0 || (abort && abort->aborted())) {
             return std::nullopt;
         }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <limits>
 #include <new>
@@ -357,28 +358,31 @@ std::optional<RasterSize> rasterSize(const PageRect& mediaBox, double dpi, std::
     return RasterSize{static_cast<int>(w), static_cast<int>(h)};
 }
 
-std::optional<PageImage> renderImage(const mu::Session& session, std::int64_t pageIndex, double dpi,
-                                     const std::vector<RedactionRegion>& boxes, bool labelRedactions,
-                                     RenderOrientation orientation, bool compactEdges, fz_cookie* cookie,
-                                     std::optional<PixelWindow> window) {
+RenderResult renderImage(const mu::Session& session, const RenderRequest& request) {
     const PdfDocument& document = *session.document();
-    if (pageIndex < 0 || pageIndex >= document.pageCount()) {
-        return std::nullopt;
+    const std::int64_t pageIndex = request.pageIndex;
+    if (pageIndex < 0 || pageIndex >= document.pageCount() || !std::isfinite(request.dpi) || !(request.dpi > 0)) {
+        return PageFailure::unrenderable;
     }
     const PdfPageInfo& info = document.page(pageIndex);
-    const int shownRotation = orientation == RenderOrientation::displayed ? info.rotation : 0;
-    std::optional<Geometry> geometry = geometryFor(
-        info.mediaBox, dpi, shownRotation, window ? std::numeric_limits<std::int64_t>::max() : kMaxRenderPixels);
+    const auto& window = request.window;
+    const int shownRotation = request.orientation == RenderOrientation::displayed ? info.rotation : 0;
+    std::optional<Geometry> geometry =
+        geometryFor(info.mediaBox, request.dpi, shownRotation,
+                    window ? std::numeric_limits<std::int64_t>::max() : kMaxRenderPixels);
     if (!geometry) {
-        return std::nullopt;
+        return PageFailure::tooLarge;
     }
     if (window) {
         const int x0 = std::max(window->x, 0);
         const int y0 = std::max(window->y, 0);
         const auto x1 = std::min<std::int64_t>(std::int64_t{window->x} + window->width, geometry->width);
         const auto y1 = std::min<std::int64_t>(std::int64_t{window->y} + window->height, geometry->height);
-        if (x1 <= x0 || y1 <= y0 || (x1 - x0) * (y1 - y0) > kMaxRenderPixels) {
-            return std::nullopt;
+        if (x1 <= x0 || y1 <= y0) {
+            return PageFailure::unrenderable;
+        }
+        if ((x1 - x0) * (y1 - y0) > kMaxRenderPixels) {
+            return PageFailure::tooLarge;
         }
         geometry->width = static_cast<int>(x1 - x0);
         geometry->height = static_cast<int>(y1 - y0);
@@ -386,6 +390,11 @@ std::optional<PageImage> renderImage(const mu::Session& session, std::int64_t pa
         geometry->pageToPixel.f -= y0;
     }
 
+    fz_cookie* cookie = request.cookie;
+    const auto stopped = [cookie] { return cookie && std::atomic_ref<int>(cookie->abort).load() != 0; };
+    // MuPDF refusing the page itself means its objects are broken; failing later, while
+    // drawing, is a failure to draw.
+    bool loaded = false;
     try {
         PageImage image;
         image.width = geometry->width;
@@ -413,33 +422,38 @@ std::optional<PageImage> renderImage(const mu::Session& session, std::int64_t pa
             // whole media box lands on the bitmap, not just the crop box.
             ctm = fz_concat(fz_invert_matrix(pageCtm), pageToPixel);
         });
-        drawPage(ctx, res.page, ctm, samples, w, h, compactEdges, cookie);
+        loaded = true;
+        drawPage(ctx, res.page, ctm, samples, w, h, request.compactEdges, cookie);
+        if (stopped()) {
+            return RenderResult::stopped();
+        }
         mu::muCall(ctx, [&] {
             res.pixmap = fz_new_pixmap_with_data(ctx, fz_device_rgb(ctx), w, h, nullptr, 0, w * 3, samples);
             res.device = fz_new_draw_device(ctx, fz_identity, res.pixmap);
         });
 
-        const bool anyLabel = labelRedactions && !boxes.empty();
-        if (anyLabel) {
+        if (request.labelRedactions && !request.boxes.empty()) {
             loadLabelFont(ctx, res.label);
         }
         // Box then label, in list order, so a later box covers an earlier label.
-        for (const RedactionRegion& region : boxes) {
+        for (const RedactionRegion& region : request.boxes) {
             if (!fillBox(image, region.rect)) {
-                return std::nullopt;
+                return PageFailure::unrenderable;
             }
-            if (labelRedactions) {
+            if (request.labelRedactions) {
                 drawLabel(ctx, res.device, res.label, region.rect, info.rotation, pageToPixel);
             }
         }
         mu::muCall(ctx, [&] { fz_close_device(ctx, res.device); });
         return image;
+    } catch (const mu::MuPdfOutOfMemory&) {
+        return stopped() ? RenderResult::stopped() : PageFailure::outOfMemory;
     } catch (const mu::MuPdfError&) {
-        return std::nullopt;
+        return stopped() ? RenderResult::stopped() : loaded ? PageFailure::unrenderable : PageFailure::unparsable;
     } catch (const std::bad_alloc&) {
-        return std::nullopt;
+        return PageFailure::outOfMemory;
     } catch (const std::length_error&) {
-        return std::nullopt;
+        return PageFailure::outOfMemory;
     }
 }
 

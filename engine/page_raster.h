@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <variant>
 #include <vector>
 
 namespace norvane {
@@ -29,27 +30,63 @@ enum class RenderOrientation {
     displayed,  // the media box with /Rotate applied, as a reader sees the page (OCR)
 };
 
-// Renders the full media box of page `pageIndex` at `dpi` on white, then paints `boxes`
-// (page space) opaque black in order, with white "REDACTED" labels when `labelRedactions`.
-// Pixel size: max(1, ceil(points × dpi / 72)) each way, before rotation. Returns nothing
-// for an empty media box, a bitmap over the pixel limit, or any rendering failure.
-// `compactEdges` (the export): on pages without images or blend modes the ink's anti-aliased
-// coverage is rounded to ninths, giving edges 10 grey levels, which compress much better.
-// `cookie` lets another thread stop drawing early (not with `compactEdges`); the image is then
-// incomplete and the caller must look at the cookie before using it.
-// `window` (a zoomed view's tile) keeps only those pixels of the whole bitmap; the pixel limit
-// then applies to the window, and a window outside the bitmap gives nothing.
+// Part of the whole bitmap: a zoomed view's tile.
 struct PixelWindow {
     int x = 0;
     int y = 0;
     int width = 0;
     int height = 0;
 };
-std::optional<PageImage> renderImage(const mu::Session& session, std::int64_t pageIndex, double dpi,
-                                     const std::vector<RedactionRegion>& boxes, bool labelRedactions,
-                                     RenderOrientation orientation = RenderOrientation::mediaBox,
-                                     bool compactEdges = false, fz_cookie* cookie = nullptr,
-                                     std::optional<PixelWindow> window = std::nullopt);
+
+// What to draw: the full media box of page `pageIndex` at `dpi` on white, then `boxes` (page
+// space) opaque black in order, with white "REDACTED" labels when `labelRedactions`.
+// Pixel size: max(1, ceil(points × dpi / 72)) each way, before rotation.
+// `compactEdges` (the export): on pages without images or blend modes the ink's anti-aliased
+// coverage is rounded to ninths, giving edges 10 grey levels, which compress much better.
+// `cookie` lets another thread stop drawing early (not with `compactEdges`).
+// `window` keeps only those pixels of the whole bitmap; the pixel limit then applies to the
+// window, and a window outside the bitmap cannot be drawn.
+struct RenderRequest {
+    std::int64_t pageIndex = 0;
+    double dpi = 72;
+    std::vector<RedactionRegion> boxes{};
+    bool labelRedactions = false;
+    RenderOrientation orientation = RenderOrientation::mediaBox;
+    bool compactEdges = false;
+    fz_cookie* cookie = nullptr;
+    std::optional<PixelWindow> window{};
+};
+
+// The drawn page, or why there is none: the page failed (`failure()`), or the cookie stopped
+// the drawing (`cancelled()`), which is no fault of the page.
+class RenderResult {
+public:
+    RenderResult(PageImage image) : outcome_(std::move(image)) {}
+    RenderResult(PageFailure failure) : outcome_(failure) {}
+    static RenderResult stopped() { return RenderResult(Stopped{}); }
+
+    explicit operator bool() const { return std::holds_alternative<PageImage>(outcome_); }
+    PageImage& operator*() { return std::get<PageImage>(outcome_); }
+    const PageImage& operator*() const { return std::get<PageImage>(outcome_); }
+    PageImage* operator->() { return &std::get<PageImage>(outcome_); }
+    const PageImage* operator->() const { return &std::get<PageImage>(outcome_); }
+
+    std::optional<PageFailure> failure() const {
+        const auto* failure = std::get_if<PageFailure>(&outcome_);
+        return failure ? std::optional(*failure) : std::nullopt;
+    }
+    bool cancelled() const { return std::holds_alternative<Stopped>(outcome_); }
+
+private:
+    struct Stopped {};
+    explicit RenderResult(Stopped stopped) : outcome_(stopped) {}
+    std::variant<PageImage, PageFailure, Stopped> outcome_;
+};
+
+// Failures: `tooLarge` for an empty media box or a bitmap over the pixel limit, `unparsable`
+// when MuPDF cannot load the page, `outOfMemory`, and `unrenderable` for the rest (no such
+// page, a box that is not a number, a window outside the bitmap, drawing failed).
+RenderResult renderImage(const mu::Session& session, const RenderRequest& request);
 
 // Largest bitmap we agree to allocate.
 constexpr std::int64_t kMaxRenderPixels = 200'000'000;

@@ -5,12 +5,11 @@
 
 namespace norvane {
 
-std::optional<std::vector<PageReading>> readPage(const mu::Session& session, std::int64_t pageIndex, double dpi,
-                                                 float minimumLineHeight, std::optional<OcrService>& ocr,
-                                                 const std::string& languages, std::stop_token stop) {
+PageReadings readPage(const mu::Session& session, std::int64_t pageIndex, double dpi, float minimumLineHeight,
+                      std::optional<OcrService>& ocr, const std::string& languages, std::stop_token stop) {
     const PdfDocument& document = *session.document();
     if (pageIndex < 0 || pageIndex >= document.pageCount()) {
-        return std::nullopt;
+        return PageFailure::unrenderable;
     }
     std::vector<RenderOrientation> orientations{RenderOrientation::displayed};
     if (document.page(pageIndex).rotation != 0) {
@@ -18,9 +17,9 @@ std::optional<std::vector<PageReading>> readPage(const mu::Session& session, std
     }
     std::vector<PageReading> readings;
     for (const RenderOrientation orientation : orientations) {
-        std::optional<PageImage> image = renderImage(session, pageIndex, dpi, {}, false, orientation);
+        RenderResult image = renderImage(session, {.pageIndex = pageIndex, .dpi = dpi, .orientation = orientation});
         if (!image) {
-            return std::nullopt;
+            return image.failure().value_or(PageFailure::unrenderable);
         }
         if (!ocr) {
             ocr.emplace(languages);

@@ -7,10 +7,10 @@
 #include "engine/search_keys.h"
 
 #include <functional>
-
 #include <optional>
 #include <stop_token>
 #include <string>
+#include <variant>
 #include <vector>
 
 namespace norvane {
@@ -40,10 +40,11 @@ struct ReadingWorker {
 // records orientation stores the pixels turned, so the text is upright as displayed; a page
 // turned afterwards keeps its text upright as stored. The recogniser reads only upright text
 // reliably, so a turned page is read both ways. `ocr` is started on first use with
-// `languages` (throws OcrError when it cannot start). Nothing when the page cannot be rendered.
-std::optional<std::vector<PageReading>> readPage(const mu::Session& session, std::int64_t pageIndex, double dpi,
-                                                 float minimumLineHeight, std::optional<OcrService>& ocr,
-                                                 const std::string& languages, std::stop_token stop);
+// `languages` (throws OcrError when it cannot start). A page that cannot be rendered gives
+// the reason instead of readings.
+using PageReadings = std::variant<std::vector<PageReading>, PageFailure>;
+PageReadings readPage(const mu::Session& session, std::int64_t pageIndex, double dpi, float minimumLineHeight,
+                      std::optional<OcrService>& ocr, const std::string& languages, std::stop_token stop);
 
 // The widened page-space box of a recognised box; nothing for a box of no area, which would
 // cover nothing.

@@ -95,17 +95,6 @@ EncodedPage encode(PageImage image, Deflater& deflater) {
     return page;
 }
 
-// Renders and encodes one page; nothing when it cannot be rendered.
-std::optional<EncodedPage> producePage(const mu::Session& session, std::int64_t index,
-                                       const std::vector<RedactionRegion>& boxes, bool labels, double dpi,
-                                       Deflater& deflater) {
-    std::optional<PageImage> image = renderImage(session, index, dpi, boxes, labels, RenderOrientation::mediaBox, true);
-    if (!image || image->components != 3) {
-        return std::nullopt;
-    }
-    return encode(std::move(*image), deflater);
-}
-
 // --- output file ---------------------------------------------------------------------------
 
 class WriteFailed {};
@@ -314,21 +303,29 @@ void writeSecurePdf(const SharedPdfDocument& document, const std::vector<Redacti
         workers > 0 ? static_cast<int>(std::min<std::int64_t>(workers, pageCount)) : pageWorkerCount(pageCount);
     forEachPageInParallel<ExportWorker>(
         pageCount, pageWorkers, pageWorkers, progress, stop,
-        [&](ExportWorker& worker, std::int64_t page, std::stop_token) -> std::optional<EncodedPage> {
+        [&](ExportWorker& worker, std::int64_t page, std::stop_token) -> EncodedPage {
+            // A page missing from the copy means there is no copy.
+            PageFailure failure = PageFailure::unrenderable;
             try {
                 if (!worker.session) {
                     worker.session.emplace(document);
                     worker.deflater.emplace();
                 }
                 const auto found = byPage.find(page);
-                if (auto encoded = producePage(*worker.session, page, found == byPage.end() ? none : found->second,
-                                               labelRedactions, dpi, *worker.deflater)) {
-                    return encoded;
+                RenderResult image =
+                    renderImage(*worker.session, {.pageIndex = page,
+                                                  .dpi = dpi,
+                                                  .boxes = found == byPage.end() ? none : found->second,
+                                                  .labelRedactions = labelRedactions,
+                                                  .compactEdges = true});
+                if (image) {
+                    return encode(std::move(*image), *worker.deflater);
                 }
+                failure = image.failure().value_or(PageFailure::unrenderable);
             } catch (const std::exception&) {
-                // out of memory, a MuPDF failure: the page is not in the copy, so there is no copy
+                failure = mu::pageFailureOf(std::current_exception());
             }
-            throw RedactionError::cannotRenderPage(page);
+            throw RedactionError::cannotRenderPage(page, failure);
         },
         [&](std::int64_t page, const EncodedPage& encoded) { writer.addPage(page, document->page(page), encoded); });
     writer.finish();

@@ -137,7 +137,7 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
     const int workers = pageWorkerCount(pageCount);
     forEachPageInParallel<ReadingWorker>(
         pageCount, workers, readingWindow(workers), progress, stop,
-        [&](ReadingWorker& worker, std::int64_t pageIndex, std::stop_token token) -> std::optional<ReadPage> {
+        [&](ReadingWorker& worker, std::int64_t pageIndex, std::stop_token token) -> ReadPage {
             const mu::Session* pageSession = nullptr;
             try {
                 pageSession = &worker.open(document);
@@ -148,7 +148,7 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
             if (searches.empty()) {
                 return read;
             }
-            std::optional<std::vector<PageReading>> readings;
+            PageReadings readings;
             try {
                 readings = readPage(*pageSession, pageIndex, kVerificationDpi, 0.0f, worker.ocr, languages, token);
             } catch (const OcrError&) {
@@ -157,10 +157,11 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
                 }
                 throw;
             }
-            if (!readings) {
-                throw RedactionError::outputVerificationFailed();
+            auto* pageReadings = std::get_if<std::vector<PageReading>>(&readings);
+            if (!pageReadings) {
+                throw RedactionError::outputVerificationFailed();  // a page of the copy nobody can read
             }
-            read.readings = std::move(*readings);
+            read.readings = std::move(*pageReadings);
             return read;
         },
         [&](std::int64_t pageIndex, const ReadPage& read) {

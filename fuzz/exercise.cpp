@@ -84,10 +84,14 @@ void exerciseEngine(const std::uint8_t* data, std::size_t size) {
         const mu::Session session(document);
         for (std::int64_t i = 0; i < pageCount; ++i) {
             for (const auto orientation : {RenderOrientation::mediaBox, RenderOrientation::displayed}) {
-                const auto image =
-                    renderImage(session, i, kLowDpi, {regions[static_cast<std::size_t>(i)]}, true, orientation);
-                require(!image || image->samples.size() == static_cast<std::size_t>(image->width) *
-                                                               static_cast<std::size_t>(image->height) * 3);
+                const auto image = renderImage(session, {.pageIndex = i,
+                                                         .dpi = kLowDpi,
+                                                         .boxes = {regions[static_cast<std::size_t>(i)]},
+                                                         .labelRedactions = true,
+                                                         .orientation = orientation});
+                require(image ? image->samples.size() ==
+                                    static_cast<std::size_t>(image->width) * static_cast<std::size_t>(image->height) * 3
+                              : image.failure().has_value());
             }
         }
     } catch (const mu::MuPdfError&) {

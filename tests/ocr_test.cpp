@@ -339,8 +339,7 @@ TEST(Ocr, ReportsThePagesItCouldNotRender) {
     ASSERT_EQ(outcome.results.size(), 2u);
     EXPECT_EQ(outcome.results[0].pageIndex, 0);
     EXPECT_EQ(outcome.results[1].pageIndex, 2);
-    ASSERT_EQ(outcome.unreadPages.size(), 1u);
-    EXPECT_EQ(outcome.unreadPages[0].pageIndex, 1);
+    EXPECT_EQ(outcome.unreadPages, (std::vector<UnreadPage>{{1, PageFailure::tooLarge}}));
 }
 
 TEST(Ocr, CancellingBetweenPagesThrowsAndReturnsNothing) {
@@ -376,7 +375,7 @@ TEST(OcrService, DropsLinesBelowTheMinimumHeightOnly) {
     ScanPage page;
     page.source.texts = {TextRun{"Ordinary sized words", 72, 720, 12}, TextRun{"Smallprint clause", 72, 600, 5}};
     mu::Session session(scanned({page}));
-    const auto image = renderImage(session, 0, 220, {}, false, RenderOrientation::displayed);
+    const auto image = renderImage(session, {.dpi = 220, .orientation = RenderOrientation::displayed});
     ASSERT_TRUE(image);
     OcrService ocr;
     const auto texts = [&](float minimum) {

@@ -100,13 +100,60 @@ TEST(PageRaster, ManyFailedRendersLeaveTheSessionUsable) {
     mu::Session session(
         PdfDocument::fromBytes(readFile(NORVANE_SOURCE_DIR "/tests/fuzz-crashes/image-too-large-to-decode.pdf")));
     for (int attempt = 0; attempt < 300; ++attempt) {
-        ASSERT_FALSE(renderImage(session, 0, 36, {}, false, kShown, attempt % 2 == 0)) << attempt;
+        const auto image = renderImage(session, {.dpi = 36, .orientation = kShown, .compactEdges = attempt % 2 == 0});
+        ASSERT_EQ(image.failure(), PageFailure::unrenderable) << attempt;
     }
-    const auto good = renderImage(session, 1, 36, {}, false);
+    const auto good = renderImage(session, {.pageIndex = 1, .dpi = 36});
     ASSERT_TRUE(good);
     EXPECT_GT(countIn(*good, all(*good), isDark), 0);
-    EXPECT_FALSE(renderImage(session, 2, 36, {}, false));
-    EXPECT_FALSE(renderImage(session, -1, 36, {}, false));
+}
+
+// A page that cannot be drawn says why, so the export and the searches can tell the person.
+TEST(PageRaster, FailuresSayWhy) {
+    // The page's /Parent chain loops, so MuPDF cannot look up its inherited boxes.
+    const auto loopingParents = PdfDocument::fromBytes(rawPdf({
+        "<< /Type /Catalog /Pages 2 0 R >>",
+        "<< /Type /Pages /Kids [3 0 R] /Count 1 /Parent 4 0 R >>",
+        "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Rotate 0 >>",
+        "<< /Parent 2 0 R >>",
+    }));
+    const auto letter = documentOf({PageSpec{}});
+    struct Case {
+        const char* name;
+        SharedPdfDocument document;
+        RenderRequest request;
+        PageFailure expected;
+    };
+    const Case cases[] = {
+        {"overThePixelLimit", documentOf({{.mediaBox = {0, 0, 14400, 14400}}}), {}, PageFailure::tooLarge},
+        {"noArea", documentOf({{.mediaBox = {0, 0, 612, 0}}}), {}, PageFailure::tooLarge},
+        {"windowOverThePixelLimit",
+         documentOf({{.mediaBox = {0, 0, 14400, 14400}}}),
+         {.window = PixelWindow{0, 0, 14400, 14400}},
+         PageFailure::tooLarge},
+        {"windowOutsideThePage", letter, {.window = PixelWindow{612, 0, 10, 10}}, PageFailure::unrenderable},
+        {"noSuchPage", letter, {.pageIndex = 1}, PageFailure::unrenderable},
+        {"negativePage", letter, {.pageIndex = -1}, PageFailure::unrenderable},
+        {"boxNotANumber",
+         letter,
+         {.boxes = {region(0, {10, 10, 10, 10}), region(0, {kNaN, 10, 10, 10})}},
+         PageFailure::unrenderable},
+        {"unloadablePage", loopingParents, {}, PageFailure::unparsable},
+    };
+    for (const Case& c : cases) {
+        mu::Session session(c.document);
+        const auto image = renderImage(session, c.request);
+        EXPECT_FALSE(image) << c.name;
+        EXPECT_FALSE(image.cancelled()) << c.name;
+        EXPECT_EQ(image.failure(), c.expected) << c.name;
+    }
+
+    // A render stopped through its cookie is not a failure of the page.
+    mu::Session session(letter);
+    fz_cookie cookie{};
+    cookie.abort = 1;
+    const auto stopped = renderImage(session, {.cookie = &cookie});
+    EXPECT_TRUE(!stopped && stopped.cancelled() && !stopped.failure());
 }
 
 TEST(PageRaster, BoxesPaintExactlyTheCoveredPixels) {
@@ -138,15 +185,14 @@ TEST(PageRaster, BoxesPaintExactlyTheCoveredPixels) {
         for (const bool compact : {false, true}) {
             SCOPED_TRACE(std::string(c.name) + (compact ? ", compact edges" : ""));
             mu::Session session(documentOf({c.page}));
-            const auto image = renderImage(session, 0, c.dpi, {region(0, c.rect)}, false, c.orientation, compact);
+            const auto image = renderImage(
+                session,
+                {.dpi = c.dpi, .boxes = {region(0, c.rect)}, .orientation = c.orientation, .compactEdges = compact});
             ASSERT_TRUE(image);
             EXPECT_EQ(countIn(*image, c.expected, isBlack), area(*image, c.expected)) << "box not fully black";
             EXPECT_EQ(countIn(*image, all(*image), isBlack), area(*image, c.expected)) << "black outside the box";
         }
     }
-    mu::Session session(documentOf({PageSpec{}}));
-    EXPECT_FALSE(renderImage(session, 0, 72, {region(0, {10, 10, 10, 10}), region(0, {kNaN, 10, 10, 10})}, false))
-        << "a box that is not a number refuses the page";
 }
 
 // The whole point of a box: it must sit exactly on the content it names, whatever the
@@ -181,8 +227,9 @@ TEST(PageRaster, BoxCoversContentAtTheSameRectangle) {
         PageSpec page = c.page;
         page.filledBlackRects = {c.mark};
         mu::Session session(documentOf({page}));
-        const auto content = renderImage(session, 0, 90, {}, false, c.orientation);
-        const auto boxed = renderImage(session, 0, 90, {region(0, c.mark)}, false, c.orientation);
+        const auto content = renderImage(session, {.dpi = 90, .orientation = c.orientation});
+        const auto boxed =
+            renderImage(session, {.dpi = 90, .boxes = {region(0, c.mark)}, .orientation = c.orientation});
         ASSERT_TRUE(content && boxed);
         const PixelRect ink = boundsOf(*content, all(*content), isDark);
         const PixelRect black = boundsOf(*boxed, all(*boxed), isBlack);
@@ -201,7 +248,7 @@ TEST(PageRaster, AnnotationsAndFilledFormFieldsAreDrawn) {
     page.annotations.push_back({AnnotationSpec::Kind::freeText, {72, 600, 300, 40}, "MMMMMMMMMMMM"});
     page.fields.push_back({"name", {72, 500, 300, 24}, "WWWWWWWWWWWW"});
     mu::Session session(documentOf({page}));
-    const auto image = renderImage(session, 0, 72, {}, false);
+    const auto image = renderImage(session, {.dpi = 72});
     ASSERT_TRUE(image);
     EXPECT_GT(countIn(*image, {72, 792 - 640, 372, 792 - 600}, isDark), 50) << "annotation missing";
     EXPECT_GT(countIn(*image, {72, 792 - 524, 372, 792 - 500}, isDark), 50) << "form field missing";
@@ -230,7 +277,8 @@ TEST(PageRaster, LabelSizeFollowsTheBoxAndSitsCentred) {
     for (const auto& [rect, labels, fontSize] : cases) {
         SCOPED_TRACE(rect.width);
         mu::Session session(documentOf({PageSpec{.mediaBox = {0, 0, 400, 300}}}));
-        const auto image = renderImage(session, 0, kLabelDpi, {region(0, rect)}, labels);
+        const auto image =
+            renderImage(session, {.dpi = kLabelDpi, .boxes = {region(0, rect)}, .labelRedactions = labels});
         ASSERT_TRUE(image);
         const PageRect r = rect.standardized();
         const PixelRect inside = labelPixels(r.x, r.y, r.maxX(), r.maxY(), 300);
@@ -256,7 +304,8 @@ TEST(PageRaster, LaterBoxCoversEarlierLabel) {
     mu::Session session(documentOf({PageSpec{.mediaBox = {0, 0, 500, 300}}}));
     const PageRect first{100, 100, 300, 40};  // label centred at x = 250, about 219 to 281
     const PageRect second{240, 95, 200, 50};  // covers the label's right part, own label at 340
-    const auto image = renderImage(session, 0, kLabelDpi, {region(0, first), region(0, second)}, true);
+    const auto image = renderImage(
+        session, {.dpi = kLabelDpi, .boxes = {region(0, first), region(0, second)}, .labelRedactions = true});
     ASSERT_TRUE(image);
     EXPECT_GT(countIn(*image, labelPixels(215, 95, 239, 145, 300), notBlack), 0) << "first label's visible part";
     EXPECT_EQ(countIn(*image, labelPixels(241, 95, 300, 145, 300), notBlack), 0) << "second box must hide it";
@@ -269,7 +318,10 @@ TEST(PageRaster, LabelsOnTurnedPagesReadUpright) {
     for (int rotate : {90, 270}) {
         mu::Session session(documentOf({PageSpec{.mediaBox = {0, 0, 300, 300}, .rotate = rotate}}));
         // 40 wide and 200 high in page space: 200 × 40 as shown.
-        const auto image = renderImage(session, 0, kLabelDpi, {region(0, {130, 50, 40, 200})}, true, kShown);
+        const auto image = renderImage(session, {.dpi = kLabelDpi,
+                                                 .boxes = {region(0, {130, 50, 40, 200})},
+                                                 .labelRedactions = true,
+                                                 .orientation = kShown});
         ASSERT_TRUE(image);
         const PixelRect inBox = boundsOf(*image, all(*image), isBlack);
         const PixelRect label = boundsOf(*image, inBox, notBlack);
@@ -278,7 +330,8 @@ TEST(PageRaster, LabelsOnTurnedPagesReadUpright) {
     }
     // 200 × 40 in page space is only 40 wide on screen: too narrow for a label.
     mu::Session session(documentOf({PageSpec{.mediaBox = {0, 0, 300, 300}, .rotate = 90}}));
-    const auto image = renderImage(session, 0, 72, {region(0, {50, 130, 200, 40})}, true, kShown);
+    const auto image = renderImage(
+        session, {.dpi = 72, .boxes = {region(0, {50, 130, 200, 40})}, .labelRedactions = true, .orientation = kShown});
     ASSERT_TRUE(image);
     EXPECT_EQ(countIn(*image, all(*image), isBlack), 200 * 40);
 }
@@ -303,8 +356,8 @@ TEST(CompactEdges, TextPagesGetTenEdgeLevelsAndTheSameInk) {
     // 792 pt at 100 dpi is 1100 rows: not a whole number of bands, and the last line sits in
     // the final partial band.
     mu::Session session(documentOf({textPage(2)}));
-    const auto exact = renderImage(session, 0, 100, {}, false);
-    const auto compact = renderImage(session, 0, 100, {}, false, kStored, true);
+    const auto exact = renderImage(session, {.dpi = 100});
+    const auto compact = renderImage(session, {.dpi = 100, .compactEdges = true});
     ASSERT_TRUE(exact && compact);
     ASSERT_EQ(std::pair(compact->width, compact->height), std::pair(exact->width, exact->height));
     EXPECT_GT(greyLevels(*exact).size(), 10u);
@@ -338,8 +391,8 @@ TEST(CompactEdges, ImagesTranslucencyAndBlendModesRenderAsShown) {
             page.images.push_back({{72, 400, 200, 150}, 64, 48});
         }
         mu::Session session(documentOf({page}));
-        const auto exact = renderImage(session, 0, 100, {}, false);
-        const auto compact = renderImage(session, 0, 100, {}, false, kStored, true);
+        const auto exact = renderImage(session, {.dpi = 100});
+        const auto compact = renderImage(session, {.dpi = 100, .compactEdges = true});
         ASSERT_TRUE(exact && compact);
         EXPECT_TRUE(compact->samples == exact->samples);
     }

@@ -116,7 +116,8 @@ TEST(SecureExport, StoredPixelsEqualTheRenderedPage) {
         EXPECT_EQ(stored.components, colour ? 3 : 1);
 
         mu::Session session(document);
-        const auto rendered = renderImage(session, 0, 180, boxes, true, RenderOrientation::mediaBox, true);
+        const auto rendered =
+            renderImage(session, {.dpi = 180, .boxes = boxes, .labelRedactions = true, .compactEdges = true});
         ASSERT_TRUE(rendered);
         ASSERT_EQ(stored.width, rendered->width);
         ASSERT_EQ(stored.height, rendered->height);
@@ -211,24 +212,32 @@ TEST(SecureExport, FailuresThrowReportAndLeaveNothing) {
         std::vector<RedactionRegion> regions;
         Kind kind;
         std::int64_t failedPage;
+        std::optional<PageFailure> why;
         Progress progress;
         std::string output = "out.pdf";
         bool folderInTheWay = false;  // the file is complete before the final rename fails
     };
     const std::vector<RedactionRegion> onFirst{region(0, {0, 0, 1, 1})};
     const Case cases[] = {
-        {"noPagesWithRegions", documentOf({}), onFirst, Kind::noPages, 0, {}},
-        {"noPagesBeforeNoRegions", documentOf({}), {}, Kind::noPages, 0, {}},
-        {"noDocument", nullptr, onFirst, Kind::noPages, 0, {}},
-        {"noRegions", textDocument(2), {}, Kind::noRedactions, 0, {}},
+        {"noPagesWithRegions", documentOf({}), onFirst, Kind::noPages, 0, {}, {}},
+        {"noPagesBeforeNoRegions", documentOf({}), {}, Kind::noPages, 0, {}, {}},
+        {"noDocument", nullptr, onFirst, Kind::noPages, 0, {}, {}},
+        {"noRegions", textDocument(2), {}, Kind::noRedactions, 0, {}, {}},
         // Over the pixel limit at 180 dpi.
         {"unrenderableThirdPage",
          withMediaBoxes(4, {{2, {0, 0, 14400, 14400}}}),
          onFirst,
          Kind::cannotRenderPage,
          2,
+         PageFailure::tooLarge,
          {{1, 4}, {2, 4}}},
-        {"emptyMediaBox", withMediaBoxes(3, {{1, {0, 0, 0, 792}}}), onFirst, Kind::cannotRenderPage, 1, {{1, 3}}},
+        {"emptyMediaBox",
+         withMediaBoxes(3, {{1, {0, 0, 0, 792}}}),
+         onFirst,
+         Kind::cannotRenderPage,
+         1,
+         PageFailure::tooLarge,
+         {{1, 3}}},
         // Page 2 fails at once, page 1 only once its large page is drawn: the first in page order
         // is reported.
         {"unplaceableBoxBeforeUnrenderablePage",
@@ -236,9 +245,10 @@ TEST(SecureExport, FailuresThrowReportAndLeaveNothing) {
          {region(1, {std::numeric_limits<double>::quiet_NaN(), 0, 1, 1})},
          Kind::cannotRenderPage,
          1,
+         PageFailure::unrenderable,
          {{1, 4}}},
-        {"missingFolder", textDocument(1), onFirst, Kind::exportFailed, 0, {}, "missing/out.pdf"},
-        {"targetIsAFolder", textDocument(2), onFirst, Kind::exportFailed, 0, {{1, 2}, {2, 2}}, "taken.pdf", true},
+        {"missingFolder", textDocument(1), onFirst, Kind::exportFailed, 0, {}, {}, "missing/out.pdf"},
+        {"targetIsAFolder", textDocument(2), onFirst, Kind::exportFailed, 0, {}, {{1, 2}, {2, 2}}, "taken.pdf", true},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -254,6 +264,7 @@ TEST(SecureExport, FailuresThrowReportAndLeaveNothing) {
         } catch (const RedactionError& error) {
             EXPECT_EQ(error.kind(), c.kind);
             EXPECT_EQ(error.pageIndex(), c.failedPage);
+            EXPECT_EQ(error.pageFailure(), c.why);
         }
         EXPECT_EQ(progress, c.progress);
         EXPECT_EQ(filesIn(dir.path()), c.folderInTheWay ? std::vector{c.output} : std::vector<std::string>{});
