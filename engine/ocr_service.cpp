@@ -12,7 +12,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <mutex>
 #include <system_error>
@@ -173,6 +175,53 @@ std::vector<std::uint8_t> inkOnWhite(const PageImage& image, double dpi) {
     return grey;
 }
 
+void checkUsable(const PageImage& image) {
+    const auto expected = static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height) *
+                          static_cast<std::size_t>(image.components);
+    if (image.width <= 0 || image.height <= 0 || image.components < 3 || image.samples.size() < expected) {
+        throw OcrError("Text recognition was given an unusable page image.");
+    }
+}
+
+// The model or models `languages`, quiet; nothing when they cannot be loaded.
+std::unique_ptr<tesseract::TessBaseAPI> loadModel(const std::filesystem::path& folder, const std::string& languages,
+                                                  tesseract::OcrEngineMode mode) {
+    auto api = std::make_unique<tesseract::TessBaseAPI>();
+    const std::vector<std::string> names = {"debug_file"};
+    const std::vector<std::string> values = {"/dev/null"};
+    // Loading sets the recogniser's process-wide parameters; workers starting together must
+    // take turns.
+    static std::mutex loading;
+    const std::lock_guard lock(loading);
+    if (folder.empty() || api->Init(folder.c_str(), languages.c_str(), mode, nullptr, 0, &names, &values, false) != 0) {
+        return nullptr;
+    }
+    return api;
+}
+
+// Below this the orientation model is guessing: around 7 on three lines of text, 15 to 20 on a
+// full page.
+constexpr float kSureOrientation = 5;
+
+// A word the recogniser is this sure of is nearly always right; text read upside down or
+// sideways gives few of them.
+constexpr float kConfidentWord = 80;
+
+// The word being read, counted into its line once it ends.
+struct WordCount {
+    std::size_t line = SIZE_MAX;
+    bool confident = false;
+    std::size_t letters = 0;
+
+    void close(std::vector<OcrLine>& lines) {
+        if (line < lines.size() && letters >= 3) {
+            ++lines[line].words;
+            lines[line].confidentWords += confident;
+        }
+        line = SIZE_MAX;
+    }
+};
+
 bool cancelRequested(void* token, int) {
     return static_cast<const std::stop_token*>(token)->stop_requested();
 }
@@ -235,34 +284,52 @@ OcrService::OcrService(const std::string& languages, const ReadingFeatures& feat
     if (folder.empty()) {
         throw OcrError("Text recognition is not available: no language data is installed.");
     }
-    api_ = std::make_unique<tesseract::TessBaseAPI>();
-    const std::vector<std::string> names = {"debug_file"};
-    const std::vector<std::string> values = {"/dev/null"};
-    // Loading sets the recogniser's process-wide parameters; workers starting together must
-    // take turns.
-    static std::mutex loading;
-    const std::lock_guard lock(loading);
-    if (api_->Init(folder.c_str(), languages_.c_str(), tesseract::OEM_LSTM_ONLY, nullptr, 0, &names, &values, false) !=
-        0) {
+    api_ = loadModel(folder, languages_, tesseract::OEM_LSTM_ONLY);
+    if (!api_) {
         throw OcrError("Text recognition could not load its language data (" + languages_ + ").");
     }
     api_->SetPageSegMode(tesseract::PSM_AUTO);
 }
 
 OcrService::~OcrService() {
-    if (api_) {
-        api_->End();
+    for (auto* api : {api_.get(), orientation_.get()}) {
+        if (api) {
+            api->End();
+        }
     }
+}
+
+std::optional<int> OcrService::textTurn(const PageImage& image, double dpi) {
+    checkUsable(image);
+    if (!orientation_ && !orientationUnavailable_) {
+        // Only the legacy engine reads orientation.
+        orientation_ = loadModel(tessdataDirectory(), "osd", tesseract::OEM_TESSERACT_ONLY);
+        orientationUnavailable_ = !orientation_;
+        if (orientation_) {
+            orientation_->SetPageSegMode(tesseract::PSM_OSD_ONLY);
+        }
+    }
+    if (!orientation_) {
+        return std::nullopt;
+    }
+    std::vector<std::uint8_t> grey = features_.lightInk ? inkOnWhite(image, dpi) : greyPixels(image);
+    orientation_->SetImage(grey.data(), image.width, image.height, 1, image.width);
+    orientation_->SetSourceResolution(static_cast<int>(std::lround(dpi)));
+    int degrees = 0;
+    float confidence = 0;
+    const char* script = nullptr;
+    float scriptConfidence = 0;
+    const bool found = orientation_->DetectOrientationScript(&degrees, &confidence, &script, &scriptConfidence);
+    orientation_->Clear();
+    if (!found || !(confidence >= kSureOrientation) || degrees % 90 != 0) {
+        return std::nullopt;
+    }
+    return (degrees % 360 + 360) % 360;
 }
 
 std::vector<OcrLine> OcrService::recognize(const PageImage& image, double dpi, float minimumLineHeight,
                                            std::stop_token stop) {
-    const auto expected = static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height) *
-                          static_cast<std::size_t>(image.components);
-    if (image.width <= 0 || image.height <= 0 || image.components < 3 || image.samples.size() < expected) {
-        throw OcrError("Text recognition was given an unusable page image.");
-    }
-
+    checkUsable(image);
     std::vector<std::uint8_t> grey = features_.lightInk ? inkOnWhite(image, dpi) : greyPixels(image);
     api_->SetImage(grey.data(), image.width, image.height, 1, image.width);
     std::vector<std::uint8_t>().swap(grey);  // the recogniser keeps its own copy
@@ -286,6 +353,7 @@ std::vector<OcrLine> OcrService::recognize(const PageImage& image, double dpi, f
     bool inLine = false;
     bool keepLine = false;
     std::size_t block = 0;
+    WordCount word;
     std::unique_ptr<tesseract::ResultIterator> it(api_->GetIterator());
     if (it) {
         it->Begin();
@@ -321,6 +389,12 @@ std::vector<OcrLine> OcrService::recognize(const PageImage& image, double dpi, f
             } else if (keepLine && atWord && !lines.back().text.empty()) {
                 lines.back().text += ' ';
             }
+            if (atWord) {
+                word.close(lines);
+                if (keepLine) {
+                    word = {lines.size() - 1, it->Confidence(tesseract::RIL_WORD) >= kConfidentWord, 0};
+                }
+            }
             if (!keepLine) {
                 continue;
             }
@@ -328,6 +402,8 @@ std::vector<OcrLine> OcrService::recognize(const PageImage& image, double dpi, f
             if (symbol.empty()) {
                 continue;
             }
+            const auto first = static_cast<unsigned char>(symbol[0]);
+            word.letters += first >= 0x80 || std::isalnum(first);
             OcrLine& line = lines.back();
             int left = 0, top = 0, right = 0, bottom = 0;
             OcrLine::Symbol entry;
@@ -339,6 +415,7 @@ std::vector<OcrLine> OcrService::recognize(const PageImage& image, double dpi, f
                 line.symbols.push_back(entry);
             }
         } while (it->Next(tesseract::RIL_SYMBOL));
+        word.close(lines);
     }
     it.reset();
     api_->Clear();

@@ -41,7 +41,9 @@ struct OcrLine {
     // False for a line the recogniser read turned (sideways text in a vertical block): its
     // character boxes are not to be trusted, only the line's own box.
     bool upright = true;
-    std::size_t block = 0;  // lines of one block share it, counted from 0 in reading order
+    std::size_t block = 0;           // lines of one block share it, counted from 0 in reading order
+    std::size_t words = 0;           // words of three or more letters or digits
+    std::size_t confidentWords = 0;  // those of them the recogniser is sure of
     std::vector<Symbol> symbols;
 
     // Union of the boxes of the symbols that overlap the byte range [begin, end); nothing
@@ -73,10 +75,16 @@ public:
     std::vector<OcrLine> recognize(const PageImage& image, double dpi, float minimumLineHeight,
                                    std::stop_token stop = {});
 
+    // The clockwise turn (0, 90, 180 or 270) the text on `image` stands in, by the orientation
+    // model; nothing when there is too little text to be sure or the model is not installed.
+    std::optional<int> textTurn(const PageImage& image, double dpi);
+
     const std::string& languages() const { return languages_; }
 
 private:
     std::unique_ptr<tesseract::TessBaseAPI> api_;
+    std::unique_ptr<tesseract::TessBaseAPI> orientation_;  // loaded on first use
+    bool orientationUnavailable_ = false;
     std::string languages_;
     ReadingFeatures features_;
 };

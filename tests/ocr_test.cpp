@@ -300,12 +300,17 @@ TEST(Ocr, TurnedTextPagesGetTheTextLayersBoxes) {
     }
 }
 
+// Whether /Rotate shows the scan upright or the sheet went in turned and nothing says so (too
+// little text here for the orientation model to be sure).
 TEST(Ocr, HitsOnTurnedScansLandOnTheWordAsDisplayed) {
-    for (const auto& [rotate, media] :
-         {std::pair{90, PageRect{-50, 30, 420, 595}}, std::pair{180, PageRect{0, 0, 612, 792}},
-          std::pair{270, PageRect{0, 0, 612, 792}}, std::pair{0, PageRect{100, 200, 420, 595}}}) {
-        SCOPED_TRACE(rotate);
-        ScanPage page{PageSpec{.mediaBox = media}, rotate};
+    const std::tuple<int, int, PageRect> cases[] = {
+        {90, 0, {-50, 30, 420, 595}}, {180, 0, {0, 0, 612, 792}},  {270, 0, {0, 0, 612, 792}},
+        {0, 0, {100, 200, 420, 595}}, {0, 90, {0, 0, 612, 792}},   {0, 180, {100, 200, 420, 595}},
+        {0, 270, {0, 0, 612, 792}},   {90, 180, {0, 0, 612, 792}},
+    };
+    for (const auto& [rotate, turn, media] : cases) {
+        SCOPED_TRACE(::testing::Message() << rotate << " " << turn);
+        ScanPage page{.source = {.mediaBox = media}, .rotate = rotate, .turn = turn};
         page.source.texts = {TextRun{"Patient: Eleanor Whitfield", media.x + 60, media.maxY() - 90, 12}};
         const auto results = search(scanned({page}), "whitfield");
         ASSERT_EQ(results.size(), 1u);
