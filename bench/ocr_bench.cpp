@@ -2,15 +2,22 @@
 // pipeline a user would script, in the same run: pdftoppm renders the pages at the same
 // resolution, then the `tesseract` command reads them one by one (OMP_THREAD_LIMIT=1).
 //
-//   norvane-ocr-bench IN.pdf WORKDIR QUERY [RUNS]
+//   norvane-ocr-bench IN.pdf WORKDIR QUERY [RUNS] [verify]
+//
+// With "verify" only the verification is timed, on a copy boxed from the text layer's hits.
+// Then what parts of reading cost, one thread, on the first pages: light ink and orientation
+// each switched off, the languages automatic choice may add, and a scan fed in upside down.
 //
 // We use every core (at most 4 workers); the pipeline runs one page at a time. Each side runs RUNS times (default 2),
 // alternating, and its fastest run counts, so a burst of load from elsewhere does not decide the ratio. Wall and CPU
 // seconds are reported; on a shared machine the CPU figures are the steadier ones.
 
 #include "bench/bench_support.h"
+#include "engine/ocr_service.h"
+#include "engine/page_reading.h"
 #include "engine/redaction_engine.h"
 #include "records/redaction_records.h"
+#include "tests/support/scan_factory.h"
 
 #include <algorithm>
 #include <chrono>
@@ -55,15 +62,66 @@ void report(const char* what, const Timing& ours, const Timing& command, std::in
         ours.cpu / command.cpu);
 }
 
+// Our reading of `pages` pages on this thread, as one search or verification worker reads them.
+Timing timeReading(const SharedPdfDocument& document, std::int64_t pages, double dpi, float minimumLineHeight,
+                   const std::string& languages, const ReadingFeatures& features, int runs,
+                   std::size_t* found = nullptr, const std::string& query = {}) {
+    const mu::Session session(document);
+    std::optional<OcrService> ocr(std::in_place, languages, features);
+    Timing best = kNotRun;
+    for (int run = 0; run < runs; ++run) {
+        std::size_t hits = 0;
+        best = fastest(best, timeOurs([&] {
+                           for (std::int64_t page = 0; page < pages; ++page) {
+                               const auto readings =
+                                   readPage(session, page, dpi, minimumLineHeight, ocr, languages, {}, features);
+                               for (const auto& reading : std::get<std::vector<PageReading>>(readings)) {
+                                   for (const auto& line : reading.lines) {
+                                       hits += !findAllIgnoringCaseAndAccents(line.text, query).empty();
+                                   }
+                               }
+                           }
+                       }));
+        if (found) {
+            *found = hits;
+        }
+    }
+    return best;
+}
+
+void reportParts(const char* what, const SharedPdfDocument& document, std::int64_t pages, double dpi,
+                 float minimumLineHeight, int runs) {
+    struct Part {
+        const char* name;
+        ReadingFeatures features;
+    };
+    const Part parts[] = {{"all on", {}},
+                          {"light ink off", {.lightInk = false}},
+                          {"orientation off", {.orientation = false}},
+                          {"both off", {.lightInk = false, .orientation = false}}};
+    std::vector<Timing> timings;
+    for (const Part& part : parts) {
+        timings.push_back(timeReading(document, pages, dpi, minimumLineHeight, "eng", part.features, runs));
+    }
+    const double n = static_cast<double>(pages);
+    std::printf("%s, cpu s/page:", what);
+    for (std::size_t i = 0; i < timings.size(); ++i) {
+        std::printf("  %s %.3f", parts[i].name, timings[i].cpu / n);
+    }
+    std::printf("\n  light ink costs %+.1f %%, orientation %+.1f %% (each against it off)\n",
+                100 * (timings[0].cpu / timings[1].cpu - 1), 100 * (timings[0].cpu / timings[2].cpu - 1));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     setenv("OMP_THREAD_LIMIT", "1", 0);
-    if (argc != 4 && argc != 5) {
-        std::cerr << "usage: norvane-ocr-bench IN.pdf WORKDIR QUERY [RUNS]\n";
+    if (argc < 4 || argc > 6) {
+        std::cerr << "usage: norvane-ocr-bench IN.pdf WORKDIR QUERY [RUNS] [verify]\n";
         return 2;
     }
-    const int runs = argc == 5 ? std::max(1, std::atoi(argv[4])) : 2;
+    const int runs = argc >= 5 ? std::max(1, std::atoi(argv[4])) : 2;
+    const bool verifyOnly = argc == 6 && std::string(argv[5]) == "verify";
     try {
         const fs::path input = argv[1];
         const fs::path work = argv[2];
@@ -74,15 +132,19 @@ int main(int argc, char** argv) {
 
         // OCR search at 220 dpi.
         std::vector<RedactionSearchResult> hits;
-        Timing searchOurs = kNotRun;
-        Timing searchCommand = kNotRun;
-        for (int run = 0; run < runs; ++run) {
-            searchOurs = fastest(
-                searchOurs, timeOurs([&] { hits = RedactionEngine::ocrMatches(document, query, {}, {}).results; }));
-            searchCommand = fastest(searchCommand, timePipeline(input, 220, work / "search-220"));
+        if (verifyOnly) {
+            hits = RedactionEngine::nativeTextMatches(document, query).results;
+        } else {
+            Timing searchOurs = kNotRun;
+            Timing searchCommand = kNotRun;
+            for (int run = 0; run < runs; ++run) {
+                searchOurs = fastest(
+                    searchOurs, timeOurs([&] { hits = RedactionEngine::ocrMatches(document, query, {}, {}).results; }));
+                searchCommand = fastest(searchCommand, timePipeline(input, 220, work / "search-220"));
+            }
+            std::printf("OCR search for \"%s\": %zu matches\n", query.c_str(), hits.size());
+            report("OCR search, 220 dpi", searchOurs, searchCommand, pages);
         }
-        std::printf("OCR search for \"%s\": %zu matches\n", query.c_str(), hits.size());
-        report("OCR search, 220 dpi", searchOurs, searchCommand, pages);
 
         // A secure copy with those hits boxed and labelled, then its verification at 150 dpi.
         std::vector<RedactionRegion> regions;
@@ -111,6 +173,42 @@ int main(int argc, char** argv) {
                     static_cast<long long>(verification.checkedPages()));
         report("verification, 150 dpi", verifyOurs, verifyCommand, pages);
         std::printf("targets: OCR search ratio <= 0.50; verification <= 0.45 s/page\n");
+
+        const std::int64_t sample = std::min<std::int64_t>(pages, 4);
+        std::printf("\nparts of reading, one thread, first %lld pages, best of %d:\n", static_cast<long long>(sample),
+                    runs);
+        if (!verifyOnly) {
+            reportParts("search reading, 220 dpi", document, sample, 220, 0.008f, runs);
+        }
+        reportParts("verification reading, 150 dpi", PdfDocument::open(secure), sample, 150, 0, runs);
+
+        if (!verifyOnly) {
+            // Each model the automatic choice adds for a term's letters, read over English pages.
+            const Timing english = timeReading(document, sample, 220, 0.008f, "eng", {}, runs);
+            std::printf("languages, 220 dpi, cpu s/page: eng %.3f", english.cpu / static_cast<double>(sample));
+            for (const char* languages : {"pol+eng", "rus+eng", "ell+eng", "ell+rus+pol+eng"}) {
+                const Timing more = timeReading(document, sample, 220, 0.008f, languages, {}, runs);
+                std::printf("  %s %.3f (%+.0f %%)", languages, more.cpu / static_cast<double>(sample),
+                            100 * (more.cpu / english.cpu - 1));
+            }
+            std::printf("\n");
+        }
+
+        // A dense scan fed in upside down, /Rotate 0: what reading it the right way costs.
+        testing::PageSpec dense;
+        for (int line = 0; line < 36; ++line) {
+            dense.texts.push_back({line % 9 == 4 ? "Mr. Harrington confirmed the payment schedule by telephone."
+                                                 : "The quarterly statement lists every transfer made in the period.",
+                                   72, 740.0 - 18 * line, 11});
+        }
+        const auto upsideDown =
+            PdfDocument::fromBytes(testing::buildScannedPdf({testing::ScanPage{.source = dense, .turn = 180}}));
+        std::size_t off = 0;
+        std::size_t on = 0;
+        const Timing plain = timeReading(upsideDown, 1, 220, 0.008f, "eng", {.orientation = false}, runs, &off, query);
+        const Timing turned = timeReading(upsideDown, 1, 220, 0.008f, "eng", {}, runs, &on, query);
+        std::printf("scan upside down, 220 dpi: orientation off %.3f s (%zu lines with the query), on %.3f s (%zu)\n",
+                    plain.cpu, off, turned.cpu, on);
         return 0;
     } catch (const std::exception& error) {
         std::cerr << "norvane-ocr-bench: " << error.what() << '\n';
