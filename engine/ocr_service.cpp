@@ -74,6 +74,10 @@ NormalizedBox unite(const NormalizedBox& a, const NormalizedBox& b) {
 // memory of its own colour copy.
 std::vector<std::uint8_t> greyPixels(const PageImage& image) {
     const auto count = static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height);
+    if (image.components == 1) {
+        return std::vector<std::uint8_t>(image.samples.begin(),
+                                         image.samples.begin() + static_cast<std::ptrdiff_t>(count));
+    }
     const auto components = static_cast<std::size_t>(image.components);
     std::vector<std::uint8_t> grey(count);
     const std::uint8_t* in = image.samples.data();
@@ -91,7 +95,7 @@ std::vector<std::uint8_t> greyPixels(const PageImage& image) {
 constexpr int kBins = 16;
 constexpr int kNoise = 16;  // paper grain and scanner noise stay white
 constexpr int kGain = 4;    // 80 levels off the paper is full black: #AAAAAA on white is
-constexpr std::size_t kMaxCells = 1 << 20;
+constexpr std::size_t kMaxCells = 1 << 18;
 
 struct LevelBins {
     std::array<std::uint32_t, kBins> count{};
@@ -178,7 +182,8 @@ std::vector<std::uint8_t> inkOnWhite(const PageImage& image, double dpi) {
 void checkUsable(const PageImage& image) {
     const auto expected = static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height) *
                           static_cast<std::size_t>(image.components);
-    if (image.width <= 0 || image.height <= 0 || image.components < 3 || image.samples.size() < expected) {
+    if (image.width <= 0 || image.height <= 0 || (image.components != 1 && image.components < 3) ||
+        image.samples.size() < expected) {
         throw OcrError("Text recognition was given an unusable page image.");
     }
 }
@@ -233,6 +238,13 @@ std::string takeText(char* text) {
 }
 
 }  // namespace
+
+PageImage greyImage(PageImage image) {
+    std::vector<std::uint8_t> grey = greyPixels(image);
+    image.samples.swap(grey);
+    image.components = 1;
+    return image;
+}
 
 std::optional<NormalizedBox> OcrLine::boxForRange(std::size_t begin, std::size_t end) const {
     std::optional<NormalizedBox> covered;

@@ -66,13 +66,15 @@ PageReadings readPage(const mu::Session& session, std::int64_t pageIndex, double
     if (!shown) {
         return shown.failure().value_or(PageFailure::unrenderable);
     }
+    // Kept grey until every turn is read: the recogniser reads no more of it.
+    PageImage displayed = greyImage(std::move(*shown));
     if (!ocr) {
         ocr.emplace(languages, features);
     }
     std::vector<PageReading> readings;
     std::vector<int> turnsRead;
     const auto read = [&](int turn) {
-        PageImage image = turn == 0 ? std::move(*shown) : turned(readings.front().geometry, turn);
+        PageImage image = turn == 0 ? std::move(displayed) : turned(readings.front().geometry, turn);
         PageReading reading;
         reading.lines = ocr->recognize(image, dpi, minimumLineHeight, stop);
         if (turn != 0) {
@@ -82,7 +84,7 @@ PageReadings readPage(const mu::Session& session, std::int64_t pageIndex, double
         readings.push_back(std::move(reading));
         turnsRead.push_back(turn);
     };
-    read(0);  // the displayed image stays with the first reading until every turn is read
+    read(0);
     // The page as stored: turned back by its /Rotate.
     if (const int rotation = document.page(pageIndex).rotation; rotation != 0) {
         read(360 - rotation);
