@@ -81,6 +81,7 @@ TEST(Ocr, LanguagesFollowTheLettersOfTheTerms) {
         {"\u674e\u660e Smith \u674e", "eng", {"\u674e", "\u660e"}},
         {"\u0141ukasz", "eng", {"\u0141"}},
         {"\u0141UKASZ \u0142ukasz", "eng+pol", {}},
+        {"STRA\u1e9eE", "eng+deu", {}},
         {"M\u00fcller Zoe\u0308 Ren\u00e9e", "eng", {}},
         {"\u03a3\u03a9\u039a\u03a1\u0391\u03a4\u0397\u03a3", "eng+ell", {}},
         {"Zero\u200bwidth\u00ad\tjoin\u200d", "eng", {}},
