@@ -5,8 +5,9 @@
 //   norvane-ocr-bench IN.pdf WORKDIR QUERY [RUNS] [verify]
 //
 // With "verify" only the verification is timed, on a copy boxed from the text layer's hits.
-// Then what parts of reading cost, one thread, on the first pages: light ink and orientation
-// each switched off, the languages automatic choice may add, and a scan fed in upside down.
+// Then what parts of reading cost, one thread, on the first pages (best of at least 3, page by
+// page): light ink and orientation each switched off, the languages automatic choice may add,
+// and a scan fed in upside down.
 //
 // We use every core (at most 4 workers); the pipeline runs one page at a time. Each side runs RUNS times (default 2),
 // alternating, and its fastest run counts, so a burst of load from elsewhere does not decide the ratio. Wall and CPU
@@ -25,6 +26,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -62,47 +65,65 @@ void report(const char* what, const Timing& ours, const Timing& command, std::in
         ours.cpu / command.cpu);
 }
 
-// Our reading of `pages` pages on this thread, as one search or verification worker reads them.
-Timing timeReading(const SharedPdfDocument& document, std::int64_t pages, double dpi, float minimumLineHeight,
-                   const std::string& languages, const ReadingFeatures& features, int runs,
-                   std::size_t* found = nullptr, const std::string& query = {}) {
-    const mu::Session session(document);
-    std::optional<OcrService> ocr(std::in_place, languages, features);
-    Timing best = kNotRun;
+// One way of reading, kept warm between runs: a worker's session and recogniser.
+struct Reading {
+    std::string languages = "eng";
+    ReadingFeatures features{};
+    const char* name = "";
+};
+
+// Our reading of `pages` pages on this thread, as one search or verification worker reads them,
+// each way of reading in turn within every run so that load from elsewhere falls on all alike.
+// `found` gets, per way, the lines holding `query`.
+std::vector<Timing> timeReadings(const SharedPdfDocument& document, std::int64_t pages, double dpi,
+                                 float minimumLineHeight, const std::vector<Reading>& ways, int runs,
+                                 std::vector<std::size_t>* found = nullptr, const std::string& query = "-") {
+    std::vector<std::unique_ptr<mu::Session>> sessions;
+    std::vector<std::optional<OcrService>> ocrs(ways.size());
+    for (std::size_t i = 0; i < ways.size(); ++i) {
+        sessions.push_back(std::make_unique<mu::Session>(document));
+        ocrs[i].emplace(ways[i].languages, ways[i].features);
+    }
+    // Best of the runs page by page, so that a burst of load spoils one page of one way at most.
+    std::vector<std::vector<Timing>> best(ways.size(), std::vector<Timing>(static_cast<std::size_t>(pages), kNotRun));
+    std::vector<std::size_t> hits(ways.size());
     for (int run = 0; run < runs; ++run) {
-        std::size_t hits = 0;
-        best = fastest(best, timeOurs([&] {
-                           for (std::int64_t page = 0; page < pages; ++page) {
-                               const auto readings =
-                                   readPage(session, page, dpi, minimumLineHeight, ocr, languages, {}, features);
-                               for (const auto& reading : std::get<std::vector<PageReading>>(readings)) {
-                                   for (const auto& line : reading.lines) {
-                                       hits += !findAllIgnoringCaseAndAccents(line.text, query).empty();
+        std::fill(hits.begin(), hits.end(), 0);
+        for (std::int64_t page = 0; page < pages; ++page) {
+            for (std::size_t i = 0; i < ways.size(); ++i) {
+                auto& slot = best[i][static_cast<std::size_t>(page)];
+                slot = fastest(slot, timeOurs([&] {
+                                   const auto readings = readPage(*sessions[i], page, dpi, minimumLineHeight, ocrs[i],
+                                                                  ways[i].languages, {}, ways[i].features);
+                                   for (const auto& reading : std::get<std::vector<PageReading>>(readings)) {
+                                       for (const auto& line : reading.lines) {
+                                           hits[i] += !findAllIgnoringCaseAndAccents(line.text, query).empty();
+                                       }
                                    }
-                               }
-                           }
-                       }));
-        if (found) {
-            *found = hits;
+                               }));
+            }
         }
     }
-    return best;
+    if (found) {
+        *found = hits;
+    }
+    std::vector<Timing> totals(ways.size());
+    for (std::size_t i = 0; i < ways.size(); ++i) {
+        for (const Timing& page : best[i]) {
+            totals[i].wall += page.wall;
+            totals[i].cpu += page.cpu;
+        }
+    }
+    return totals;
 }
 
 void reportParts(const char* what, const SharedPdfDocument& document, std::int64_t pages, double dpi,
                  float minimumLineHeight, int runs) {
-    struct Part {
-        const char* name;
-        ReadingFeatures features;
-    };
-    const Part parts[] = {{"all on", {}},
-                          {"light ink off", {.lightInk = false}},
-                          {"orientation off", {.orientation = false}},
-                          {"both off", {.lightInk = false, .orientation = false}}};
-    std::vector<Timing> timings;
-    for (const Part& part : parts) {
-        timings.push_back(timeReading(document, pages, dpi, minimumLineHeight, "eng", part.features, runs));
-    }
+    const std::vector<Reading> parts = {{.features = {}, .name = "all on"},
+                                        {.features = {.lightInk = false}, .name = "light ink off"},
+                                        {.features = {.orientation = false}, .name = "orientation off"},
+                                        {.features = {.lightInk = false, .orientation = false}, .name = "both off"}};
+    const std::vector<Timing> timings = timeReadings(document, pages, dpi, minimumLineHeight, parts, runs);
     const double n = static_cast<double>(pages);
     std::printf("%s, cpu s/page:", what);
     for (std::size_t i = 0; i < timings.size(); ++i) {
@@ -174,22 +195,26 @@ int main(int argc, char** argv) {
         report("verification, 150 dpi", verifyOurs, verifyCommand, pages);
         std::printf("targets: OCR search ratio <= 0.50; verification <= 0.45 s/page\n");
 
-        const std::int64_t sample = std::min<std::int64_t>(pages, 4);
-        std::printf("\nparts of reading, one thread, first %lld pages, best of %d:\n", static_cast<long long>(sample),
-                    runs);
+        const std::int64_t sample = std::min<std::int64_t>(pages, 6);
+        const int partRuns = std::max(runs, 3);
+        std::printf("\nparts of reading, one thread, first %lld pages, each the best of %d:\n",
+                    static_cast<long long>(sample), partRuns);
         if (!verifyOnly) {
-            reportParts("search reading, 220 dpi", document, sample, 220, 0.008f, runs);
+            reportParts("search reading, 220 dpi", document, sample, 220, 0.008f, partRuns);
         }
-        reportParts("verification reading, 150 dpi", PdfDocument::open(secure), sample, 150, 0, runs);
+        reportParts("verification reading, 150 dpi", PdfDocument::open(secure), sample, 150, 0, partRuns);
 
         if (!verifyOnly) {
             // Each model the automatic choice adds for a term's letters, read over English pages.
-            const Timing english = timeReading(document, sample, 220, 0.008f, "eng", {}, runs);
-            std::printf("languages, 220 dpi, cpu s/page: eng %.3f", english.cpu / static_cast<double>(sample));
-            for (const char* languages : {"pol+eng", "rus+eng", "ell+eng", "ell+rus+pol+eng"}) {
-                const Timing more = timeReading(document, sample, 220, 0.008f, languages, {}, runs);
-                std::printf("  %s %.3f (%+.0f %%)", languages, more.cpu / static_cast<double>(sample),
-                            100 * (more.cpu / english.cpu - 1));
+            std::vector<Reading> ways;
+            for (const char* languages : {"eng", "pol+eng", "rus+eng", "ell+eng", "ell+rus+pol+eng"}) {
+                ways.push_back({.languages = languages, .name = languages});
+            }
+            const std::vector<Timing> timings = timeReadings(document, sample, 220, 0.008f, ways, partRuns);
+            std::printf("languages, 220 dpi, cpu s/page:");
+            for (std::size_t i = 0; i < ways.size(); ++i) {
+                std::printf("  %s %.3f (%+.0f %%)", ways[i].name, timings[i].cpu / static_cast<double>(sample),
+                            100 * (timings[i].cpu / timings[0].cpu - 1));
             }
             std::printf("\n");
         }
@@ -203,12 +228,12 @@ int main(int argc, char** argv) {
         }
         const auto upsideDown =
             PdfDocument::fromBytes(testing::buildScannedPdf({testing::ScanPage{.source = dense, .turn = 180}}));
-        std::size_t off = 0;
-        std::size_t on = 0;
-        const Timing plain = timeReading(upsideDown, 1, 220, 0.008f, "eng", {.orientation = false}, runs, &off, query);
-        const Timing turned = timeReading(upsideDown, 1, 220, 0.008f, "eng", {}, runs, &on, query);
+        std::vector<std::size_t> found;
+        const std::vector<Timing> turned =
+            timeReadings(upsideDown, 1, 220, 0.008f, {{.features = {.orientation = false}}, {.features = {}}}, partRuns,
+                         &found, query);
         std::printf("scan upside down, 220 dpi: orientation off %.3f s (%zu lines with the query), on %.3f s (%zu)\n",
-                    plain.cpu, off, turned.cpu, on);
+                    turned[0].cpu, found[0], turned[1].cpu, found[1]);
         return 0;
     } catch (const std::exception& error) {
         std::cerr << "norvane-ocr-bench: " << error.what() << '\n';
