@@ -45,6 +45,11 @@ bench: bench-ocr bench-export bench-canvas bench-redact bench-app
 bench-ocr: build
 	bench/ocr.sh $(BUILD_DIR)
 
+# Verification of a secure copy per page against pdftoppm + the tesseract command on its pages.
+.PHONY: bench-verify
+bench-verify: build
+	ONLY=verify bench/ocr.sh $(BUILD_DIR)
+
 # Secure export against Ghostscript's pdfimage24 device, same run (not part of `make test`).
 .PHONY: bench-export
 bench-export: build

@@ -4,6 +4,7 @@
 #
 #   bench/ocr.sh [BUILD_DIR] [IN.pdf] [QUERY]
 #
+# ONLY=verify times the verification alone (make bench-verify).
 # Without IN.pdf a 20-page text document (PAGES=n to change) is made with Ghostscript.
 # Each side runs RUNS times (default 2) and its fastest run counts.
 set -euo pipefail
@@ -57,4 +58,4 @@ PS
   gs -q -dNOPAUSE -dBATCH -dSAFER -sDEVICE=pdfwrite -sOutputFile="$input" "$work/sample.ps"
 fi
 
-OMP_THREAD_LIMIT=1 "$bench" "$input" "$work" "$query" "${RUNS:-2}"
+OMP_THREAD_LIMIT=1 "$bench" "$input" "$work" "$query" "${RUNS:-2}" ${ONLY:+"$ONLY"}

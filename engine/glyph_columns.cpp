@@ -27,7 +27,8 @@ bool inkAt(const PageImage& image, int x, int y) {
         image.samples.data() +
         (static_cast<std::size_t>(y) * static_cast<std::size_t>(image.width) + static_cast<std::size_t>(x)) *
             static_cast<std::size_t>(image.components);
-    return (77u * p[0] + 150u * p[1] + 29u * p[2]) >> 8 < kInk;
+    const unsigned luminance = image.components >= 3 ? (77u * p[0] + 150u * p[1] + 29u * p[2]) >> 8 : p[0];
+    return luminance < kInk;
 }
 
 Cell pixelsOf(const PageImage& image, const NormalizedBox& box) {
@@ -183,8 +184,9 @@ PageImage setInARow(const PageImage& image, const std::vector<Cell>& glyphs, std
     PageImage row;
     row.width = width + spacing * static_cast<int>(glyphs.size() - 1) + 2 * margin;
     row.height = tallest + below + 2 * margin;
-    row.components = 3;
-    row.samples.assign(static_cast<std::size_t>(row.width) * static_cast<std::size_t>(row.height) * 3, 255);
+    row.components = image.components;
+    const auto components = static_cast<std::size_t>(image.components);
+    row.samples.assign(static_cast<std::size_t>(row.width) * static_cast<std::size_t>(row.height) * components, 255);
     int x = margin;
     for (std::size_t i = 0; i < glyphs.size(); ++i) {
         const Cell& g = glyphs[i];
@@ -195,12 +197,12 @@ PageImage setInARow(const PageImage& image, const std::vector<Cell>& glyphs, std
                 const std::uint8_t* from =
                     image.samples.data() + (static_cast<std::size_t>(y) * static_cast<std::size_t>(image.width) +
                                             static_cast<std::size_t>(g.x0 + dx)) *
-                                               static_cast<std::size_t>(image.components);
+                                               components;
                 std::uint8_t* to = row.samples.data() +
                                    (static_cast<std::size_t>(top + y - g.y0) * static_cast<std::size_t>(row.width) +
                                     static_cast<std::size_t>(x + dx)) *
-                                       3;
-                std::copy_n(from, 3, to);
+                                       components;
+                std::copy_n(from, components, to);
             }
         }
         placed.push_back({x, top, x + g.x1 - g.x0, top + g.y1 - g.y0});

@@ -140,6 +140,11 @@ SearchOutcome RedactionEngine::ocrMatches(const SharedPdfDocument& document, con
         return {};
     }
     const std::string languages = resolvedRecognitionLanguages(recognition, {term});
+    // Matching goes by the key, so only its letters must be readable; a page could never show
+    // the others, and "no matches" would be a guess.
+    if (const auto letters = unreadableLetters(queryKey, languages); !letters.empty()) {
+        throw UnreadableTermError(unreadableLettersMessage(letters));
+    }
     return searchRecognisedPages(document, languages, progress, stop,
                                  [&](std::int64_t pageIndex, const auto& readings, auto& results) {
         for (const PageRect& rect : pageMatches(readings, term, queryKey)) {

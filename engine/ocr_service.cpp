@@ -12,7 +12,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <mutex>
 #include <system_error>
@@ -72,6 +74,10 @@ NormalizedBox unite(const NormalizedBox& a, const NormalizedBox& b) {
 // memory of its own colour copy.
 std::vector<std::uint8_t> greyPixels(const PageImage& image) {
     const auto count = static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height);
+    if (image.components == 1) {
+        return std::vector<std::uint8_t>(image.samples.begin(),
+                                         image.samples.begin() + static_cast<std::ptrdiff_t>(count));
+    }
     const auto components = static_cast<std::size_t>(image.components);
     std::vector<std::uint8_t> grey(count);
     const std::uint8_t* in = image.samples.data();
@@ -81,6 +87,145 @@ std::vector<std::uint8_t> greyPixels(const PageImage& image) {
     }
     return grey;
 }
+
+// Ink of any colour and either polarity as black on white, so that one threshold keeps it all:
+// each pixel's distance from the commonest level around it (the paper, or the box under
+// white-on-dark text), with anything clearly off it made dark. A global threshold set by black
+// text drops light grey or yellow ink and reads a dark box as one blot.
+constexpr int kBins = 16;
+constexpr int kNoise = 16;  // paper grain and scanner noise stay white
+constexpr int kGain = 4;    // 80 levels off the paper is full black: #AAAAAA on white is
+constexpr std::size_t kMaxCells = 1 << 18;
+
+struct LevelBins {
+    std::array<std::uint32_t, kBins> count{};
+    std::array<std::uint32_t, kBins> sum{};
+
+    void add(const LevelBins& other) {
+        for (std::size_t k = 0; k < kBins; ++k) {
+            count[k] += other.count[k];
+            sum[k] += other.sum[k];
+        }
+    }
+};
+
+// Sums each entry with its `reach` neighbours along every line of `cells`, in place.
+void sumAlong(std::vector<LevelBins>& cells, std::size_t length, std::size_t stride, std::size_t lines,
+              std::size_t lineStep, std::size_t reach) {
+    std::vector<LevelBins> line(length);
+    for (std::size_t l = 0; l < lines; ++l) {
+        for (std::size_t i = 0; i < length; ++i) {
+            line[i] = cells[l * lineStep + i * stride];
+        }
+        for (std::size_t i = 0; i < length; ++i) {
+            LevelBins total;
+            for (std::size_t j = i > reach ? i - reach : 0; j <= std::min(i + reach, length - 1); ++j) {
+                total.add(line[j]);
+            }
+            cells[l * lineStep + i * stride] = total;
+        }
+    }
+}
+
+std::vector<std::uint8_t> inkOnWhite(const PageImage& image, double dpi) {
+    std::vector<std::uint8_t> grey = greyPixels(image);
+    const auto w = static_cast<std::size_t>(image.width);
+    const auto h = static_cast<std::size_t>(image.height);
+    // Cells of 8 pixels, larger on huge pages so the statistics stay bounded; the neighbourhood
+    // is about a quarter inch, wider than any stroke of body text.
+    std::size_t cell = 8;
+    while (((w + cell - 1) / cell) * ((h + cell - 1) / cell) > kMaxCells) {
+        cell *= 2;
+    }
+    const std::size_t cw = (w + cell - 1) / cell;
+    const std::size_t ch = (h + cell - 1) / cell;
+    const auto reach =
+        static_cast<std::size_t>(std::max(1.0, std::round((dpi / 4 / static_cast<double>(cell) - 1) / 2)));
+
+    std::vector<LevelBins> cells(cw * ch);
+    for (std::size_t y = 0; y < h; ++y) {
+        const std::uint8_t* row = grey.data() + y * w;
+        LevelBins* line = cells.data() + (y / cell) * cw;
+        for (std::size_t x = 0; x < w; ++x) {
+            LevelBins& bins = line[x / cell];
+            const std::size_t k = row[x] / (256 / kBins);
+            ++bins.count[k];
+            bins.sum[k] += row[x];
+        }
+    }
+    sumAlong(cells, cw, 1, ch, cw, reach);
+    sumAlong(cells, ch, cw, cw, 1, reach);
+
+    std::vector<std::uint8_t> background(cw * ch);
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        const auto& count = cells[i].count;
+        const auto k = static_cast<std::size_t>(std::max_element(count.begin(), count.end()) - count.begin());
+        background[i] = static_cast<std::uint8_t>(cells[i].sum[k] / std::max<std::uint32_t>(count[k], 1));
+    }
+    std::vector<LevelBins>().swap(cells);
+
+    std::array<std::uint8_t, 256> tone{};
+    for (int off = 0; off < 256; ++off) {
+        tone[static_cast<std::size_t>(off)] =
+            static_cast<std::uint8_t>(off <= kNoise ? 255 : std::max(0, 255 - (off - kNoise) * kGain));
+    }
+    for (std::size_t y = 0; y < h; ++y) {
+        std::uint8_t* row = grey.data() + y * w;
+        const std::uint8_t* around = background.data() + (y / cell) * cw;
+        for (std::size_t x = 0; x < w; ++x) {
+            row[x] = tone[static_cast<std::size_t>(std::abs(int{row[x]} - int{around[x / cell]}))];
+        }
+    }
+    return grey;
+}
+
+void checkUsable(const PageImage& image) {
+    const auto expected = static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height) *
+                          static_cast<std::size_t>(image.components);
+    if (image.width <= 0 || image.height <= 0 || (image.components != 1 && image.components < 3) ||
+        image.samples.size() < expected) {
+        throw OcrError("Text recognition was given an unusable page image.");
+    }
+}
+
+// The model or models `languages`, quiet; nothing when they cannot be loaded.
+std::unique_ptr<tesseract::TessBaseAPI> loadModel(const std::filesystem::path& folder, const std::string& languages,
+                                                  tesseract::OcrEngineMode mode) {
+    auto api = std::make_unique<tesseract::TessBaseAPI>();
+    const std::vector<std::string> names = {"debug_file"};
+    const std::vector<std::string> values = {"/dev/null"};
+    // Loading sets the recogniser's process-wide parameters; workers starting together must
+    // take turns.
+    static std::mutex loading;
+    const std::lock_guard lock(loading);
+    if (folder.empty() || api->Init(folder.c_str(), languages.c_str(), mode, nullptr, 0, &names, &values, false) != 0) {
+        return nullptr;
+    }
+    return api;
+}
+
+// Below this the orientation model is guessing: around 7 on three lines of text, 15 to 20 on a
+// full page.
+constexpr float kSureOrientation = 5;
+
+// A word the recogniser is this sure of is nearly always right; text read upside down or
+// sideways gives few of them.
+constexpr float kConfidentWord = 80;
+
+// The word being read, counted into its line once it ends.
+struct WordCount {
+    std::size_t line = SIZE_MAX;
+    bool confident = false;
+    std::size_t letters = 0;
+
+    void close(std::vector<OcrLine>& lines) {
+        if (line < lines.size() && letters >= 3) {
+            ++lines[line].words;
+            lines[line].confidentWords += confident;
+        }
+        line = SIZE_MAX;
+    }
+};
 
 bool cancelRequested(void* token, int) {
     return static_cast<const std::stop_token*>(token)->stop_requested();
@@ -93,6 +238,13 @@ std::string takeText(char* text) {
 }
 
 }  // namespace
+
+PageImage greyImage(PageImage image) {
+    std::vector<std::uint8_t> grey = greyPixels(image);
+    image.samples.swap(grey);
+    image.components = 1;
+    return image;
+}
 
 std::optional<NormalizedBox> OcrLine::boxForRange(std::size_t begin, std::size_t end) const {
     std::optional<NormalizedBox> covered;
@@ -137,41 +289,60 @@ std::string recognitionLanguages(std::string_view localeName, const std::filesys
 
 OcrService::OcrService() : OcrService(recognitionLanguages(icu::Locale::getDefault().getName(), tessdataDirectory())) {}
 
-OcrService::OcrService(const std::string& languages) : languages_(languages) {
+OcrService::OcrService(const std::string& languages, const ReadingFeatures& features)
+    : languages_(languages), features_(features) {
     silenceRecogniser();
     const std::filesystem::path folder = tessdataDirectory();
     if (folder.empty()) {
         throw OcrError("Text recognition is not available: no language data is installed.");
     }
-    api_ = std::make_unique<tesseract::TessBaseAPI>();
-    const std::vector<std::string> names = {"debug_file"};
-    const std::vector<std::string> values = {"/dev/null"};
-    // Loading sets the recogniser's process-wide parameters; workers starting together must
-    // take turns.
-    static std::mutex loading;
-    const std::lock_guard lock(loading);
-    if (api_->Init(folder.c_str(), languages_.c_str(), tesseract::OEM_LSTM_ONLY, nullptr, 0, &names, &values, false) !=
-        0) {
+    api_ = loadModel(folder, languages_, tesseract::OEM_LSTM_ONLY);
+    if (!api_) {
         throw OcrError("Text recognition could not load its language data (" + languages_ + ").");
     }
     api_->SetPageSegMode(tesseract::PSM_AUTO);
 }
 
 OcrService::~OcrService() {
-    if (api_) {
-        api_->End();
+    for (auto* api : {api_.get(), orientation_.get()}) {
+        if (api) {
+            api->End();
+        }
     }
+}
+
+std::optional<int> OcrService::textTurn(const PageImage& image, double dpi) {
+    checkUsable(image);
+    if (!orientation_ && !orientationUnavailable_) {
+        // Only the legacy engine reads orientation.
+        orientation_ = loadModel(tessdataDirectory(), "osd", tesseract::OEM_TESSERACT_ONLY);
+        orientationUnavailable_ = !orientation_;
+        if (orientation_) {
+            orientation_->SetPageSegMode(tesseract::PSM_OSD_ONLY);
+        }
+    }
+    if (!orientation_) {
+        return std::nullopt;
+    }
+    std::vector<std::uint8_t> grey = features_.lightInk ? inkOnWhite(image, dpi) : greyPixels(image);
+    orientation_->SetImage(grey.data(), image.width, image.height, 1, image.width);
+    orientation_->SetSourceResolution(static_cast<int>(std::lround(dpi)));
+    int degrees = 0;
+    float confidence = 0;
+    const char* script = nullptr;
+    float scriptConfidence = 0;
+    const bool found = orientation_->DetectOrientationScript(&degrees, &confidence, &script, &scriptConfidence);
+    orientation_->Clear();
+    if (!found || !(confidence >= kSureOrientation) || degrees % 90 != 0) {
+        return std::nullopt;
+    }
+    return (degrees % 360 + 360) % 360;
 }
 
 std::vector<OcrLine> OcrService::recognize(const PageImage& image, double dpi, float minimumLineHeight,
                                            std::stop_token stop) {
-    const auto expected = static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height) *
-                          static_cast<std::size_t>(image.components);
-    if (image.width <= 0 || image.height <= 0 || image.components < 3 || image.samples.size() < expected) {
-        throw OcrError("Text recognition was given an unusable page image.");
-    }
-
-    std::vector<std::uint8_t> grey = greyPixels(image);
+    checkUsable(image);
+    std::vector<std::uint8_t> grey = features_.lightInk ? inkOnWhite(image, dpi) : greyPixels(image);
     api_->SetImage(grey.data(), image.width, image.height, 1, image.width);
     std::vector<std::uint8_t>().swap(grey);  // the recogniser keeps its own copy
     api_->SetSourceResolution(static_cast<int>(std::lround(dpi)));
@@ -194,6 +365,7 @@ std::vector<OcrLine> OcrService::recognize(const PageImage& image, double dpi, f
     bool inLine = false;
     bool keepLine = false;
     std::size_t block = 0;
+    WordCount word;
     std::unique_ptr<tesseract::ResultIterator> it(api_->GetIterator());
     if (it) {
         it->Begin();
@@ -229,6 +401,12 @@ std::vector<OcrLine> OcrService::recognize(const PageImage& image, double dpi, f
             } else if (keepLine && atWord && !lines.back().text.empty()) {
                 lines.back().text += ' ';
             }
+            if (atWord) {
+                word.close(lines);
+                if (keepLine) {
+                    word = {lines.size() - 1, it->Confidence(tesseract::RIL_WORD) >= kConfidentWord, 0};
+                }
+            }
             if (!keepLine) {
                 continue;
             }
@@ -236,6 +414,8 @@ std::vector<OcrLine> OcrService::recognize(const PageImage& image, double dpi, f
             if (symbol.empty()) {
                 continue;
             }
+            const auto first = static_cast<unsigned char>(symbol[0]);
+            word.letters += first >= 0x80 || std::isalnum(first);
             OcrLine& line = lines.back();
             int left = 0, top = 0, right = 0, bottom = 0;
             OcrLine::Symbol entry;
@@ -247,6 +427,7 @@ std::vector<OcrLine> OcrService::recognize(const PageImage& image, double dpi, f
                 line.symbols.push_back(entry);
             }
         } while (it->Next(tesseract::RIL_SYMBOL));
+        word.close(lines);
     }
     it.reset();
     api_->Clear();

@@ -41,7 +41,9 @@ struct OcrLine {
     // False for a line the recogniser read turned (sideways text in a vertical block): its
     // character boxes are not to be trusted, only the line's own box.
     bool upright = true;
-    std::size_t block = 0;  // lines of one block share it, counted from 0 in reading order
+    std::size_t block = 0;           // lines of one block share it, counted from 0 in reading order
+    std::size_t words = 0;           // words of three or more letters or digits
+    std::size_t confidentWords = 0;  // those of them the recogniser is sure of
     std::vector<Symbol> symbols;
     bool stacked = false;  // glyphs of a column read as a line: each character stands on its own glyph
 
@@ -50,30 +52,47 @@ struct OcrLine {
     std::optional<NormalizedBox> boxForRange(std::size_t begin, std::size_t end) const;
 };
 
+// Parts of reading that cost time, all on unless a benchmark switches one off to price it.
+struct ReadingFeatures {
+    bool lightInk = true;     // grey, coloured and white-on-dark text made black on white first
+    bool orientation = true;  // a page whose text is turned without /Rotate also read upright
+};
+
 class OcrService {
 public:
     // English plus the language of the user's locale when its model is installed.
     // Throws OcrError when the models cannot be loaded.
     OcrService();
     // `languages` in the recogniser's own form, e.g. "eng" or "eng+deu".
-    explicit OcrService(const std::string& languages);
+    explicit OcrService(const std::string& languages, const ReadingFeatures& features = {});
     ~OcrService();
     OcrService(const OcrService&) = delete;
     OcrService& operator=(const OcrService&) = delete;
 
-    // Recognises one page image rendered at `dpi`, lines in reading order. Lines whose box is
-    // lower than `minimumLineHeight` × image height are dropped (0 keeps every line).
+    // Recognises one page image (RGB or grey) rendered at `dpi`, lines in reading order. Lines
+    // whose box is lower than `minimumLineHeight` × image height are dropped (0 keeps every line).
     // Throws OcrError when recognition fails, CancellationError when `stop` is requested
     // while it runs.
     std::vector<OcrLine> recognize(const PageImage& image, double dpi, float minimumLineHeight,
                                    std::stop_token stop = {});
 
+    // The clockwise turn (0, 90, 180 or 270) the text on `image` stands in, by the orientation
+    // model; nothing when there is too little text to be sure or the model is not installed.
+    std::optional<int> textTurn(const PageImage& image, double dpi);
+
     const std::string& languages() const { return languages_; }
 
 private:
     std::unique_ptr<tesseract::TessBaseAPI> api_;
+    std::unique_ptr<tesseract::TessBaseAPI> orientation_;  // loaded on first use
+    bool orientationUnavailable_ = false;
     std::string languages_;
+    ReadingFeatures features_;
 };
+
+// The image as one luminance byte a pixel: all the recogniser reads of it, in a third of the
+// memory.
+PageImage greyImage(PageImage image);
 
 // Folder holding the installed language models; empty when none is found.
 std::filesystem::path tessdataDirectory();

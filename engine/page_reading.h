@@ -39,12 +39,15 @@ struct ReadingWorker {
 // Reads the page as displayed and, when its /Rotate turns it, also as stored. A scanner that
 // records orientation stores the pixels turned, so the text is upright as displayed; a page
 // turned afterwards keeps its text upright as stored. The recogniser reads only upright text
-// reliably, so a turned page is read both ways. `ocr` is started on first use with
-// `languages` (throws OcrError when it cannot start). A page that cannot be rendered gives
+// reliably, so a turned page is read both ways; and when neither reading is confidently
+// upright (a sheet scanned sideways or upside down), also in the turn the orientation model
+// finds, or in every turn when it cannot tell. `ocr` is started on first use with `languages`
+// and `features` (throws OcrError when it cannot start). A page that cannot be rendered gives
 // the reason instead of readings.
 using PageReadings = std::variant<std::vector<PageReading>, PageFailure>;
 PageReadings readPage(const mu::Session& session, std::int64_t pageIndex, double dpi, float minimumLineHeight,
-                      std::optional<OcrService>& ocr, const std::string& languages, std::stop_token stop);
+                      std::optional<OcrService>& ocr, const std::string& languages, std::stop_token stop,
+                      const ReadingFeatures& features = {});
 
 // The widened page-space box of a recognised box; nothing for a box of no area, which would
 // cover nothing.

@@ -144,11 +144,19 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
         }
     }
 
+    // A term the recognisers cannot read could still stand in the pixels: never a pass.
+    std::vector<VerificationFinding> findings;
+    for (const std::string& term : terms) {
+        if (!unreadableLetters(term, languages).empty()) {
+            findings.push_back(
+                {term, std::nullopt, std::nullopt, RedactionSource::ocr, FindingReason::unreadableLetters});
+        }
+    }
+
     struct ReadPage {
         TextLayer layer;
         std::vector<PageReading> readings;
     };
-    std::vector<VerificationFinding> findings;
     const std::int64_t pageCount = document->pageCount();
     const int workers = pageWorkerCount(pageCount);
     forEachPageInParallel<ReadingWorker>(

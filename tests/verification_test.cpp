@@ -172,12 +172,21 @@ TEST(Verification, InvisibleCharactersDoNotHideATerm) {
                 ElementsAre("Jones", "Smith"));
 }
 
-// Scans are read as shown, whatever turn their pixels were stored with.
+// Scans are read as shown, whatever turn their pixels were stored with, and upright when a
+// sheet went through turned and nothing records it (text enough for the orientation model).
 TEST(Verification, FindsTermsOnTurnedScans) {
     TempDir dir;
-    const TextRun line{"Beneficiary: Margaret Oyelaran", 72, 700, 14};
-    writeFile(dir.file("scan.pdf"), buildScannedPdf({ScanPage{PageSpec{.texts = {line}}, 90}}));
-    EXPECT_THAT(verify(dir.file("scan.pdf"), {"Oyelaran", "Whitaker"}).suspiciousMatches(), ElementsAre("Oyelaran"));
+    PageSpec page{.texts = {{"Beneficiary: Margaret Oyelaran", 72, 700, 14}}};
+    for (const char* line : {"The undersigned declares that the information given above is true,",
+                             "complete and correct, and that no part of it has been withheld.",
+                             "Payment is due within thirty days of the date of this statement."}) {
+        page.texts.push_back({line, 72, page.texts.back().y - 24, 12});
+    }
+    for (const auto& [rotate, turn] : {std::pair{90, 0}, std::pair{0, 90}, std::pair{0, 180}, std::pair{0, 270}}) {
+        writeFile(dir.file("scan.pdf"), buildScannedPdf({ScanPage{.source = page, .rotate = rotate, .turn = turn}}));
+        EXPECT_THAT(verify(dir.file("scan.pdf"), {"Oyelaran", "Whitaker"}).suspiciousMatches(), ElementsAre("Oyelaran"))
+            << rotate << " " << turn;
+    }
 }
 
 const auto kVerificationFails = ::testing::Throws<RedactionError>(

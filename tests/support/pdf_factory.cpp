@@ -151,8 +151,10 @@ std::vector<unsigned char> buildPdf(const DocumentPlan& plan) {
                        name + " Do Q\n";
         }
         for (const auto& run : page.texts) {
-            content += "BT /" + fontKey(run.font) + " " + num(run.size) + " Tf " + num(run.x) + " " + num(run.y) +
-                       " Td " + str(run.text) + " Tj ET\n";
+            const auto& [r, g, b] = run.colour;
+            const std::string ink = r || g || b ? num(r) + " " + num(g) + " " + num(b) + " rg " : "";
+            content += "BT " + ink + "/" + fontKey(run.font) + " " + num(run.size) + " Tf " + num(run.x) + " " +
+                       num(run.y) + " Td " + str(run.text) + " Tj ET\n";
         }
         for (const auto& r : page.filledBlackRects) {
             content +=
@@ -326,13 +328,14 @@ std::vector<unsigned char> withRevision(const std::vector<unsigned char>& bytes,
 double textWidth(const std::string& text, double size, const std::string& font) {
     mu::Context context;
     fz_context* ctx = context.get();
-    const std::string latin = toLatin1(text);
     float width = 0;
     Held<fz_font, fz_drop_font> f(ctx);
     mu::muCall(ctx, [&] {
         f.ptr = fz_new_base14_font(ctx, font.c_str());
-        for (char c : latin) {
-            width += fz_advance_glyph(ctx, f.ptr, fz_encode_character(ctx, f.ptr, static_cast<unsigned char>(c)), 0);
+        for (const char* c = text.c_str(); *c;) {
+            int unicode = 0;
+            c += fz_chartorune(&unicode, c);
+            width += fz_advance_glyph(ctx, f.ptr, fz_encode_character(ctx, f.ptr, unicode), 0);
         }
     });
     return static_cast<double>(width) * size;

@@ -5,6 +5,7 @@
 #include "engine/pdf_document.h"
 #include "records/redaction_records.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -24,11 +25,12 @@ void PrintTo(const PageRect& rect, std::ostream* os);
 namespace norvane::testing {
 
 struct TextRun {
-    std::string text;  // UTF-8; must be representable in WinAnsi
+    std::string text;  // UTF-8; must be representable in WinAnsi (in a scan: any letter the font has)
     double x = 72;     // baseline start, page space
     double y = 720;
     double size = 12;
     std::string font = "Helvetica";  // any base-14 name
+    std::array<double, 3> colour{};  // RGB, 0 to 1
 };
 
 // An annotation made the way a viewer would make it (with an appearance where it has one).

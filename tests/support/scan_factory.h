@@ -1,6 +1,7 @@
 #pragma once
-// Image-only ("scanned") pages for the recognition tests: a text page built with the PDF
-// factory is rendered to grey pixels and stored as the page's only content.
+// Image-only ("scanned") pages for the recognition tests: a page built with the PDF factory
+// is rendered to pixels, its text drawn straight in (so any letter of the base-14 fonts
+// will do), and stored as the page's only content.
 
 #include "tests/support/pdf_factory.h"
 
@@ -15,6 +16,8 @@ struct ScanPage {
     // still displays upright, as scanners that record orientation write them.
     int rotate = 0;
     double dpi = 200;
+    int turn = 0;         // clockwise turn of the paper in the scanner, which /Rotate does not undo
+    bool colour = false;  // RGB pixels rather than grey
 };
 
 std::vector<unsigned char> buildScannedPdf(const std::vector<ScanPage>& pages);
