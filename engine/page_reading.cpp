@@ -2,6 +2,7 @@
 
 #include "engine/glyph_columns.h"
 #include "engine/line_joins.h"
+#include "engine/redaction_engine.h"
 
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
@@ -238,6 +239,88 @@ std::vector<RecognisedHit> recognisedHits(const std::vector<PageReading>& readin
             });
         if (!placedElsewhere) {
             upright.push_back(std::move(hit));
+        }
+    }
+    return upright;
+}
+
+namespace {
+
+// The boxes for one recognised line. The key decides whether the line matches; the literal
+// query, where recognition spelled it the same way, narrows each box to those characters.
+// When the key holds the query more often than the literal search can place it (another
+// spelling, a hyphen), or the line was read turned, the whole line goes: a tight box on one
+// spelling would leave the other readable.
+std::vector<PageRect> lineMatches(const PageImage& image, const OcrLine& line, const std::string& term,
+                                  const std::string& queryKey) {
+    const std::size_t keyCount = countOccurrences(normalizedSearchKey(line.text), queryKey);
+    if (keyCount == 0) {
+        return {};
+    }
+    std::vector<ByteRange> ranges;
+    if (line.upright) {
+        try {
+            ranges = findAllIgnoringCaseAndAccents(line.text, term);
+        } catch (const MatcherUnavailable&) {
+            ranges.clear();  // nothing placed, so the whole line is covered
+        }
+    }
+    std::vector<PageRect> rects;
+    if (ranges.size() >= keyCount) {
+        for (const ByteRange& range : ranges) {
+            const auto rect = coveringRect(image, line, range.first, range.second);
+            if (!rect) {
+                rects.clear();
+                break;
+            }
+            rects.push_back(*rect);
+        }
+    }
+    if (rects.empty()) {
+        const auto whole = coveringRect(image, line.box);
+        if (!whole) {
+            throw OcrError("Text recognition reported a line without a usable position.");
+        }
+        rects.push_back(*whole);
+    }
+    return rects;
+}
+
+}  // namespace
+
+std::vector<PageRect> termMatches(const std::vector<PageReading>& readings, const std::string& term,
+                                  const std::string& queryKey) {
+    std::vector<PageRect> upright;
+    std::vector<PageRect> turned;
+    for (const PageReading& reading : readings) {
+        const auto& lines = reading.lines;
+        std::vector<std::string> keys;
+        for (const OcrLine& line : lines) {
+            keys.push_back(normalizedSearchKey(line.text));
+        }
+        for (std::size_t i = 0; i < lines.size(); ++i) {
+            std::vector<PageRect> rects = lineMatches(reading.geometry, lines[i], term, queryKey);
+            auto& into = lines[i].upright ? upright : turned;
+            into.insert(into.end(), rects.begin(), rects.end());
+            // A term the recogniser split over this line and the next of its block: both lines
+            // go whole, since no literal search can place the parts.
+            if (i + 1 < lines.size() && lines[i + 1].block == lines[i].block) {
+                if (countOccurrences(keys[i] + keys[i + 1], queryKey) >
+                    countOccurrences(keys[i], queryKey) + countOccurrences(keys[i + 1], queryKey)) {
+                    for (const OcrLine* part : {&lines[i], &lines[i + 1]}) {
+                        if (const auto whole = coveringRect(reading.geometry, part->box)) {
+                            (part->upright ? upright : turned).push_back(*whole);
+                        }
+                    }
+                }
+            }
+        }
+    }
+    for (const PageRect& rect : turned) {
+        const bool placedElsewhere = std::any_of(upright.begin(), upright.end(),
+                                                 [&](const PageRect& tight) { return containsCentreOf(rect, tight); });
+        if (!placedElsewhere) {
+            upright.push_back(rect);
         }
     }
     return upright;

@@ -66,6 +66,13 @@ struct RecognisedHit {
     std::string text;
 };
 
+// Where the OCR search finds `term`, whose key is `queryKey`, in the readings: each line whose
+// key holds it, and two lines of a block that hold it only together. A line gets tight boxes
+// where the literal term places every occurrence, else it goes whole; a line read turned only
+// where no upright reading placed it. Throws OcrError for a line without a usable position.
+std::vector<PageRect> termMatches(const std::vector<PageReading>& readings, const std::string& term,
+                                  const std::string& queryKey);
+
 // Every range `find` reports in every line of the readings. A hit on a line read turned is
 // kept only where no upright reading placed a hit inside it.
 std::vector<RecognisedHit> recognisedHits(const std::vector<PageReading>& readings,

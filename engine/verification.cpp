@@ -71,6 +71,7 @@ using Find = std::function<std::vector<ByteRange>(const std::string&)>;
 struct Search {
     std::optional<std::string> term;  // nothing: a pattern, reported as the text it matched
     Find find;
+    std::string key;  // a term's search key: what the OCR search would find it by
 };
 
 // One finding per line a text-layer match touches (one for a column); the whole page when its
@@ -92,12 +93,33 @@ void textLayerFindings(const TextLayer& layer, const Search& search, std::int64_
     });
 }
 
-// Findings from every reading; one whose place is unknown covers the whole page.
+// Findings from every reading; one whose place is unknown covers the whole page. A term is also
+// found wherever the OCR search would find it (its letters and digits in a line, spaces and
+// punctuation aside), so "J ANE ROE" read from spaced glyphs does not pass for "Jane Roe".
 void recognisedFindings(const std::vector<PageReading>& readings, const Search& search, std::int64_t pageIndex,
                         const PageRect& page, std::vector<VerificationFinding>& findings) {
+    const std::size_t first = findings.size();
     for (RecognisedHit& hit : recognisedHits(readings, search.find)) {
         findings.push_back(
             {search.term.value_or(std::move(hit.text)), pageIndex, hit.rect.value_or(page), RedactionSource::ocr});
+    }
+    if (!search.term || search.key.empty()) {
+        return;
+    }
+    std::vector<PageRect> matches;
+    try {
+        matches = termMatches(readings, *search.term, search.key);
+    } catch (const OcrError&) {
+        throw RedactionError::outputVerificationFailed();
+    }
+    for (const PageRect& rect : matches) {
+        const bool found = std::any_of(findings.begin() + static_cast<std::ptrdiff_t>(first), findings.end(),
+                                       [&](const VerificationFinding& f) {
+            return f.rect && (containsCentreOf(rect, *f.rect) || containsCentreOf(*f.rect, rect));
+        });
+        if (!found) {
+            findings.push_back({*search.term, pageIndex, rect, RedactionSource::ocr});
+        }
     }
 }
 
@@ -129,11 +151,12 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
     std::vector<Search> searches;
     for (const std::string& term : terms) {
         searches.push_back(
-            {term, [needle = singleSpaced(term)](const std::string& text) { return occurrences(text, needle); }});
+            {term, [needle = singleSpaced(term)](const std::string& text) { return occurrences(text, needle); },
+             normalizedSearchKey(term)});
     }
     for (const PatternPreset preset : request.patterns) {
         searches.push_back(
-            {std::nullopt, [preset](const std::string& text) { return patternOccurrences(text, preset); }});
+            {std::nullopt, [preset](const std::string& text) { return patternOccurrences(text, preset); }, {}});
     }
     std::string languages;
     if (!searches.empty()) {
