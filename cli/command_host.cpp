@@ -63,9 +63,16 @@ void CommandHost::progressed(const std::string& status, std::int64_t page, std::
 }
 
 bool reportSearch(const RedactionSession& session, const Console& console, std::vector<UnreadPage>& unread) {
-    if (session.errorMessage() && session.unreadPages().empty()) {
-        console.err << *session.errorMessage() << '\n';
-        return false;
+    switch (session.lastSearch()) {
+        case SearchEnd::read:
+            break;
+        case SearchEnd::unreadableTerm:
+            // Said, and not the end: the copy is still checked for the term, and needs review.
+            console.err << session.errorMessage().value_or("") << '\n';
+            return true;
+        default:
+            console.err << session.errorMessage().value_or(RedactionError::exportFailed().errorDescription()) << '\n';
+            return false;
     }
     for (const UnreadPage& page : session.unreadPages()) {
         console.err << "norvane-redact: Page " << page.pageIndex + 1 << " could not be searched. "

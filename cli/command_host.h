@@ -49,9 +49,9 @@ private:
     std::shared_ptr<RecentRedactionStore> history_;
 };
 
-// Runs the session's last search and says on stderr what it could not do: nothing when it
-// failed (its message printed), else whether it found anything. Unread pages are printed and
-// added to `unread`.
+// Says on stderr what the session's last search could not do. False when it failed (its message
+// printed); a term no loaded recogniser can read is said and goes on, since the copy is checked
+// for it anyway. Unread pages are printed and added to `unread`.
 bool reportSearch(const RedactionSession& session, const Console& console, std::vector<UnreadPage>& unread);
 
 Json toJson(const std::vector<UnreadPage>& pages);

@@ -30,14 +30,19 @@ std::string describeFailure(const std::exception_ptr& failure, const std::string
     }
 }
 
-bool isCancellation(const std::exception_ptr& failure) {
+template <typename Error>
+bool isA(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
-    } catch (const CancellationError&) {
+    } catch (const Error&) {
         return true;
     } catch (...) {
         return false;
     }
+}
+
+bool isCancellation(const std::exception_ptr& failure) {
+    return isA<CancellationError>(failure);
 }
 
 double fractionDone(std::int64_t page, std::int64_t pageCount) {
@@ -186,6 +191,7 @@ SearchResultList RedactionSession::remainingFindings() const {
 void RedactionSession::forgetDocumentWork() {
     latest_.reset();
     unreadPages_.clear();
+    lastSearch_ = SearchEnd::none;
     searchedTerms_.clear();
     searchedPatterns_.clear();
     lastExportRegions_.clear();
@@ -351,6 +357,7 @@ void RedactionSession::runSearch(bool showsProgress, std::string cancelledStatus
         setProgress(0.0);
     }
     unreadPages_.clear();
+    lastSearch_ = SearchEnd::running;
     auto task = beginTask();
     host_.run(task, [this, task, work = std::move(work), status = std::move(status),
                      cancelledStatus = std::move(cancelledStatus)](const StateHop& hop) {
@@ -367,14 +374,18 @@ void RedactionSession::runSearch(bool showsProgress, std::string cancelledStatus
             }
             if (failure) {
                 if (isCancellation(failure)) {
+                    lastSearch_ = SearchEnd::cancelled;
                     setStatusText(cancelledStatus);
                 } else {
+                    lastSearch_ = isA<UnreadableTermError>(failure) ? SearchEnd::unreadableTerm : SearchEnd::failed;
                     setErrorMessage(describeFailure(failure, kSearchFailed));
                 }
             } else {
                 if (task->isCancelled()) {
+                    lastSearch_ = SearchEnd::cancelled;
                     return;  // cancel() already cleared busy and progress; the results are dropped
                 }
+                lastSearch_ = SearchEnd::read;
                 unreadPages_ = std::move(outcome.unreadPages);
                 const std::string shown = status(outcome);
                 setSearchResults(std::move(outcome.results));

@@ -75,6 +75,16 @@ public:
     }
 };
 
+// How the last search ended.
+enum class SearchEnd {
+    none,  // no search yet in this document
+    running,
+    read,            // it read what it could: its results, and the pages it could not read
+    unreadableTerm,  // refused before reading: no loaded recogniser knows some letters of the term
+    failed,          // an error ended it (in the error message)
+    cancelled,
+};
+
 class RedactionSession {
 public:
     RedactionSession(EngineCalls engine, SessionHost& host);
@@ -100,6 +110,7 @@ public:
     const std::string& recognitionLanguages() const { return recognitionLanguages_; }
     // The pages the last search could not read.
     const std::vector<UnreadPage>& unreadPages() const { return unreadPages_; }
+    SearchEnd lastSearch() const { return lastSearch_; }
     // Every term and pattern searched in this document, found or not, in the order first asked.
     const std::vector<std::string>& searchedTerms() const { return searchedTerms_; }
     const std::vector<PatternPreset>& searchedPatterns() const { return searchedPatterns_; }
@@ -205,6 +216,7 @@ private:
     std::string recognitionLanguages_;
 
     std::vector<UnreadPage> unreadPages_;
+    SearchEnd lastSearch_ = SearchEnd::none;
     std::vector<std::string> searchedTerms_;
     std::vector<PatternPreset> searchedPatterns_;
     RegionList lastExportRegions_;

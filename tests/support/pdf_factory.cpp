@@ -335,7 +335,9 @@ double textWidth(const std::string& text, double size, const std::string& font) 
         for (const char* c = text.c_str(); *c;) {
             int unicode = 0;
             c += fz_chartorune(&unicode, c);
-            width += fz_advance_glyph(ctx, f.ptr, fz_encode_character(ctx, f.ptr, unicode), 0);
+            fz_font* used = nullptr;
+            const int glyph = fz_encode_character_with_fallback(ctx, f.ptr, unicode, 0, FZ_LANG_UNSET, &used);
+            width += fz_advance_glyph(ctx, used, glyph, 0);
         }
     });
     return static_cast<double>(width) * size;

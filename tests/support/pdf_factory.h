@@ -25,7 +25,7 @@ void PrintTo(const PageRect& rect, std::ostream* os);
 namespace norvane::testing {
 
 struct TextRun {
-    std::string text;  // UTF-8; must be representable in WinAnsi (in a scan: any letter the font has)
+    std::string text;  // UTF-8; must be representable in WinAnsi (in a scan: any letter MuPDF has a font for)
     double x = 72;     // baseline start, page space
     double y = 720;
     double size = 12;

@@ -50,9 +50,16 @@ ImageSpec scan(const ScanPage& page) {
             text.ptr = nullptr;
             text.ptr = fz_new_text(ctx);
             const auto size = static_cast<float>(run.size);
-            fz_show_string(ctx, text.ptr, font.ptr,
-                           fz_make_matrix(size, 0, 0, size, static_cast<float>(run.x), static_cast<float>(run.y)),
-                           run.text.c_str(), 0, 0, FZ_BIDI_LTR, FZ_LANG_UNSET);
+            // Letters the base-14 font lacks (Han, Hebrew) come from MuPDF's fallback fonts.
+            fz_matrix trm = fz_make_matrix(size, 0, 0, size, static_cast<float>(run.x), static_cast<float>(run.y));
+            for (const char* c = run.text.c_str(); *c;) {
+                int unicode = 0;
+                c += fz_chartorune(&unicode, c);
+                fz_font* used = nullptr;
+                const int glyph = fz_encode_character_with_fallback(ctx, font.ptr, unicode, 0, FZ_LANG_UNSET, &used);
+                fz_show_glyph(ctx, text.ptr, used, trm, glyph, unicode, 0, 0, FZ_BIDI_LTR, FZ_LANG_UNSET);
+                trm.e += fz_advance_glyph(ctx, used, glyph, 0) * size;
+            }
             const float rgb[3] = {static_cast<float>(run.colour[0]), static_cast<float>(run.colour[1]),
                                   static_cast<float>(run.colour[2])};
             fz_fill_text(ctx, device.ptr, text.ptr, pageCtm, fz_device_rgb(ctx), rgb, 1, fz_default_color_params);
