@@ -55,7 +55,7 @@ SearchOutcome RedactionEngine::ocrMatches(const SharedPdfDocument& document, con
                                           const RecognitionOptions& recognition, const PageProgress& progress,
                                           std::stop_token stop) {
     const std::string term = trimmed(query);
-    const std::string queryKey = normalizedSearchKey(term);
+    const std::string queryKey = recognitionKey(term);
     if (term.empty() || queryKey.empty()) {
         return {};
     }

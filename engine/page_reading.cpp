@@ -253,7 +253,7 @@ namespace {
 // spelling would leave the other readable.
 std::vector<PageRect> lineMatches(const PageImage& image, const OcrLine& line, const std::string& term,
                                   const std::string& queryKey) {
-    const std::size_t keyCount = countOccurrences(normalizedSearchKey(line.text), queryKey);
+    const std::size_t keyCount = countOccurrences(recognitionKey(line.text), queryKey);
     if (keyCount == 0) {
         return {};
     }
@@ -296,7 +296,7 @@ std::vector<PageRect> termMatches(const std::vector<PageReading>& readings, cons
         const auto& lines = reading.lines;
         std::vector<std::string> keys;
         for (const OcrLine& line : lines) {
-            keys.push_back(normalizedSearchKey(line.text));
+            keys.push_back(recognitionKey(line.text));
         }
         for (std::size_t i = 0; i < lines.size(); ++i) {
             std::vector<PageRect> rects = lineMatches(reading.geometry, lines[i], term, queryKey);

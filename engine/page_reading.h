@@ -66,10 +66,11 @@ struct RecognisedHit {
     std::string text;
 };
 
-// Where the OCR search finds `term`, whose key is `queryKey`, in the readings: each line whose
-// key holds it, and two lines of a block that hold it only together. A line gets tight boxes
-// where the literal term places every occurrence, else it goes whole; a line read turned only
-// where no upright reading placed it. Throws OcrError for a line without a usable position.
+// Where the OCR search finds `term`, whose recognitionKey is `queryKey`, in the readings:
+// each line whose key holds it, and two lines of a block that hold it only together. A line
+// gets tight boxes where the literal term places every occurrence, else it goes whole; a line
+// read turned only where no upright reading placed it. Throws OcrError for a line without a
+// usable position.
 std::vector<PageRect> termMatches(const std::vector<PageReading>& readings, const std::string& term,
                                   const std::string& queryKey);
 

@@ -128,6 +128,31 @@ std::string normalizedSearchKey(std::string_view text) {
     return toUtf8(kept);
 }
 
+std::string recognitionKey(std::string_view text) {
+    // Strokes a recogniser may read as punctuation, which the key would drop.
+    std::string strokes(text);
+    std::replace_if(
+        strokes.begin(), strokes.end(), [](char c) { return c == ']' || c == '|' || c == '!'; }, 'l');
+    std::string key = normalizedSearchKey(strokes);
+    for (char& c : key) {
+        switch (c) {
+            case '1':
+            case 'i':
+                c = 'l';
+                break;
+            case '0':
+                c = 'o';
+                break;
+            case '5':
+                c = 's';
+                break;
+            default:
+                break;
+        }
+    }
+    return key;
+}
+
 PageRect safetyExpanded(const PageRect& rect) {
     if (!(rect.width > 0) || !(rect.height > 0)) {
         return rect;

@@ -19,6 +19,10 @@ namespace norvane {
 // Folds case and accents (current locale), keeps letters, marks and numbers, lower-cases.
 std::string normalizedSearchKey(std::string_view text);
 
+// normalizedSearchKey with the shapes a recogniser mistakes for each other made one: 1, i, l and
+// the strokes ], | and !; 0 and o; 5 and s. What a recogniser read as "asn]" is then "asn1".
+std::string recognitionKey(std::string_view text);
+
 // Widens by max(0.55·h, 6) sideways and max(0.18·h, 3) vertically; empty rects unchanged.
 PageRect safetyExpanded(const PageRect& rect);
 

@@ -152,7 +152,7 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
     for (const std::string& term : terms) {
         searches.push_back(
             {term, [needle = singleSpaced(term)](const std::string& text) { return occurrences(text, needle); },
-             normalizedSearchKey(term)});
+             recognitionKey(term)});
     }
     for (const PatternPreset preset : request.patterns) {
         searches.push_back(

@@ -29,6 +29,19 @@ TEST(SearchKeys, NormalizedKeyFoldsAndKeepsOnlyLettersMarksAndNumbers) {
     }
 }
 
+// What a recogniser may misread is the same key: "asn]Parser" is read for "asn1Parser".
+TEST(SearchKeys, RecognitionKeysMakeMistakenShapesOne) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"asn]Parser", "asnlparser"}, {"ASN.1", "asnl"},    {"I|l1!", "lllll"},
+        {"B0ND 55", "bondss"},        {"Ölfeld", "olfeld"}, {"x-y", "xy"},
+    };
+    for (const auto& [input, key] : cases) {
+        EXPECT_EQ(recognitionKey(input), key) << input;
+    }
+    EXPECT_EQ(recognitionKey("asn1"), recognitionKey("asnl"));
+    EXPECT_NE(recognitionKey("asn1"), recognitionKey("asn7"));
+}
+
 TEST(SearchKeys, SafetyMarginsComeFromTheHeightWithFloors) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const std::pair<PageRect, PageRect> cases[] = {

@@ -57,6 +57,7 @@ TEST(Verification, TextLayerFindingsAreDistinctTrimmedAndInCodePointOrder) {
         // The text layer holds only "4711-A"; the recognised line holds "4711a" too, by its letters
         // and digits, as the OCR search would find it.
         {{"Invoice No. 4711-A"}, {"4711a", "4711-a"}, {"4711-a", "4711a"}},
+        {{"Invoking asn]Parser now"}, {"asn1Parser"}, {"asn1Parser"}},
         {{"Payment to John", "Whitaker by cheque"}, {"John  Whitaker", "JohnWhitaker"}, {"John  Whitaker"}},
         {{"Payment to John Whit", "aker by cheque"}, {"John Whitaker"}, {}},
         {{"Payment to Harring-", "ton by cheque"}, {"Harrington", "to-ton"}, {"Harrington"}},
