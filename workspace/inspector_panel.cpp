@@ -148,10 +148,10 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     connect(languages_->menu(), &QMenu::aboutToShow, this, &InspectorPanel::fillLanguageMenu);
     // Under the Patterns button: it decides what a preset reads, not what the buttons do.
     auto* patternOptions = new QHBoxLayout();
-    patternOptions->addWidget(languages_);
     patternOptions->addStretch(1);
     patternOptions->addWidget(includeOcr_);
     stack->addLayout(patternOptions);
+    stack->addWidget(languages_, 0, Qt::AlignLeft);
     connect(findText_, &QPushButton::clicked, this, [this] { model_.findNativeText(); });
     connect(ocrSearch_, &QPushButton::clicked, this, [this] { model_.findWithOCR(); });
 
