@@ -42,7 +42,8 @@ QWidget* trustBadge(const QString& title) {
         0, Qt::AlignVCenter);
     auto* label = new ThemedLabel(platformText(title), systemFont(12, QFont::DemiBold), [](const QPalette& p) {
         // The fixed deep green loses contrast on dark surfaces; lighten it there.
-        return isDark(p) ? QColor(110, 210, 140) : QColor::fromRgbF(0.05f, 0.45f, 0.18f);
+        const QColor green = isDark(p) ? QColor(110, 210, 140) : QColor::fromRgbF(0.05f, 0.45f, 0.18f);
+        return readableText(green, p, systemGreen(p), 0.11);
     });
     row->addWidget(label, 0, Qt::AlignVCenter);
     row->addStretch(1);

@@ -1,9 +1,11 @@
 #include "app/how_to_view.h"
 
+#include "ui/accessibility.h"
 #include "ui/theme.h"
 #include "ui/themed_widgets.h"
 #include "ui/typography.h"
 
+#include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLinearGradient>
 #include <QPainter>
@@ -19,11 +21,28 @@ using namespace theme;
 // Brand colours used as text stay readable on dark surfaces; fills keep the exact colour.
 ColorFn brandText(const QColor& color) {
     return [color](const QPalette& palette) {
-        if (!isDark(palette)) return color;
-        QColor lifted = color.toHsl();
-        lifted.setHslF(lifted.hslHueF(), lifted.hslSaturationF(), qMax(lifted.lightnessF(), 0.72f));
-        return lifted.toRgb();
+        QColor shade = color;
+        if (isDark(palette)) {
+            QColor lifted = color.toHsl();
+            lifted.setHslF(lifted.hslHueF(), lifted.hslSaturationF(), qMax(lifted.lightnessF(), 0.72f));
+            shade = lifted.toRgb();
+        }
+        // Also where it sits on its own tint, as in the badges.
+        return readableText(shade, palette, color, 0.1);
     };
+}
+
+// Secondary text inside a box tinted with `tint`.
+ColorFn secondaryOn(const QColor& tint, double alpha) {
+    return [tint, alpha](const QPalette& palette) {
+        return readableText(secondaryLabelColor(palette), palette, tint, alpha);
+    };
+}
+
+ThemedLabel* heading(const QString& text) {
+    auto* label = new ThemedLabel(text, theme::font(TextStyle::Title2, QFont::DemiBold));
+    accessibility::markHeading(label);
+    return label;
 }
 
 ThemedLabel* wrapped(const QString& text, const QFont& font, ColorFn color = primaryText()) {
@@ -79,6 +98,7 @@ EnhancedRedactionHowToView::EnhancedRedactionHowToView(QWidget* parent) : QWidge
     scrollArea_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     scrollArea_->viewport()->setAutoFillBackground(false);
     scrollArea_->setStyleSheet(QStringLiteral("QScrollArea { background: transparent; }"));
+    scrollArea_->setAccessibleName(QStringLiteral("How to Use"));
     outer->addWidget(scrollArea_);
 
     auto* holder = new QWidget;
@@ -100,8 +120,10 @@ EnhancedRedactionHowToView::EnhancedRedactionHowToView(QWidget* parent) : QWidge
     header->setSpacing(18);
     auto* titles = new QVBoxLayout;
     titles->setSpacing(7);
-    titles->addWidget(wrapped(QStringLiteral("How to Use Norvane - Redaction Tool"),
-                              theme::font(TextStyle::LargeTitle, QFont::Bold), brandText(navy())));
+    auto* title = wrapped(QStringLiteral("How to Use Norvane - Redaction Tool"),
+                          theme::font(TextStyle::LargeTitle, QFont::Bold), brandText(navy()));
+    accessibility::markHeading(title);
+    titles->addWidget(title);
     titles->addWidget(wrapped(platformText(QStringLiteral("Redact sensitive information locally on your Mac, then "
                                                           "export a new flattened PDF for sharing.")),
                               theme::font(TextStyle::Title3), secondaryText()));
@@ -117,8 +139,7 @@ EnhancedRedactionHowToView::EnhancedRedactionHowToView(QWidget* parent) : QWidge
     // Methods.
     auto* methods = new QVBoxLayout;
     methods->setSpacing(12);
-    methods->addWidget(new ThemedLabel(QStringLiteral("Choose the right redaction method"),
-                                       theme::font(TextStyle::Title2, QFont::DemiBold)));
+    methods->addWidget(heading(QStringLiteral("Choose the right redaction method")));
     auto* cards = new QHBoxLayout;
     cards->setSpacing(12);
     cards->addWidget(
@@ -150,8 +171,7 @@ EnhancedRedactionHowToView::EnhancedRedactionHowToView(QWidget* parent) : QWidge
     auto* steps = new QVBoxLayout(workflow);
     steps->setContentsMargins(20, 20, 20, 20);
     steps->setSpacing(13);
-    steps->addWidget(
-        new ThemedLabel(QStringLiteral("Recommended workflow"), theme::font(TextStyle::Title2, QFont::DemiBold)));
+    steps->addWidget(heading(QStringLiteral("Recommended workflow")));
     const struct {
         const char* number;
         const char* title;
@@ -193,7 +213,7 @@ EnhancedRedactionHowToView::EnhancedRedactionHowToView(QWidget* parent) : QWidge
         wrapped(QStringLiteral("Exported pages are rebuilt from rendered pixels with the redaction "
                                "regions permanently incorporated. The original PDF text layer, hidden "
                                "objects and source metadata are not copied into the exported pages."),
-                theme::font(TextStyle::Body), secondaryText()));
+                theme::font(TextStyle::Body), secondaryOn(teal(), 0.08)));
     secureTexts->addWidget(wrapped(QStringLiteral("This intentionally trades selectable text for a more conservative "
                                                   "redaction result."),
                                    theme::font(TextStyle::Subheadline, QFont::DemiBold), brandText(navy())));
@@ -203,7 +223,7 @@ EnhancedRedactionHowToView::EnhancedRedactionHowToView(QWidget* parent) : QWidge
     // Tips.
     auto* tips = new QVBoxLayout;
     tips->setSpacing(10);
-    tips->addWidget(new ThemedLabel(QStringLiteral("Useful tips"), theme::font(TextStyle::Title2, QFont::DemiBold)));
+    tips->addWidget(heading(QStringLiteral("Useful tips")));
     tips->addWidget(tip(QStringLiteral("cursorarrow.click.2"),
                         QStringLiteral("For manual redaction, drag slightly beyond the first and last sensitive "
                                        "character rather than drawing an extremely tight box.")));
@@ -216,6 +236,69 @@ EnhancedRedactionHowToView::EnhancedRedactionHowToView(QWidget* parent) : QWidge
                         QStringLiteral("Norvane exports a new PDF. Keep the original separately if you may need the "
                                        "unredacted document later.")));
     stack->addLayout(tips);
+
+    // What the workspace offers beyond the first steps, and the keys that drive it.
+    auto* more = new QVBoxLayout;
+    more->setSpacing(10);
+    more->addWidget(heading(QStringLiteral("More tools")));
+    const struct {
+        const char* icon;
+        const char* text;
+    } kMore[] = {
+        {"text.magnifyingglass",
+         "Patterns finds e-mail addresses, phone numbers, IBANs and other personal data. Turn on Include OCR to "
+         "look for them in the text OCR reads from the pages too."},
+        {"viewfinder",
+         "Recognition Languages chooses what OCR reads. Automatic reads English, your desktop's language and the "
+         "languages of the terms you search."},
+        {"rectangle.fill",
+         "Even-width boxes exports search hits as boxes in equal steps of width, so a box does not give away how "
+         "long the hidden word was."},
+        {"checkmark.shield.fill",
+         "After an export Norvane reads the copy again. Needs Review lists each place where a searched term can "
+         "still be read; Redact Remaining adds boxes for all of them, then export again."},
+        {"magnifyingglass",
+         "Zoom with Ctrl and + or −, Ctrl+0 for actual size; the zoom percentage shows beside the page "
+         "number."},
+    };
+    for (const auto& row : kMore) {
+        more->addWidget(tip(QString::fromUtf8(row.icon), QString::fromUtf8(row.text)));
+    }
+    stack->addLayout(more);
+
+    auto* keys = new QVBoxLayout;
+    keys->setSpacing(10);
+    keys->addWidget(heading(QStringLiteral("Keyboard")));
+    const struct {
+        const char* keys;
+        const char* what;
+    } kKeys[] = {
+        {"Ctrl+O", "Open PDFs"},
+        {"Ctrl+F", "Find: type the text, then Find Text or OCR Search"},
+        {"Ctrl+E", "Export Secure Copy"},
+        {"Ctrl+Z", "Undo the latest redaction"},
+        {"Page Up, Page Down, Home, End", "Move through the pages"},
+        {"Ctrl+Alt+G", "Go to a page"},
+        {"B",
+         "With the pages focused: a new box at the page's centre. Arrows move it, Ctrl with the arrows "
+         "resizes it, Shift takes larger steps; Return adds it, Escape drops it"},
+        {"Return", "On a search result or a finding: redact it"},
+        {"Delete", "On a pending redaction: remove it"},
+        {"Tab, Shift+Tab", "Move between the controls"},
+    };
+    auto* table = new QGridLayout;
+    table->setHorizontalSpacing(16);
+    table->setVerticalSpacing(6);
+    for (int row = 0; row < static_cast<int>(std::size(kKeys)); ++row) {
+        auto* combination = new ThemedLabel(QString::fromUtf8(kKeys[row].keys),
+                                            theme::font(TextStyle::Subheadline, QFont::DemiBold), brandText(navy()));
+        table->addWidget(combination, row, 0, Qt::AlignTop);
+        table->addWidget(
+            wrapped(QString::fromUtf8(kKeys[row].what), theme::font(TextStyle::Subheadline), secondaryText()), row, 1);
+    }
+    table->setColumnStretch(1, 1);
+    keys->addLayout(table);
+    stack->addLayout(keys);
 
     // Warning.
     auto* warning = new RoundedPanel(14, fixed(orange(), 0.08));

@@ -30,6 +30,8 @@ MainWindow::MainWindow(SharedServices services, QWidget* parent) : QMainWindow(p
     setMinimumSize(minimumWidth, minimumHeight);
     resize(defaultWidth, defaultHeight);
     rootView_ = new RootView(services_);
+    rootView_->setLeaveQuestion(
+        [this] { return !hasUnexportedRedactions() || (discardQuestion_ && discardQuestion_(this)); });
     setCentralWidget(rootView_);
     buildMenus();
     connect(rootView_, &RootView::detailChanged, this, &MainWindow::watchWorkspace);

@@ -128,6 +128,7 @@ RootView::RootView(SharedServices services, QWidget* parent) : QWidget(parent), 
 
     sidebar_ = new SidebarList;
     sidebar_->setObjectName(QStringLiteral("sidebar"));
+    sidebar_->setAccessibleName(QStringLiteral("Sections"));
     sidebar_->setMinimumWidth(sidebarMinimumWidth);
     sidebar_->setMaximumWidth(sidebarMaximumWidth);
     sidebar_->setFrameShape(QFrame::NoFrame);
@@ -145,6 +146,7 @@ RootView::RootView(SharedServices services, QWidget* parent) : QWidget(parent), 
     // Brand block: not selectable, no tag.
     auto* brand = new QListWidgetItem(sidebar_);
     brand->setFlags(Qt::NoItemFlags);
+    brand->setData(Qt::AccessibleTextRole, QStringLiteral("Norvane"));
     auto* brandBlock = new QWidget;
     auto* brandStack = new QVBoxLayout(brandBlock);
     brandStack->setContentsMargins(6, 10, 0, 10);
@@ -201,12 +203,18 @@ WorkspaceScreen* RootView::workspace() const {
 void RootView::setSelection(std::optional<RedactionSidebarItem> item) {
     const bool first = detail_ == nullptr;
     const auto previous = selection_;
-    selection_ = item;
-    syncSidebarSelection();
     // No selection shows the workspace too; moving between the two keeps the one shown.
     auto screenOf = [](std::optional<RedactionSidebarItem> value) {
         return value.value_or(RedactionSidebarItem::redaction);
     };
+    const bool leavesWorkspace = !first && screenOf(previous) == RedactionSidebarItem::redaction &&
+                                 screenOf(item) != RedactionSidebarItem::redaction;
+    if (leavesWorkspace && leaveQuestion_ && !leaveQuestion_()) {
+        syncSidebarSelection();  // the row clicked gives the selection back
+        return;
+    }
+    selection_ = item;
+    syncSidebarSelection();
     if (first || screenOf(previous) != screenOf(item)) showDetailFor(item);
 }
 

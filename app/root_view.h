@@ -9,6 +9,7 @@
 #include <QWidget>
 
 #include <array>
+#include <functional>
 #include <optional>
 
 class QListWidget;
@@ -42,7 +43,11 @@ public:
     explicit RootView(SharedServices services, QWidget* parent = nullptr);
 
     std::optional<RedactionSidebarItem> selection() const { return selection_; }
+    // Leaving the workspace first asks `leaveQuestion`; a no keeps the workspace and its work.
     void setSelection(std::optional<RedactionSidebarItem> item);
+
+    using LeaveQuestion = std::function<bool()>;
+    void setLeaveQuestion(LeaveQuestion question) { leaveQuestion_ = std::move(question); }
 
     QWidget* detail() const { return detail_; }
     // The workspace when the detail column shows it, otherwise null.
@@ -69,6 +74,7 @@ private:
     QListWidget* sidebar_ = nullptr;
     QWidget* detailHost_ = nullptr;
     QWidget* detail_ = nullptr;
+    LeaveQuestion leaveQuestion_;
     bool syncing_ = false;
     bool sized_ = false;
 };

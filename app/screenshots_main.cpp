@@ -16,12 +16,16 @@
 #include "workspace/workspace_screen.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 #include <QIcon>
 #include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
 #include <QListWidget>
 #include <QMessageBox>
 #include <QPainter>
@@ -344,6 +348,49 @@ const std::vector<Scene>& scenes() {
     return table;
 }
 
+// Small text must reach 4.5:1 against what it is drawn on, large text 3:1. The text colour is
+// the widget's own; the surface is the commonest colour of its picture.
+int auditContrast(const QWidget* root, const QImage& picture, const QString& where) {
+    int failures = 0;
+    for (const QWidget* widget : root->findChildren<QWidget*>()) {
+        if (!widget->isVisible() || !widget->isEnabled() || widget->window() != root->window()) continue;
+        QString text;
+        if (const auto* label = qobject_cast<const QLabel*>(widget)) {
+            text = label->text();
+        } else if (const auto* box = qobject_cast<const QCheckBox*>(widget)) {
+            text = box->text();
+        } else if (const auto* field = qobject_cast<const QLineEdit*>(widget); field && field->text().isEmpty()) {
+            text = field->placeholderText();
+        }
+        if (text.trimmed().isEmpty()) continue;
+        const QRect area = QRect(widget->mapTo(root, QPoint()), widget->size()).intersected(picture.rect());
+        if (area.width() < 4 || area.height() < 4) continue;
+        QHash<QRgb, int> counts;
+        for (int y = area.top(); y <= area.bottom(); ++y) {
+            for (int x = area.left(); x <= area.right(); ++x)
+                ++counts[picture.pixel(x, y) | 0xff000000u];
+        }
+        QRgb surface = 0;
+        int most = -1;
+        for (auto it = counts.cbegin(); it != counts.cend(); ++it) {
+            if (it.value() > most) most = it.value(), surface = it.key();
+        }
+        const QColor ink = qobject_cast<const QLineEdit*>(widget) ? widget->palette().color(QPalette::PlaceholderText)
+                                                                  : widget->palette().color(widget->foregroundRole());
+        const QFont font = widget->font();
+        const double pixels = font.pixelSize() > 0 ? font.pixelSize() : font.pointSizeF() * 96.0 / 72.0;
+        const bool large = pixels >= 24 || (font.bold() && pixels >= 18.66);
+        const double needed = large ? theme::controlContrast : theme::textContrast;
+        const double ratio = theme::contrastRatio(ink, QColor::fromRgb(surface));
+        if (ratio + 0.005 < needed) {
+            ++failures;
+            std::fprintf(stderr, "contrast %s: %s \"%s\" %.2f:1 (needs %.1f:1)\n", qPrintable(where),
+                         widget->metaObject()->className(), qPrintable(text.left(40)), ratio, needed);
+        }
+    }
+    return failures;
+}
+
 bool shoot(const Scene& scene, Context& context, const QString& outputDir, const QString& suffix) {
     QWidget* widget = scene.build(context);
     if (qobject_cast<MainWindow*>(widget)) widget->resize(MainWindow::defaultWidth, MainWindow::defaultHeight);
@@ -365,7 +412,11 @@ bool shoot(const Scene& scene, Context& context, const QString& outputDir, const
         }
     }
     painter.end();
-    const bool saved = picture.save(path);
+    bool audited = true;
+    if (qEnvironmentVariableIsSet("NORVANE_CONTRAST_AUDIT")) {
+        audited = auditContrast(widget, picture.toImage(), QString::fromUtf8(scene.name) + suffix) == 0;
+    }
+    const bool saved = picture.save(path) && audited;
     std::fprintf(stderr, "%s %s\n", saved ? "wrote" : "FAILED", qPrintable(path));
     widget->close();
     delete widget;

@@ -188,6 +188,8 @@ QWidget* RecentRedactionsView::makeCard(const RecentRedactionRecord& record) {
         passed ? ColorFn([](const QPalette& p) { return systemGreen(p); })
                : ColorFn([](const QPalette& p) { return systemOrange(p); }));
     badge->setObjectName(QStringLiteral("verificationBadge"));
+    // The card says the verdict only with this symbol.
+    badge->setAccessibleName(passed ? QStringLiteral("Verification Passed") : QStringLiteral("Needs Review"));
     row->addWidget(badge, 0, Qt::AlignVCenter);
 
     auto* texts = new QVBoxLayout;

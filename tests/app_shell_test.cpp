@@ -359,6 +359,45 @@ TEST_F(ShellTest, ClosingAWindowAsksOnlyWhenNoExportHoldsItsRedactions) {
     }
 }
 
+TEST_F(ShellTest, LeavingTheWorkspaceWithUnexportedWorkAsksFirst) {
+    const struct {
+        const char* name;
+        RedactionSidebarItem to;
+        bool pending, discard, asked;
+    } cases[] = {
+        {"nothing pending", RedactionSidebarItem::recent, false, false, false},
+        {"pending, cancelled", RedactionSidebarItem::recent, true, false, true},
+        {"pending, cancelled on the guide", RedactionSidebarItem::howTo, true, false, true},
+        {"pending, discarded", RedactionSidebarItem::howTo, true, true, true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        MainWindow window(services.shared);
+        window.show();
+        int asked = 0;
+        window.setDiscardQuestion([&](QWidget* parent) { return ++asked, parent == &window && c.discard; });
+        if (c.pending) {
+            addPendingRegion(window, pdfPath);
+        } else {
+            window.openFiles({pdfPath});
+            ASSERT_TRUE(QTest::qWaitFor([&] { return hasDocument(window); }));
+        }
+        // The way a person leaves: a click on the section's row.
+        QListWidget* sidebar = window.rootView()->sidebar();
+        QListWidgetItem* row = sidebar->findItems(sidebarTitle(c.to), Qt::MatchExactly).value(0);
+        ASSERT_NE(row, nullptr);
+        QTest::mouseClick(sidebar->viewport(), Qt::LeftButton, {}, sidebar->visualItemRect(row).center());
+        EXPECT_EQ(asked, c.asked ? 1 : 0);
+        const bool stays = c.asked && !c.discard;
+        EXPECT_EQ(window.rootView()->workspace() != nullptr, stays);
+        EXPECT_EQ(window.rootView()->selection(), stays ? RedactionSidebarItem::redaction : c.to);
+        EXPECT_EQ(sidebar->currentItem()->text(), sidebarTitle(*window.rootView()->selection()));
+        if (stays) {
+            EXPECT_EQ(window.rootView()->workspace()->model().redactions().size(), 1u);
+        }
+    }
+}
+
 TEST_F(ShellTest, QuittingAsksInEachWindowAndStopsAtTheFirstCancel) {
     QPointer<MainWindow> windows[] = {MainWindow::openNewWindow(services.shared),
                                       MainWindow::openNewWindow(services.shared)};

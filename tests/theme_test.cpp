@@ -6,6 +6,8 @@
 
 #include <QApplication>
 
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 namespace norvane::theme {
@@ -37,6 +39,13 @@ TEST(Contrast, ControlsAndSmallTextStandOutInLightAndDark) {
             {"check box on cards", controlOutline(palette), cards, controlContrast},
             {"Export Secure Copy", button.border, window, controlContrast},
             {"Select PDFs on the landing card", button.border, veiled, controlContrast},
+            {"Select PDFs filled on the landing card", button.fill, veiled, controlContrast},
+            {"Needs Review on the window", systemOrange(palette), window, textContrast},
+            {"Verification Passed on the window", systemGreen(palette), window, textContrast},
+            {"pending count on the toolbar", systemRed(palette), window, textContrast},
+            {"Find Text chip on its tint", systemBlue(palette), over(withAlpha(systemBlue(palette), 0.18), window),
+             textContrast},
+            {"OCR chip on cards", systemPurple(palette), cards, textContrast},
             {"button title", button.text, button.fill, textContrast},
             {"guide step disc", outlineOn(navy(), 1.0, cards), cards, controlContrast},
             {"Manual card outline", outlineOn(orange(), 0.2, cards), cards, controlContrast},
@@ -46,7 +55,8 @@ TEST(Contrast, ControlsAndSmallTextStandOutInLightAndDark) {
             EXPECT_GE(contrastRatio(c.color, c.surface), c.ratio) << c.what;
         }
         // Disabled reads as disabled: a title far weaker than the enabled one, no outline to speak of.
-        EXPECT_LT(contrastRatio(button.disabledText, button.disabledFill), contrastRatio(button.text, button.fill) / 3);
+        EXPECT_LT(contrastRatio(button.disabledText, button.disabledFill),
+                  std::min(contrastRatio(button.text, button.fill) / 1.5, textContrast));
         EXPECT_LT(contrastRatio(button.disabledBorder, window), controlContrast);
     }
 }

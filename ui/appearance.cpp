@@ -59,7 +59,14 @@ QPalette paletteFor(ColorScheme scheme, const QPalette& desktop) {
         case ColorScheme::unknown:
             break;
     }
-    return desktop;
+    // A desktop's own hints are often too faint to read.
+    QPalette own = desktop;
+    for (auto group : {QPalette::Active, QPalette::Inactive}) {
+        own.setColor(group, QPalette::PlaceholderText,
+                     readableOn(desktop.color(group, QPalette::PlaceholderText), {desktop.color(group, QPalette::Base)},
+                                textContrast + 0.05));
+    }
+    return own;
 }
 
 void ReadableStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,

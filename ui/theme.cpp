@@ -29,20 +29,38 @@ QColor orange() {
     return QColor::fromRgbF(0.86f, 0.36f, 0.16f);
 }
 
+namespace {
+
+// Accents are mostly words and symbols: each is darkened (light) or lightened (dark) just enough
+// to read on the window, on cards and on its own faint tint, keeping its hue.
+QColor accent(const QPalette& palette, const QColor& light, const QColor& dark) {
+    const bool darkLook = palette.color(QPalette::Window).lightnessF() < 0.5;
+    const QColor window = palette.color(QPalette::Window);
+    QColor chosen = darkLook ? dark : light;
+    // The tint follows the colour, so settle the two together.
+    for (int round = 0; round < 3; ++round) {
+        chosen = readableOn(chosen, {window, palette.color(QPalette::Base), over(withAlpha(chosen, 0.18), window)},
+                            textContrast + 0.1);
+    }
+    return chosen;
+}
+
+}  // namespace
+
 QColor systemGreen(const QPalette& palette) {
-    return isDark(palette) ? QColor(48, 209, 88) : QColor(40, 167, 69);
+    return accent(palette, QColor(40, 167, 69), QColor(48, 209, 88));
 }
 QColor systemOrange(const QPalette& palette) {
-    return isDark(palette) ? QColor(255, 159, 10) : QColor(230, 126, 0);
+    return accent(palette, QColor(230, 126, 0), QColor(255, 159, 10));
 }
 QColor systemRed(const QPalette& palette) {
-    return isDark(palette) ? QColor(255, 69, 58) : QColor(255, 59, 48);
+    return accent(palette, QColor(255, 59, 48), QColor(255, 69, 58));
 }
 QColor systemBlue(const QPalette& palette) {
-    return isDark(palette) ? QColor(10, 132, 255) : QColor(0, 122, 255);
+    return accent(palette, QColor(0, 122, 255), QColor(10, 132, 255));
 }
 QColor systemPurple(const QPalette& palette) {
-    return isDark(palette) ? QColor(191, 90, 242) : QColor(175, 82, 222);
+    return accent(palette, QColor(175, 82, 222), QColor(191, 90, 242));
 }
 
 bool isDark(const QPalette& palette) {
@@ -61,7 +79,9 @@ QColor secondaryLabelColor(const QPalette& palette) {
     const QColor dimmed = QColor::fromRgbF(back.redF() + (text.redF() - back.redF()) * mix,
                                            back.greenF() + (text.greenF() - back.greenF()) * mix,
                                            back.blueF() + (text.blueF() - back.blueF()) * mix);
-    return readableOn(dimmed, {back, palette.color(QPalette::Base)}, textContrast);
+    // Also on the faint veil of dark cards.
+    const QColor veiled = isDark(palette) ? over(darkCardVeil(), back) : back;
+    return readableOn(dimmed, {back, palette.color(QPalette::Base), veiled}, textContrast);
 }
 
 QColor windowBackground(const QPalette& palette) {
@@ -127,6 +147,16 @@ QColor readableOn(const QColor& color, std::initializer_list<QColor> surfaces, d
     return candidate;
 }
 
+QColor readableText(const QColor& color, const QPalette& palette, const QColor& tint, double tintAlpha) {
+    const QColor window = palette.color(QPalette::Window);
+    const QColor base = palette.color(QPalette::Base);
+    const QColor veiled = isDark(palette) ? over(darkCardVeil(), window) : window;
+    if (!tint.isValid() || tintAlpha <= 0.0) return readableOn(color, {window, base, veiled}, textContrast + 0.05);
+    const QColor wash = withAlpha(tint, tintAlpha);
+    return readableOn(color, {window, base, veiled, over(wash, window), over(wash, base), over(wash, veiled)},
+                      textContrast + 0.05);
+}
+
 QColor outlineOn(const QColor& brand, double alpha, const QColor& surface) {
     return readableOn(withAlpha(brand, alpha), {surface}, controlContrast);
 }
@@ -153,6 +183,14 @@ ProminentColors prominentColors(const QPalette& palette, const QColor& tint) {
     colors.fill = tint;
     colors.border = readableOn(tint, {window, palette.color(QPalette::Base), card}, controlContrast);
     colors.text = Qt::white;
+    if (contrastRatio(tint, card) < controlContrast) {
+        // A dark brand fill on a dark card disappears: the fill is lifted in its own hue until it
+        // stands out, and the title turns dark when white no longer reads on it.
+        colors.fill = colors.border;
+        if (contrastRatio(colors.text, colors.fill) < textContrast) {
+            colors.text = readableOn(tint, {colors.fill}, textContrast);
+        }
+    }
     colors.disabledFill = over(withAlpha(text, 0.06), window);
     colors.disabledBorder = over(withAlpha(text, 0.2), window);
     colors.disabledText = over(withAlpha(text, 0.45), window);
@@ -179,7 +217,7 @@ QPalette darkPalette() {
     p.setColor(QPalette::LinkVisited, QColor(160, 120, 255));
     p.setColor(QPalette::ToolTipBase, QColor(60, 60, 64));
     p.setColor(QPalette::ToolTipText, text);
-    p.setColor(QPalette::PlaceholderText, dimmed);
+    p.setColor(QPalette::PlaceholderText, readableOn(dimmed, {p.color(QPalette::Base)}, textContrast + 0.05));
     p.setColor(QPalette::Light, QColor(90, 90, 94));
     p.setColor(QPalette::Midlight, QColor(70, 70, 74));
     p.setColor(QPalette::Mid, QColor(44, 44, 46));
@@ -209,7 +247,7 @@ QPalette lightPalette() {
     p.setColor(QPalette::LinkVisited, QColor(100, 60, 200));
     p.setColor(QPalette::ToolTipBase, QColor(255, 255, 240));
     p.setColor(QPalette::ToolTipText, text);
-    p.setColor(QPalette::PlaceholderText, dimmed);
+    p.setColor(QPalette::PlaceholderText, readableOn(dimmed, {p.color(QPalette::Base)}, textContrast + 0.05));
     p.setColor(QPalette::Light, Qt::white);
     p.setColor(QPalette::Midlight, QColor(232, 232, 234));
     p.setColor(QPalette::Mid, QColor(190, 190, 194));

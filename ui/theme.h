@@ -44,6 +44,10 @@ QColor over(const QColor& color, const QColor& surface);
 // `color` (over the first surface) made just opaque enough, then just light or dark enough,
 // to reach `ratio` against every surface; the surfaces must be all dark or all light.
 QColor readableOn(const QColor& color, std::initializer_list<QColor> surfaces, double ratio);
+// `color` as small text: readable on the window, on cards, and on `tint` at `tintAlpha` over
+// either (a badge or box tinted in a brand colour); same hue.
+QColor readableText(const QColor& color, const QPalette& palette, const QColor& tint = QColor(),
+                    double tintAlpha = 0.0);
 // A brand-coloured outline at `alpha` over `surface`, raised to control contrast.
 QColor outlineOn(const QColor& brand, double alpha, const QColor& surface);
 

@@ -1,5 +1,6 @@
 #include "ui/themed_widgets.h"
 
+#include "ui/accessibility.h"
 #include "ui/symbols.h"
 #include "ui/theme.h"
 
@@ -65,6 +66,7 @@ void ThemedLabel::applyColor() {
 
 SymbolView::SymbolView(const QString& symbol, int pixelSize, ColorFn color, QWidget* parent)
     : QLabel(parent), symbol_(symbol), pixelSize_(pixelSize), color_(std::move(color)) {
+    accessibility::markDecorative(this);  // unless it is given a name of its own
     setFixedSize(pixelSize, pixelSize);
     setAlignment(Qt::AlignCenter);
     render();

@@ -6,6 +6,7 @@
 #include "ui/themed_widgets.h"
 #include "ui/typography.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QCoreApplication>
 #include <QHBoxLayout>
@@ -15,6 +16,7 @@
 #include <QPainter>
 #include <QPushButton>
 #include <QStyleOptionButton>
+#include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -56,6 +58,22 @@ void paintRowBackground(QAbstractButton* row) {
     painter.setBrush(fill);
     painter.drawRoundedRect(QRectF(row->rect()), 8, 8);
 }
+
+// The verdict takes the keyboard focus when it arrives, so it shows where the focus is.
+class VerdictHeadline : public theme::ThemedLabel {
+public:
+    using ThemedLabel::ThemedLabel;
+
+protected:
+    void paintEvent(QPaintEvent* event) override {
+        ThemedLabel::paintEvent(event);
+        if (!hasFocus()) return;
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(QPen(palette().color(QPalette::Highlight), 2));
+        painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), 4, 4);
+    }
+};
 
 }  // namespace
 
@@ -232,8 +250,10 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     verdictSymbol_ =
         new theme::SymbolView(QStringLiteral("checkmark.shield.fill"), 16, theme::primaryText(), verificationPanel_);
     verdictTitle_ =
-        new theme::ThemedLabel(QString(), theme::font(TextStyle::Headline), theme::primaryText(), verificationPanel_);
+        new VerdictHeadline(QString(), theme::font(TextStyle::Headline), theme::primaryText(), verificationPanel_);
     verdictTitle_->setObjectName(QStringLiteral("verdictTitle"));
+    verdictTitle_->setFocusPolicy(Qt::TabFocus);
+    verdictTitle_->setContentsMargins(4, 2, 4, 2);
     verdict->addWidget(verdictSymbol_);
     verdict->addWidget(verdictTitle_, 1);
     verification->addLayout(verdict);
@@ -256,7 +276,11 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     redactRemaining_->setObjectName(QStringLiteral("redactRemaining"));
     redactRemaining_->setAutoDefault(false);
     verification->addWidget(redactRemaining_, 0, Qt::AlignLeft);
-    connect(redactRemaining_, &QPushButton::clicked, this, [this] { model_.redactRemaining(); });
+    connect(redactRemaining_, &QPushButton::clicked, this, [this] {
+        model_.redactRemaining();
+        // What comes next is a new export; the button that was pressed is gone.
+        if (afterRemaining_) afterRemaining_->setFocus(Qt::OtherFocusReason);
+    });
     reveal_ = new QPushButton(theme::platformText(QStringLiteral("Reveal Output in Finder")), verificationPanel_);
     reveal_->setAutoDefault(false);
     verification->addWidget(reveal_, 0, Qt::AlignLeft);
@@ -269,6 +293,13 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     closeDocument_->setAutoDefault(false);
     stack->addWidget(closeDocument_, 0, Qt::AlignLeft);
     connect(closeDocument_, &QPushButton::clicked, this, [this] { model_.clearDocument(); });
+    // Qt hands the focus of a control that hides or turns off to the next in the chain, which
+    // after the verdict is "Close Document": one Space would then drop the work.
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget* old, QWidget* now) {
+        if (now != closeDocument_ || !old || (old->isVisible() && old->isEnabled())) return;
+        QWidget* target = afterRemaining_ && afterRemaining_->isEnabled() ? afterRemaining_.data() : searchField_;
+        target->setFocus(Qt::OtherFocusReason);
+    });
     stack->addStretch(1);
     setWidget(content);
 
@@ -279,6 +310,7 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     connect(&model_, &RedactionViewModel::labelRedactionsChanged, this, &InspectorPanel::syncLabelToggle);
     connect(&model_, &RedactionViewModel::evenWidthBoxesChanged, this, &InspectorPanel::syncLabelToggle);
     connect(&model_, &RedactionViewModel::verificationChanged, this, &InspectorPanel::syncVerification);
+    connect(&model_, &RedactionViewModel::verificationChanged, this, &InspectorPanel::presentVerdict);
     connect(&model_, &RedactionViewModel::outputURLChanged, this, &InspectorPanel::syncVerification);
     connect(&model_, &RedactionViewModel::recognitionLanguagesChanged, this, &InspectorPanel::syncLanguages);
     syncSearchText();
@@ -292,6 +324,9 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
 
 QLabel* InspectorPanel::matchCountLabel() const {
     return matchCount_;
+}
+QLabel* InspectorPanel::verdictHeadline() const {
+    return verdictTitle_;
 }
 QLabel* InspectorPanel::emptyPendingHint() const {
     return emptyHint_;
@@ -418,12 +453,34 @@ void InspectorPanel::syncVerification() {
             model_.setHighlight(PageHighlight{place.pageIndex, place.rect, PageHighlight::Origin::finding});
         });
     }
+    // New rows would follow "Close Document" in the focus chain; put them where they are seen.
+    QWidget* previous = verdictTitle_;
+    for (QWidget* next : findingRows_) {
+        setTabOrder(previous, next);
+        previous = next;
+    }
+    for (QWidget* next : {static_cast<QWidget*>(redactRemaining_), static_cast<QWidget*>(reveal_),
+                          static_cast<QWidget*>(closeDocument_)}) {
+        setTabOrder(previous, next);
+        previous = next;
+    }
     moreFindings_->setVisible(found.size() > kListed);
     moreFindings_->setText(QStringLiteral("Not listed: ") +
                            QString::number(found.size() - std::min(found.size(), kListed)) +
                            QStringLiteral(" more places"));
     redactRemaining_->setVisible(!found.empty());
     reveal_->setVisible(model_.outputURL().has_value());
+}
+
+void InspectorPanel::presentVerdict() {
+    if (!model_.verification()) return;
+    // After the layout has placed the panel, or the scroll would aim at its old place.
+    QTimer::singleShot(0, this, [this] {
+        if (!verificationPanel_->isVisible()) return;
+        ensureWidgetVisible(verificationPanel_, 0, 0);
+        ensureWidgetVisible(verdictTitle_, 0, 14);
+        verdictTitle_->setFocus(Qt::OtherFocusReason);
+    });
 }
 
 }  // namespace norvane

@@ -8,6 +8,7 @@
 
 #include <QAbstractButton>
 #include <QHash>
+#include <QPointer>
 #include <QScrollArea>
 
 #include <vector>
@@ -67,6 +68,9 @@ public:
     QLabel* emptyPendingHint() const;
     ResultListView* resultList() const { return resultList_; }
     PendingListView* pendingList() const { return pendingList_; }
+    QLabel* verdictHeadline() const;
+    // Where the keyboard goes once "Redact Remaining" has added its boxes.
+    void setFocusAfterRemaining(QWidget* target) { afterRemaining_ = target; }
 
 private:
     void syncSearchText();
@@ -75,6 +79,7 @@ private:
     void syncPending();
     void syncLabelToggle();
     void syncVerification();
+    void presentVerdict();
     void syncLanguages();
     void fillLanguageMenu();
 
@@ -105,6 +110,7 @@ private:
     QPushButton* redactRemaining_ = nullptr;
     QPushButton* reveal_ = nullptr;
     QPushButton* closeDocument_ = nullptr;
+    QPointer<QWidget> afterRemaining_;
 };
 
 }  // namespace norvane

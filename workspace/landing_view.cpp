@@ -33,6 +33,13 @@ QColor cardFill(const QPalette& palette, double lightAlpha) {
     return theme::isDark(palette) ? theme::darkCardVeil() : theme::withAlpha(Qt::white, lightAlpha);
 }
 
+// Dimmed text on the cards, which sit on the page's faint teal wash.
+theme::ColorFn onBackdrop() {
+    return [](const QPalette& palette) {
+        return theme::readableText(theme::secondaryLabelColor(palette), palette, theme::teal(), 0.08);
+    };
+}
+
 QColor brandText(const QPalette& palette) {
     return theme::isDark(palette) ? QColor(0xD6, 0xE6, 0xF0) : theme::navy();
 }
@@ -150,13 +157,13 @@ LandingView::LandingView(QWidget* parent) : QWidget(parent) {
                                             brandText, dropCard_));
     auto* subtitle = new theme::ThemedLabel(
         theme::platformText(QStringLiteral("Remove sensitive information before the document ever leaves your Mac.")),
-        theme::systemFont(18), theme::secondaryText(), dropCard_);
+        theme::systemFont(18), onBackdrop(), dropCard_);
     subtitle->setWordWrap(true);
     texts->addWidget(subtitle);
     auto* features = new theme::ThemedLabel(
         QStringLiteral(
             "Manual redaction \u00B7 Text search \u00B7 Local OCR \u00B7 Secure flattened export \u00B7 Verification"),
-        theme::font(TextStyle::Subheadline), theme::secondaryText(), dropCard_);
+        theme::font(TextStyle::Subheadline), onBackdrop(), dropCard_);
     features->setWordWrap(true);
     texts->addWidget(features);
     top->addLayout(texts, 1);

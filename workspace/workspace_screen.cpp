@@ -1,6 +1,7 @@
 #include "workspace/workspace_screen.h"
 
 #include "canvas/page_canvas.h"
+#include "ui/announcer.h"
 #include "ui/theme.h"
 #include "ui/themed_widgets.h"
 #include "ui/typography.h"
@@ -75,8 +76,10 @@ public:
     QStringList pdfQueue;
     QPointer<QMessageBox> alert;
     QPointer<QFileDialog> picker;
+    bool verdictToSay = false;
 
     void showFace();
+    void announceEnd();
     void syncQueueBar();
     void syncAlert();
     void presentImporter();
@@ -92,6 +95,7 @@ void WorkspaceScreenPrivate::showFace() {
             *model, [this] { presentImporter(); }, q);
         layout->insertWidget(0, strip);
         layout->insertWidget(1, editing, 1);
+        editing->inspector()->setFocusAfterRemaining(editing->exportButton());
         landing->hide();
     } else if (!open && editing) {
         // Deferred: "Close Document" inside the layout is what brought us here.
@@ -105,6 +109,18 @@ void WorkspaceScreenPrivate::showFace() {
         strip = nullptr;
         landing->show();
     }
+}
+
+void WorkspaceScreenPrivate::announceEnd() {
+    if (model->isBusy()) return;
+    QString text = model->statusText();
+    if (verdictToSay && model->verification()) {
+        const auto& result = *model->verification();
+        text = (result.passed() ? QStringLiteral("Verification Passed. ") : QStringLiteral("Needs Review. ")) +
+               QString::number(result.checkedPages()) + QStringLiteral(" pages checked.");
+    }
+    verdictToSay = false;
+    Announcer::announce(q, text);
 }
 
 void WorkspaceScreenPrivate::syncQueueBar() {
@@ -224,6 +240,10 @@ WorkspaceScreen::WorkspaceScreen(SharedServices services, QWidget* parent)
     }
     connect(model, &RedactionViewModel::documentChanged, this, [this] { d_->showFace(); });
     connect(model, &RedactionViewModel::errorMessageChanged, this, [this] { d_->syncAlert(); });
+    // What ends is said aloud: the status line's last words, or the verdict and its page count.
+    connect(model, &RedactionViewModel::verificationChanged, this,
+            [this] { d_->verdictToSay = d_->model->verification().has_value(); });
+    connect(model, &RedactionViewModel::isBusyChanged, this, [this] { d_->announceEnd(); });
     for (auto signal : {&RedactionViewModel::documentChanged, &RedactionViewModel::redactionsChanged,
                         &RedactionViewModel::isBusyChanged}) {
         connect(model, signal, this, &WorkspaceScreen::commandStateChanged);
