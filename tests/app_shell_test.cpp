@@ -9,12 +9,15 @@
 #include "history/recent_redactions_view.h"
 #include "tests/support/pdf_factory.h"
 #include "tests/support/test_services.h"
+#include "ui/announcer.h"
+#include "ui/qt_desktop_services.h"
 #include "ui/symbols.h"
 #include "workspace/inspector_panel.h"
 #include "workspace/workspace_screen.h"
 
 #include <QAction>
 #include <QApplication>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMessageBox>
@@ -396,6 +399,57 @@ TEST_F(ShellTest, LeavingTheWorkspaceWithUnexportedWorkAsksFirst) {
             EXPECT_EQ(window.rootView()->workspace()->model().redactions().size(), 1u);
         }
     }
+}
+
+TEST_F(ShellTest, ARevealNoFileManagerCouldDoIsSaid) {
+    for (const bool opens : {true, false}) {
+        SCOPED_TRACE(opens ? "the folder opens" : "nothing opens it");
+        QStringList opened, reported;
+        QtDesktopServices desktop([&](const QUrl& url) { return opened << url.toLocalFile(), opens; },
+                                  [&](const QString& path) { reported << path; });
+        desktop.revealInFileManager(QStringLiteral("/tmp/out/copy-redacted.pdf"));
+        // Through a file manager on the session bus, if one answers; otherwise the folder.
+        if (!QTest::qWaitFor([&] { return !opened.isEmpty(); }, 7000)) continue;  // a file manager showed it
+        EXPECT_EQ(opened, QStringList{QStringLiteral("/tmp/out")});
+        EXPECT_EQ(reported, opens ? QStringList() : QStringList{QStringLiteral("/tmp/out/copy-redacted.pdf")});
+    }
+}
+
+// After an export the verdict is where the keyboard is and is said aloud; what follows it on
+// screen follows it for Tab; "Redact Remaining" hands the keyboard to the next export.
+TEST_F(ShellTest, TheVerdictTakesTheFocusIsSaidAndRedactRemainingLeadsToExport) {
+    EngineCalls engine = testing::instantExportEngine();
+    engine.verifyOutput = [](const auto&, const auto&, const auto&, auto) {
+        return ExportVerification::fromFindings(2, {{"Alpha", 0, PageRect{72, 700, 40, 12}, RedactionSource::ocr}});
+    };
+    testing::TestServices found(temp.file("found.json"), engine);
+    found.desktop->answer = QString::fromStdString(temp.file("out.pdf").string());
+    MainWindow window(found.shared);
+    window.show();
+    QApplication::setActiveWindow(&window);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    addPendingRegion(window, pdfPath);
+    RedactionViewModel& model = window.rootView()->workspace()->model();
+    auto* inspector = window.findChild<InspectorPanel*>();
+    model.exportSecureCopy();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return inspector->verdictHeadline()->hasFocus(); }));
+    EXPECT_EQ(Announcer::of(&window)->lastAnnouncement(), QStringLiteral("Needs Review. 2 pages checked."));
+    const QRect seen = inspector->viewport()->rect();
+    const QWidget* headline = inspector->verdictHeadline();
+    EXPECT_TRUE(seen.contains(QRect(headline->mapTo(inspector->viewport(), QPoint()), headline->size())));
+
+    QStringList order;
+    for (int press = 0; press < 3; ++press) {
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        order << QApplication::focusWidget()->accessibleName() + QApplication::focusWidget()->objectName();
+    }
+    EXPECT_EQ(order.join(QStringLiteral(" | ")), QString::fromUtf8("Page 1 \u00b7 Alpha | redactRemaining | ") +
+                                                     inspector->revealButton()->accessibleName() +
+                                                     inspector->revealButton()->objectName());
+    QTest::keyClick(inspector->redactRemainingButton(), Qt::Key_Space);
+    EXPECT_EQ(model.redactions().size(), 2u);
+    const auto* focused = qobject_cast<QPushButton*>(QApplication::focusWidget());
+    EXPECT_EQ(focused ? focused->text() : QString(), QStringLiteral("Export Secure Copy"));
 }
 
 TEST_F(ShellTest, QuittingAsksInEachWindowAndStopsAtTheFirstCancel) {

@@ -1,5 +1,7 @@
 #include "ui/qt_desktop_services.h"
 
+#include "ui/window_system.h"
+
 #include <QApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -9,6 +11,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QMessageBox>
 #include <QSettings>
 #include <QUrl>
 
@@ -16,11 +19,27 @@ namespace norvane {
 
 namespace {
 
-void openContainingFolder(const QString& path) {
-    QDesktopServices::openUrl(QUrl::fromLocalFile(QFileInfo(path).absolutePath()));
+void reportUnrevealed(const QString& path) {
+    QMessageBox box(QApplication::activeWindow());
+    box.setIcon(QMessageBox::Information);
+    box.setWindowTitle(QString::fromLatin1(kWindowTitle));
+    box.setText(QStringLiteral("The folder could not be shown."));
+    box.setInformativeText(QStringLiteral("No file manager answered. The secure copy is here:\n") +
+                           QDir::toNativeSeparators(path));
+    box.setTextInteractionFlags(Qt::TextSelectableByMouse);
+    box.exec();
 }
 
 }  // namespace
+
+QtDesktopServices::QtDesktopServices(FolderOpener opener, FailureReport report)
+    : opener_(opener ? std::move(opener)
+                     : FolderOpener([](const QUrl& url) { return QDesktopServices::openUrl(url); })),
+      report_(report ? std::move(report) : FailureReport(reportUnrevealed)) {}
+
+void QtDesktopServices::openContainingFolder(const QString& path) const {
+    if (!opener_(QUrl::fromLocalFile(QFileInfo(path).absolutePath()))) report_(path);
+}
 
 std::optional<QString> QtDesktopServices::chooseSaveLocation(const QString& proposedName, const QString& directory) {
     QFileDialog dialog(QApplication::activeWindow());
@@ -52,9 +71,11 @@ void QtDesktopServices::revealInFileManager(const QString& path) {
     call << QStringList{QUrl::fromLocalFile(QFileInfo(path).absoluteFilePath()).toString()} << QString();
     // Asynchronous so a slow or missing file manager never freezes the window.
     auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(call, 5000));
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [path](QDBusPendingCallWatcher* finished) {
-        if (finished->isError()) {
-            openContainingFolder(path);
+    // The services may be gone when the answer comes; the callbacks are copied.
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher,
+                     [opener = opener_, report = report_, path](QDBusPendingCallWatcher* finished) {
+        if (finished->isError() && !opener(QUrl::fromLocalFile(QFileInfo(path).absolutePath()))) {
+            report(path);
         }
         finished->deleteLater();
     });
