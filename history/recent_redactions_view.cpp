@@ -1,5 +1,6 @@
 #include "history/recent_redactions_view.h"
 
+#include "ui/accessibility.h"
 #include "ui/theme.h"
 #include "ui/themed_widgets.h"
 #include "ui/typography.h"
@@ -58,8 +59,9 @@ RecentRedactionsView::RecentRedactionsView(RecentRedactionStore& store, std::sha
     auto* header = new QHBoxLayout;
     auto* titles = new QVBoxLayout;
     titles->setSpacing(4);
-    titles->addWidget(
-        new ThemedLabel(QStringLiteral("Recent Redactions"), theme::font(TextStyle::LargeTitle, QFont::Bold)));
+    auto* title = new ThemedLabel(QStringLiteral("Recent Redactions"), theme::font(TextStyle::LargeTitle, QFont::Bold));
+    accessibility::markHeading(title);
+    titles->addWidget(title);
     titles->addWidget(new ThemedLabel(platformText(QStringLiteral("Local export history stored only on this Mac.")),
                                       theme::font(TextStyle::Body), secondaryText()));
     header->addLayout(titles);

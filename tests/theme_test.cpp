@@ -2,8 +2,12 @@
 // follow the desktop's font size.
 
 #include "ui/theme.h"
+#include "ui/accessibility.h"
+#include "ui/announcer.h"
+#include "ui/themed_widgets.h"
 #include "ui/typography.h"
 
+#include <QAccessible>
 #include <QApplication>
 
 #include <algorithm>
@@ -79,6 +83,33 @@ TEST(Typography, StylesKeepTheirProportionsToTheDesktopFont) {
     EXPECT_DOUBLE_EQ(small[1], 20.0);  // a large title twice the body, as drawn
     for (size_t i = 0; i < small.size(); ++i)
         EXPECT_NEAR(large[i] / small[i], 1.5, 1e-9) << i;
+}
+
+// What a screen reader is told: headings are headings, a symbol beside words says nothing unless
+// it alone carries the meaning, and an announcement is an alert whose name is what was said.
+TEST(Accessibility, HeadingsSymbolsAndAnnouncementsReadAsWhatTheyAre) {
+    QWidget window;
+    ThemedLabel heading(QStringLiteral("Pending Redactions"), font(TextStyle::Headline), primaryText(), &window);
+    accessibility::markHeading(&heading);
+    SymbolView decorative(QStringLiteral("lock.shield.fill"), 14, primaryText(), &window);
+    SymbolView meaningful(QStringLiteral("checkmark.shield.fill"), 14, primaryText(), &window);
+    meaningful.setAccessibleName(QStringLiteral("Verification Passed"));
+    window.show();
+
+    const auto read = [](QObject* object) { return QAccessible::queryAccessibleInterface(object); };
+    EXPECT_EQ(read(&heading)->role(), QAccessible::Heading);
+    EXPECT_EQ(read(&heading)->text(QAccessible::Name), QStringLiteral("Pending Redactions"));
+    EXPECT_TRUE(read(&decorative)->state().invisible);
+    EXPECT_FALSE(read(&meaningful)->state().invisible);
+    EXPECT_EQ(read(&meaningful)->text(QAccessible::Name), QStringLiteral("Verification Passed"));
+
+    Announcer::announce(&heading, QStringLiteral("12 text matches"));
+    Announcer::announce(&meaningful, QString());  // nothing to say changes nothing
+    Announcer* announcer = Announcer::of(&decorative);
+    ASSERT_NE(announcer, nullptr);
+    EXPECT_EQ(announcer->parentWidget(), &window) << "one per window";
+    EXPECT_EQ(read(announcer)->role(), QAccessible::AlertMessage);
+    EXPECT_EQ(read(announcer)->text(QAccessible::Name), QStringLiteral("12 text matches"));
 }
 
 }  // namespace

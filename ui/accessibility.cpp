@@ -48,6 +48,12 @@ QAccessibleInterface* factory(const QString&, QObject* object) {
 
 }  // namespace
 
+void forgetReading(QWidget* widget) {
+    if (QAccessibleInterface* made = QAccessible::queryAccessibleInterface(widget)) {
+        QAccessible::deleteAccessibleInterface(QAccessible::uniqueId(made));
+    }
+}
+
 void install() {
     static const bool installed = (QAccessible::installFactory(factory), true);
     (void)installed;
@@ -56,11 +62,13 @@ void install() {
 void markHeading(QLabel* label) {
     install();
     label->setProperty(kHeading, true);
+    forgetReading(label);
 }
 
 void markDecorative(QWidget* widget) {
     install();
     widget->setProperty(kDecorative, true);
+    forgetReading(widget);
 }
 
 }  // namespace norvane::accessibility

@@ -11,6 +11,9 @@ namespace norvane::accessibility {
 void markHeading(QLabel* label);
 // Hides a purely decorative widget from assistive technology; one with a name stays.
 void markDecorative(QWidget* widget);
+// Qt may make a widget's reading while constructing it, before the widget is what it will be:
+// the next query reads it anew.
+void forgetReading(QWidget* widget);
 // Installs the readings above; safe to call often.
 void install();
 

@@ -1,5 +1,7 @@
 #include "ui/announcer.h"
 
+#include "ui/accessibility.h"
+
 #include <QAccessible>
 #include <QAccessibleWidget>
 
@@ -39,6 +41,7 @@ Announcer::Announcer(QWidget* window) : QWidget(window) {
     setGeometry(0, 0, 1, 1);
     show();
     lower();
+    accessibility::forgetReading(this);
 }
 
 Announcer* Announcer::of(QWidget* widget) {

@@ -1,6 +1,7 @@
 #include "workspace/inspector_panel.h"
 
 #include "engine/recognition_languages.h"
+#include "ui/accessibility.h"
 #include "ui/symbols.h"
 #include "ui/theme.h"
 #include "ui/themed_widgets.h"
@@ -107,6 +108,7 @@ void FindingRow::paintEvent(QPaintEvent*) {
 
 InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QScrollArea(parent), model_(model) {
     setObjectName(QStringLiteral("inspector"));
+    setAccessibleName(QStringLiteral("Find & Redact"));
     setWidgetResizable(true);
     setFrameShape(QFrame::NoFrame);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -125,6 +127,7 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     searchField_ = new QLineEdit(content);
     searchField_->setObjectName(QStringLiteral("searchField"));
     searchField_->setPlaceholderText(QStringLiteral("Text to find"));
+    searchField_->setAccessibleName(QStringLiteral("Text to find"));
     searchField_->setClearButtonEnabled(false);
     patterns_ = new QToolButton(content);
     patterns_->setObjectName(QStringLiteral("patterns"));
@@ -253,6 +256,7 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
         new VerdictHeadline(QString(), theme::font(TextStyle::Headline), theme::primaryText(), verificationPanel_);
     verdictTitle_->setObjectName(QStringLiteral("verdictTitle"));
     verdictTitle_->setFocusPolicy(Qt::TabFocus);
+    accessibility::markHeading(verdictTitle_);
     verdictTitle_->setContentsMargins(4, 2, 4, 2);
     verdict->addWidget(verdictSymbol_);
     verdict->addWidget(verdictTitle_, 1);

@@ -1,5 +1,6 @@
 #include "workspace/landing_view.h"
 
+#include "ui/accessibility.h"
 #include "ui/theme.h"
 #include "ui/themed_widgets.h"
 #include "ui/typography.h"
@@ -142,6 +143,7 @@ LandingView::LandingView(QWidget* parent) : QWidget(parent) {
 
     // Header
     auto* header = new theme::ThemedLabel(QStringLiteral("Norvane"), rounded(26, QFont::Bold), brandText, this);
+    accessibility::markHeading(header);
     outer->addWidget(header);
 
     // Drop card
@@ -153,8 +155,10 @@ LandingView::LandingView(QWidget* parent) : QWidget(parent) {
     top->setAlignment(Qt::AlignTop);
     auto* texts = new QVBoxLayout();
     texts->setSpacing(9);
-    texts->addWidget(new theme::ThemedLabel(QStringLiteral("Private PDF Redaction"), rounded(38, QFont::Bold),
-                                            brandText, dropCard_));
+    auto* title =
+        new theme::ThemedLabel(QStringLiteral("Private PDF Redaction"), rounded(38, QFont::Bold), brandText, dropCard_);
+    accessibility::markHeading(title);
+    texts->addWidget(title);
     auto* subtitle = new theme::ThemedLabel(
         theme::platformText(QStringLiteral("Remove sensitive information before the document ever leaves your Mac.")),
         theme::systemFont(18), onBackdrop(), dropCard_);

@@ -1,5 +1,6 @@
 #include "workspace/quick_guide_strip.h"
 
+#include "ui/accessibility.h"
 #include "ui/symbols.h"
 #include "ui/theme.h"
 #include "ui/themed_widgets.h"
@@ -250,9 +251,11 @@ QuickGuideStrip::QuickGuideStrip(QWidget* parent) : QWidget(parent) {
     headingRow->setContentsMargins(0, 0, 0, 0);
     headingRow->setSpacing(5);
     headingRow->addWidget(new theme::SymbolView(QStringLiteral("lightbulb.fill"), 13, theme::secondaryText(), heading));
-    headingRow->addWidget(new theme::ThemedLabel(QStringLiteral("Quick Guide"),
-                                                 theme::font(theme::TextStyle::Subheadline, QFont::DemiBold),
-                                                 theme::secondaryText(), heading));
+    auto* title = new theme::ThemedLabel(QStringLiteral("Quick Guide"),
+                                         theme::font(theme::TextStyle::Subheadline, QFont::DemiBold),
+                                         theme::secondaryText(), heading);
+    accessibility::markHeading(title);
+    headingRow->addWidget(title);
     row->addWidget(heading);
 
     for (const auto& entry : kGuide) {
