@@ -3,6 +3,7 @@
 #include "ui/symbols.h"
 #include "ui/theme.h"
 
+#include <QAccessibleWidget>
 #include <QEvent>
 #include <QHelpEvent>
 #include <QPainter>
@@ -36,6 +37,25 @@ bool isPaletteEvent(const QEvent* event) {
     return event->type() == QEvent::ApplicationPaletteChange || event->type() == QEvent::ParentChange;
 }
 
+// A symbol with a name is an image that says it; one without is decoration beside words that
+// say it already, and a reader skips what is not showing.
+class SymbolAccessible : public QAccessibleWidget {
+public:
+    explicit SymbolAccessible(QWidget* symbol) : QAccessibleWidget(symbol, QAccessible::Graphic) {}
+    QAccessible::State state() const override {
+        QAccessible::State state = QAccessibleWidget::state();
+        state.invisible = state.invisible || widget()->accessibleName().isEmpty();
+        return state;
+    }
+};
+
+QAccessibleInterface* symbolFactory(const QString& key, QObject* object) {
+    if (key == QLatin1String(SymbolView::staticMetaObject.className()) && object->isWidgetType()) {
+        return new SymbolAccessible(static_cast<QWidget*>(object));
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 ThemedLabel::ThemedLabel(const QString& text, const QFont& font, ColorFn color, QWidget* parent)
@@ -65,6 +85,8 @@ void ThemedLabel::applyColor() {
 
 SymbolView::SymbolView(const QString& symbol, int pixelSize, ColorFn color, QWidget* parent)
     : QLabel(parent), symbol_(symbol), pixelSize_(pixelSize), color_(std::move(color)) {
+    static const bool installed = (QAccessible::installFactory(symbolFactory), true);
+    Q_UNUSED(installed);
     setFixedSize(pixelSize, pixelSize);
     setAlignment(Qt::AlignCenter);
     render();
