@@ -118,10 +118,11 @@ private:
     mutable QAccessible::Id button_ = 0;
 };
 
-// The one interface of each live view, so that a change of rows reaches its row cache.
+// The one interface of each live view, so that a change of rows reaches its row cache. Never
+// destroyed: QAccessible deletes interfaces left over at exit after function statics are gone.
 QHash<const RowListView*, RowListAccessible*>& liveLists() {
-    static QHash<const RowListView*, RowListAccessible*> lists;
-    return lists;
+    static auto* lists = new QHash<const RowListView*, RowListAccessible*>();
+    return *lists;
 }
 
 class RowListAccessible : public QAccessibleWidget {
