@@ -78,6 +78,11 @@ public:
                                            const PageProgress& progress, std::stop_token stop = {});
 };
 
+// One finding per place: a finding of the same term, ignoring case, on the same page and at the
+// same place (isSamePlace) as one before it is dropped, whether read from the text layer or the
+// pixels; the first is kept. Findings without a place are merged by term alone.
+std::vector<VerificationFinding> oneFindingPerPlace(std::vector<VerificationFinding> findings);
+
 // A failure of the on-device text recognition, with the recogniser's own description.
 class OcrError : public std::runtime_error {
 public:

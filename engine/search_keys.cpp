@@ -162,6 +162,15 @@ PageRect safetyExpanded(const PageRect& rect) {
     return PageRect{rect.x - dx, rect.y - dy, rect.width + 2 * dx, rect.height + 2 * dy};
 }
 
+std::string caseFolded(std::string_view text) {
+    icu::UnicodeString folded =
+        icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
+    folded.foldCase(U_FOLD_CASE_DEFAULT);
+    std::string out;
+    folded.toUTF8String(out);
+    return out;
+}
+
 std::string trimmed(std::string_view text) {
     std::size_t begin = 0;
     while (begin < text.size()) {

@@ -26,6 +26,9 @@ std::string recognitionKey(std::string_view text);
 // Widens by max(0.55·h, 6) sideways and max(0.18·h, 3) vertically; empty rects unchanged.
 PageRect safetyExpanded(const PageRect& rect);
 
+// Full Unicode case folding only ("Straße" and "STRASSE" fold alike; accents stay).
+std::string caseFolded(std::string_view text);
+
 // Trims Unicode white space and line breaks from both ends.
 std::string trimmed(std::string_view text);
 

@@ -12,7 +12,9 @@
 
 #include <algorithm>
 #include <functional>
+#include <map>
 #include <optional>
+#include <tuple>
 
 namespace norvane {
 namespace {
@@ -125,6 +127,24 @@ void recognisedFindings(const std::vector<PageReading>& readings, const Search& 
 
 }  // namespace
 
+std::vector<VerificationFinding> oneFindingPerPlace(std::vector<VerificationFinding> findings) {
+    // The places kept so far, by page, reason and folded term; nothing for "no place".
+    std::map<std::tuple<std::optional<std::int64_t>, FindingReason, std::string>, std::vector<std::optional<PageRect>>>
+        kept;
+    std::vector<VerificationFinding> merged;
+    for (VerificationFinding& finding : findings) {
+        auto& places = kept[{finding.pageIndex, finding.reason, caseFolded(finding.term)}];
+        const bool repeated = std::any_of(places.begin(), places.end(), [&](const std::optional<PageRect>& place) {
+            return place && finding.rect ? isSamePlace(*place, *finding.rect) : !place && !finding.rect;
+        });
+        if (!repeated) {
+            places.push_back(finding.rect);
+            merged.push_back(std::move(finding));
+        }
+    }
+    return merged;
+}
+
 ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& outputPath,
                                                  const VerificationRequest& request, const PageProgress& progress,
                                                  std::stop_token stop) {
@@ -220,7 +240,7 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
             recognisedFindings(read.readings, search, pageIndex, page, findings);
         }
         });
-    return ExportVerification::fromFindings(document->pageCount(), std::move(findings));
+    return ExportVerification::fromFindings(document->pageCount(), oneFindingPerPlace(std::move(findings)));
 }
 
 }  // namespace norvane

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <exception>
 #include <new>
+#include <unordered_map>
 
 namespace norvane {
 namespace {
@@ -54,6 +55,34 @@ std::string pageOfCount(const std::string& prefix, std::int64_t page, std::int64
 }
 
 const std::string kSearchFailed = "The search could not be completed.";
+
+// Appends the recogniser's hits to the text layer's, less those that read again what a text hit
+// already holds: the same text (by recognition key) at the same place. Each text hit stands for
+// one reading only, so a second occurrence the text layer missed beside it is kept.
+void appendNewOcrHits(SearchResultList& hits, SearchResultList ocrHits) {
+    struct TextHit {
+        std::size_t index;
+        std::string key;
+        bool matched = false;
+    };
+    std::unordered_map<std::int64_t, std::vector<TextHit>> byPage;
+    for (std::size_t i = 0; i < hits.size(); ++i) {
+        byPage[hits[i].pageIndex].push_back({i, recognitionKey(hits[i].text)});
+    }
+    for (RedactionSearchResult& ocr : ocrHits) {
+        const std::string key = recognitionKey(ocr.text);
+        bool repeated = false;
+        for (TextHit& text : byPage[ocr.pageIndex]) {
+            if (!text.matched && text.key == key && isSamePlace(hits[text.index].rect, ocr.rect)) {
+                text.matched = repeated = true;
+                break;
+            }
+        }
+        if (!repeated) {
+            hits.push_back(std::move(ocr));
+        }
+    }
+}
 
 }  // namespace
 
@@ -455,8 +484,7 @@ void RedactionSession::findPattern(PatternPreset preset, bool includeOcr) {
         });
         SearchOutcome read =
             engine_.ocrPatternMatches(document, preset, recognition, pageReports(hop, task, "OCR "), task->stopToken());
-        found.results.insert(found.results.end(), std::make_move_iterator(read.results.begin()),
-                             std::make_move_iterator(read.results.end()));
+        appendNewOcrHits(found.results, std::move(read.results));
         for (const UnreadPage& page : read.unreadPages) {
             if (std::find(found.unreadPages.begin(), found.unreadPages.end(), page) == found.unreadPages.end()) {
                 found.unreadPages.push_back(page);

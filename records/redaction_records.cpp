@@ -175,6 +175,22 @@ bool isDuplicateGeometry(const RedactionRegion& existing, std::int64_t pageIndex
     return near(a.x, b.x) && near(a.y, b.y) && near(a.width, b.width) && near(a.height, b.height);
 }
 
+bool isSamePlace(const PageRect& kept, const PageRect& other) {
+    const PageRect a = kept.standardized();
+    const PageRect b = other.standardized();
+    const double across = std::min(a.maxX(), b.maxX()) - std::max(a.x, b.x);
+    const double down = std::min(a.maxY(), b.maxY()) - std::max(a.y, b.y);
+    const double shared = across > 0 && down > 0 ? across * down : 0.0;
+    const double areaA = a.width * a.height;
+    const double areaB = b.width * b.height;
+    if (shared > 0 && shared * 2 >= areaA + areaB - shared) {
+        return true;
+    }
+    const double cx = b.x + b.width / 2;
+    const double cy = b.y + b.height / 2;
+    return areaB <= areaA && cx >= a.x && cx <= a.maxX() && cy >= a.y && cy <= a.maxY();
+}
+
 bool appendSearchResult(std::vector<RedactionRegion>& regions, const RedactionSearchResult& result) {
     RedactionRegion candidate{Uuid::random(), result.pageIndex, result.rect.standardized(), result.source, result.text};
     for (const auto& existing : regions) {

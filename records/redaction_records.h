@@ -196,6 +196,11 @@ constexpr double kDuplicateTolerance = 3.0;
 // Same page and every one of min x, min y, width and height within 3.0 units.
 bool isDuplicateGeometry(const RedactionRegion& existing, std::int64_t pageIndex, const PageRect& rect);
 
+// Whether `other` marks the place `kept` marks, read a second time: the two mostly overlap
+// (their intersection is at least half their union), or `other` is no larger and its centre
+// lies inside `kept`. A larger box that sticks out is not the same place: it may cover more.
+bool isSamePlace(const PageRect& kept, const PageRect& other);
+
 // Turns a hit into a region (fresh id, standardised rect, the hit's source and text) and
 // appends it unless an existing region duplicates it. Returns whether it was appended.
 bool appendSearchResult(std::vector<RedactionRegion>& regions, const RedactionSearchResult& result);

@@ -267,6 +267,50 @@ TEST_F(CommandsTest, PatternHitsGatherBothReadingsAndEvenWidthBoxesReachTheExpor
         EXPECT_EQ(exported[i].rect, shown[i].rect);
 }
 
+// With OCR included, the recogniser reading again what a text hit holds (the same text, any
+// case, at the same place) adds no second hit: one hit per place, the text layer's.
+TEST_F(CommandsTest, OcrHitsAtATextHitsPlaceAreNotAddedTwice) {
+    const PageRect word{72, 500, 90, 14};
+    const auto shifted = [&](double dx, double dy, double grow = 0) {
+        return PageRect{word.x + dx - grow, word.y + dy - grow, word.width + 2 * grow, word.height + 2 * grow};
+    };
+    const struct {
+        const char* name;
+        std::vector<std::tuple<std::int64_t, PageRect, std::string>> read;
+        std::size_t added;
+    } cases[] = {
+        {"same box", {{0, word, "a@example.org"}}, 0},
+        {"a few points off", {{0, shifted(4, -2), "a@example.org"}}, 0},
+        {"tighter, inside", {{0, shifted(0, 0, -4), "a@example.org"}}, 0},
+        {"other case", {{0, word, "A@Example.ORG"}}, 0},
+        {"a misread one", {{0, word, "a@examp1e.org"}}, 0},
+        {"other page", {{1, word, "a@example.org"}}, 1},
+        {"other term", {{0, word, "b@example.org"}}, 1},
+        {"half off", {{0, shifted(50, 0), "a@example.org"}}, 1},
+        {"larger, around it", {{0, shifted(0, 0, 40), "a@example.org"}}, 1},
+        {"two readings of one hit", {{0, word, "a@example.org"}, {0, shifted(1, 1), "a@example.org"}}, 1},
+    };
+    openPdf({"Mail a@example.org today", "Nothing"});
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        engine.nativePatternMatches = [&](const auto&...) {
+            return SearchOutcome{{{Uuid::random(), 0, word, "a@example.org", RedactionSource::textSearch}}, {}};
+        };
+        engine.ocrPatternMatches =
+            [&](const auto&, PatternPreset, const RecognitionOptions&, const auto&, std::stop_token) {
+            SearchOutcome read;
+            for (const auto& [page, rect, text] : c.read)
+                read.results.push_back({Uuid::random(), page, rect, text, RedactionSource::ocr});
+            return read;
+        };
+        model->findPattern(PatternPreset::email, true);
+        waitForWorkers();
+        ASSERT_EQ(model->searchResults().size(), 1 + c.added);
+        EXPECT_EQ(model->searchResults()[0].source, RedactionSource::textSearch);
+        EXPECT_EQ(model->statusText(), QString::fromUtf8("1 text matches \u00B7 %1 OCR matches").arg(c.added));
+    }
+}
+
 // ---- Export on the real engine ----
 
 // A second export, cancelled or failing, after one that succeeded.

@@ -42,6 +42,43 @@ TEST(Verification, ReadsTheCopysPixelsIncludingLabels) {
     EXPECT_TRUE(verify(dir.file("copy.pdf"), {}).passed());
 }
 
+// One finding per place and term, case aside: the first reading is kept, from either source.
+TEST(Verification, FindingsOfOneTermAtOnePlaceAreOne) {
+    const PageRect word{72, 700, 80, 14};
+    const auto at = [](std::string term, std::optional<std::int64_t> page, std::optional<PageRect> rect,
+                       RedactionSource source = RedactionSource::ocr) {
+        return VerificationFinding{std::move(term), page, rect, source};
+    };
+    const struct {
+        const char* name;
+        VerificationFinding second;
+        bool kept;
+    } cases[] = {
+        {"same place, other case", at("encoding", 0, word), false},
+        {"a few points off, upper case", at("ENCODING", 0, PageRect{75, 698, 80, 14}), false},
+        {"inside, from the text layer", at("Encoding", 0, PageRect{80, 702, 60, 10}, RedactionSource::textSearch),
+         false},
+        {"larger, around it", at("encoding", 0, PageRect{22, 650, 180, 114}), true},
+        {"beside it", at("encoding", 0, PageRect{200, 700, 80, 14}), true},
+        {"other page", at("encoding", 1, word), true},
+        {"other term", at("decoding", 0, word), true},
+        {"accented", at("\xc3\xa9ncoding", 0, word), true},
+        {"no place", at("encoding", std::nullopt, std::nullopt), true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto merged = oneFindingPerPlace({at("Encoding", 0, word), c.second});
+        EXPECT_EQ(merged.front(), at("Encoding", 0, word));
+        EXPECT_EQ(merged.size(), c.kept ? 2u : 1u);
+    }
+    const VerificationFinding unreadable{"Zhang", std::nullopt, std::nullopt, RedactionSource::ocr,
+                                         FindingReason::unreadableLetters};
+    EXPECT_EQ(oneFindingPerPlace(
+                  {unreadable,
+                   {"ZHANG", std::nullopt, std::nullopt, RedactionSource::ocr, FindingReason::unreadableLetters}}),
+              std::vector{unreadable});
+}
+
 TEST(Verification, TextLayerFindingsAreDistinctTrimmedAndInCodePointOrder) {
     struct Case {
         std::vector<std::string> lines;  // "\x01" first: drawn invisibly
@@ -49,8 +86,9 @@ TEST(Verification, TextLayerFindingsAreDistinctTrimmedAndInCodePointOrder) {
         std::vector<std::string> expected;
     };
     const Case cases[] = {
-        {{"Confidential memo for Mr Smith"}, {" Smith ", "Smith", "smith\n", "   "}, {"Smith", "smith"}},
-        {{"alpha and beta testing"}, {"beta", "alpha", "Alpha"}, {"Alpha", "alpha", "beta"}},
+        // Spellings that differ in case only are one finding where they are read at one place.
+        {{"Confidential memo for Mr Smith"}, {" Smith ", "Smith", "smith\n", "   "}, {"Smith"}},
+        {{"alpha and beta testing"}, {"beta", "alpha", "Alpha"}, {"alpha", "beta"}},
         {{"Attached: R\xc3\xa9sum\xc3\xa9 of the applicant"},
          {"resume", "R\xc3\x89SUM\xc3\x89"},
          {"R\xc3\x89SUM\xc3\x89", "resume"}},

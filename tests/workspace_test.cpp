@@ -422,11 +422,11 @@ TEST_F(LayoutTest, LongNamesAndHitsAreCutWithAnEllipsisAndShownWholeInATooltip) 
     EXPECT_TRUE(shown.startsWith("Quarterly") && shown.endsWith("signed.pdf") && shown.contains(QChar(0x2026)));
     EXPECT_EQ(tooltipOver(layout->fileNameLabel(), {4, 4}), QString::fromStdString(name));
 
-    // Kept whole; cut on the lines the row holds; one word wider than the row, cut too.
+    // Kept whole; wrapped onto two lines at most and cut on the second; one word wider than the
+    // row is one line, cut too.
+    const std::string sentence = "Jane Roe of 1427 Larkspur Lane, Springfield, holds account 0211 4478 9031 5562. ";
     const std::tuple<std::string, int, bool> hits[] = {
-        {"Jane Roe", 1, false},
-        {"Jane Roe of 1427 Larkspur Lane, Springfield, holds account 0211 4478 9031 5562 here", 1, true},
-        {std::string(200, 'x'), 1, true}};
+        {"Jane Roe", 1, false}, {sentence + sentence + sentence, 2, true}, {std::string(200, 'x'), 1, true}};
     std::vector<RedactionSearchResult> found;
     for (const auto& h : hits)
         found.push_back(hit(0, PageRect{72, 700, 80, 14}, std::get<0>(h)));
@@ -614,7 +614,7 @@ TEST_F(LayoutTest, VerdictPanelShowsTheOutcomeAndTheRevealButtonUntilTheRegionsC
     EXPECT_EQ(label("verdictTitle")->text(), "Needs Review");
     ASSERT_TRUE(label("unreadableTerms")->isVisible());
     EXPECT_TRUE(label("unreadableTerms")->text().contains(QStringLiteral("cannot read the letters of: Zhang")));
-    EXPECT_TRUE(layout->inspector()->findingRows().empty());
+    EXPECT_FALSE(layout->inspector()->findingList()->isVisible());
     EXPECT_FALSE(layout->inspector()->redactRemainingButton()->isVisible());
 }
 
@@ -659,11 +659,11 @@ TEST_F(LayoutTest, HitsAndFindingsAreOutlinedUntilTheirListGoes) {
     model->setVerification(
         ExportVerification::fromFindings(6, {{"Jane Roe", 4, place, RedactionSource::ocr},
                                              {"555-0100", 1, PageRect{300, 500, 80, 14}, RedactionSource::ocr}}));
-    const auto rows = layout->inspector()->findingRows();
-    ASSERT_EQ(rows.size(), 2u);
-    EXPECT_EQ(rows[0]->accessibleName(), QString::fromUtf8("Page 5 \u00b7 Jane Roe"));
+    FindingListView* findings = layout->inspector()->findingList();
+    ASSERT_EQ(findings->rows()->rowCount(), 2);
+    EXPECT_EQ(findings->shownText(0), QString::fromUtf8("Page 5 \u00b7 Jane Roe"));
     EXPECT_EQ(kinds(), (std::vector{std::pair{K::finding, false}, std::pair{K::finding, false}}));
-    QTest::mouseClick(rows[0], Qt::LeftButton);
+    QTest::mouseClick(findings->viewport(), Qt::LeftButton, {}, findings->partRect(0).center());
     EXPECT_EQ(kinds(), (std::vector{std::pair{K::finding, true}, std::pair{K::finding, false}}));
     EXPECT_EQ(canvas->currentPageIndex(), 4);
 

@@ -36,7 +36,8 @@ private:
 class SymbolView : public QLabel {
     Q_OBJECT
 public:
-    // A square symbol of `pixelSize`; an unknown name shows nothing but keeps its size.
+    // A square symbol of `pixelSize`; an unknown name shows nothing but keeps its size. Without
+    // an accessible name it is decoration, hidden from assistive technology.
     SymbolView(const QString& symbol, int pixelSize, ColorFn color = primaryText(), QWidget* parent = nullptr);
     void setSymbol(const QString& symbol, ColorFn color);
     const QString& symbol() const { return symbol_; }

@@ -1,7 +1,7 @@
 #include "workspace/inspector_panel.h"
 
 #include "engine/recognition_languages.h"
-#include "ui/accessibility.h"
+#include "ui/heading_label.h"
 #include "ui/symbols.h"
 #include "ui/theme.h"
 #include "ui/themed_widgets.h"
@@ -42,32 +42,14 @@ theme::ThemedLabel* wrapping(const QString& text, TextStyle style, theme::ColorF
     return label;
 }
 
-template <class T>
-T* transparent(T* widget) {
-    widget->setAttribute(Qt::WA_TransparentForMouseEvents);
-    return widget;
-}
-
-void paintRowBackground(QAbstractButton* row) {
-    QPainter painter(row);
-    painter.setRenderHint(QPainter::Antialiasing);
-    QColor fill = theme::controlBackground(row->palette());
-    if (row->isDown()) {
-        fill = fill.darker(108);
-    }
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(fill);
-    painter.drawRoundedRect(QRectF(row->rect()), 8, 8);
-}
-
 // The verdict takes the keyboard focus when it arrives, so it shows where the focus is.
-class VerdictHeadline : public theme::ThemedLabel {
+class VerdictHeadline : public theme::HeadingLabel {
 public:
-    using ThemedLabel::ThemedLabel;
+    using HeadingLabel::HeadingLabel;
 
 protected:
     void paintEvent(QPaintEvent* event) override {
-        ThemedLabel::paintEvent(event);
+        HeadingLabel::paintEvent(event);
         if (!hasFocus()) return;
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
@@ -77,32 +59,6 @@ protected:
 };
 
 }  // namespace
-
-// ---- rows ----
-
-FindingRow::FindingRow(const RedactionSearchResult& finding, QWidget* parent)
-    : QAbstractButton(parent), finding_(finding) {
-    setCursor(Qt::PointingHandCursor);
-    setFocusPolicy(Qt::TabFocus);
-    const QString text = pageLabel(finding.pageIndex) + QString::fromUtf8(" \u00b7 ") + qs(finding.text);
-    setAccessibleName(text);
-    auto* row = new QHBoxLayout(this);
-    row->setContentsMargins(8, 6, 8, 6);
-    label_ = new theme::ElidedLabel(text, theme::font(TextStyle::Caption), theme::primaryText(), Qt::ElideRight, this);
-    row->addWidget(transparent(label_), 1);
-    row->addWidget(transparent(new theme::ThemedLabel(sourceLabel(finding.source), theme::font(TextStyle::Caption2),
-                                                      theme::secondaryText(), this)));
-}
-
-bool FindingRow::event(QEvent* event) {
-    // The label lets the pointer through, so its tooltip (the whole finding) is asked for here.
-    if (event->type() == QEvent::ToolTip) return QCoreApplication::sendEvent(label_, event);
-    return QAbstractButton::event(event);
-}
-
-void FindingRow::paintEvent(QPaintEvent*) {
-    paintRowBackground(this);
-}
 
 // ---- inspector ----
 
@@ -122,7 +78,7 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     stack->setSpacing(18);
 
     // 1–3: search
-    stack->addWidget(new theme::ThemedLabel(
+    stack->addWidget(new theme::HeadingLabel(
         QStringLiteral("Find & Redact"), theme::font(TextStyle::Title3, QFont::Bold), theme::primaryText(), content));
     searchField_ = new QLineEdit(content);
     searchField_->setObjectName(QStringLiteral("searchField"));
@@ -212,8 +168,8 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     });
 
     // 5–7: pending regions
-    stack->addWidget(new theme::ThemedLabel(QStringLiteral("Pending Redactions"), theme::font(TextStyle::Headline),
-                                            theme::primaryText(), content));
+    stack->addWidget(new theme::HeadingLabel(QStringLiteral("Pending Redactions"), theme::font(TextStyle::Headline),
+                                             theme::primaryText(), content));
     emptyHint_ = wrapping(QStringLiteral("Drag over sensitive content in the PDF, or search for text."),
                           TextStyle::Subheadline, theme::secondaryText(), content);
     emptyHint_->setObjectName(QStringLiteral("emptyPendingHint"));
@@ -256,7 +212,6 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
         new VerdictHeadline(QString(), theme::font(TextStyle::Headline), theme::primaryText(), verificationPanel_);
     verdictTitle_->setObjectName(QStringLiteral("verdictTitle"));
     verdictTitle_->setFocusPolicy(Qt::TabFocus);
-    accessibility::markHeading(verdictTitle_);
     verdictTitle_->setContentsMargins(4, 2, 4, 2);
     verdict->addWidget(verdictSymbol_);
     verdict->addWidget(verdictTitle_, 1);
@@ -271,9 +226,13 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     unreadable_ = wrapping(QString(), TextStyle::Caption, theme::systemOrange, verificationPanel_);
     unreadable_->setObjectName(QStringLiteral("unreadableTerms"));
     verification->addWidget(unreadable_);
-    findingRowsLayout_ = new QVBoxLayout();
-    findingRowsLayout_->setSpacing(6);
-    verification->addLayout(findingRowsLayout_);
+    findingList_ = new FindingListView(verificationPanel_);
+    verification->addWidget(findingList_);
+    connect(findingList_, &RowListView::partClicked, this, [this](int row) {
+        const RedactionSearchResult place = findingList_->rows()->at(row);
+        model_.setSelectedPageIndex(place.pageIndex);
+        model_.setHighlight(PageHighlight{place.pageIndex, place.rect, PageHighlight::Origin::finding});
+    });
     moreFindings_ = wrapping(QString(), TextStyle::Caption, theme::secondaryText(), verificationPanel_);
     verification->addWidget(moreFindings_);
     redactRemaining_ = new QPushButton(QStringLiteral("Redact Remaining"), verificationPanel_);
@@ -438,36 +397,12 @@ void InspectorPanel::syncVerification() {
                          unreadable.join(QStringLiteral(", ")) +
                          QStringLiteral(". Check these on the pages yourself, or choose a language that has them."));
 
-    for (auto* row : findingRows_) {
-        row->hide();
-        findingRowsLayout_->removeWidget(row);
-        row->deleteLater();
-    }
-    findingRows_.clear();
-    // Rows are for finding one's way; a very long list helps nobody and costs widgets.
+    // Rows are for finding one's way; a very long list helps nobody.
     constexpr std::size_t kListed = 100;
     const SearchResultList found = model_.remainingFindings();
-    for (std::size_t i = 0; i < std::min(found.size(), kListed); ++i) {
-        auto* row = new FindingRow(found[i], verificationPanel_);
-        findingRowsLayout_->addWidget(row);
-        findingRows_.push_back(row);
-        connect(row, &QAbstractButton::clicked, this, [this, row] {
-            const RedactionSearchResult place = row->finding();
-            model_.setSelectedPageIndex(place.pageIndex);
-            model_.setHighlight(PageHighlight{place.pageIndex, place.rect, PageHighlight::Origin::finding});
-        });
-    }
-    // New rows would follow "Close Document" in the focus chain; put them where they are seen.
-    QWidget* previous = verdictTitle_;
-    for (QWidget* next : findingRows_) {
-        setTabOrder(previous, next);
-        previous = next;
-    }
-    for (QWidget* next : {static_cast<QWidget*>(redactRemaining_), static_cast<QWidget*>(reveal_),
-                          static_cast<QWidget*>(closeDocument_)}) {
-        setTabOrder(previous, next);
-        previous = next;
-    }
+    findingList_->rows()->setFindings(
+        SearchResultList(found.begin(), found.begin() + static_cast<std::ptrdiff_t>(std::min(found.size(), kListed))));
+    findingList_->setVisible(!found.empty());
     moreFindings_->setVisible(found.size() > kListed);
     moreFindings_->setText(QStringLiteral("Not listed: ") +
                            QString::number(found.size() - std::min(found.size(), kListed)) +

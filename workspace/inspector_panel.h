@@ -4,9 +4,10 @@
 // from the model; every control calls the model or writes one of its fields.
 
 #include "model/redaction_view_model.h"
-#include "workspace/inspector_lists.h"
+#include "workspace/findings_list.h"
+#include "workspace/pending_list.h"
+#include "workspace/result_list.h"
 
-#include <QAbstractButton>
 #include <QHash>
 #include <QPointer>
 #include <QScrollArea>
@@ -23,26 +24,9 @@ class QVBoxLayout;
 namespace norvane {
 
 namespace theme {
-class ElidedLabel;
 class ThemedLabel;
 class SymbolView;
 }  // namespace theme
-
-// Where verification still read a term ("Page 13 · term"): pressing it shows the place.
-class FindingRow : public QAbstractButton {
-    Q_OBJECT
-public:
-    FindingRow(const RedactionSearchResult& finding, QWidget* parent);
-    const RedactionSearchResult& finding() const { return finding_; }
-
-protected:
-    bool event(QEvent* event) override;
-    void paintEvent(QPaintEvent* event) override;
-
-private:
-    RedactionSearchResult finding_;
-    theme::ElidedLabel* label_ = nullptr;
-};
 
 class InspectorPanel : public QScrollArea {
     Q_OBJECT
@@ -60,7 +44,7 @@ public:
     QCheckBox* labelToggle() const { return labelToggle_; }
     QPushButton* revealButton() const { return reveal_; }
     QPushButton* redactRemainingButton() const { return redactRemaining_; }
-    std::vector<FindingRow*> findingRows() const { return findingRows_; }
+    FindingListView* findingList() const { return findingList_; }
     QPushButton* closeDocumentButton() const { return closeDocument_; }
     QWidget* resultsSection() const { return resultsSection_; }
     QWidget* verificationPanel() const { return verificationPanel_; }
@@ -104,8 +88,7 @@ private:
     theme::ThemedLabel* checkedPages_ = nullptr;
     theme::ThemedLabel* suspicious_ = nullptr;
     theme::ThemedLabel* unreadable_ = nullptr;
-    QVBoxLayout* findingRowsLayout_ = nullptr;
-    std::vector<FindingRow*> findingRows_;
+    FindingListView* findingList_ = nullptr;
     theme::ThemedLabel* moreFindings_ = nullptr;
     QPushButton* redactRemaining_ = nullptr;
     QPushButton* reveal_ = nullptr;
