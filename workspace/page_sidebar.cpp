@@ -271,8 +271,14 @@ void PageSidebar::paintEvent(QPaintEvent* event) {
         const auto index = static_cast<qint64>(it - rows_.begin());
         const QRect row = it->translated(0, -top);
         painter.setPen(Qt::NoPen);
-        painter.setBrush(isHighlighted(index) ? theme::withAlpha(theme::teal(), 0.12) : QColor(Qt::transparent));
-        painter.drawRoundedRect(QRectF(row), 10, 10);
+        if (isHighlighted(index)) {
+            // The faint tint alone is hard to see on a dark list: an outline that stands out too.
+            const QColor tint = theme::withAlpha(theme::teal(), 0.12);
+            painter.setBrush(tint);
+            painter.setPen(
+                QPen(theme::outlineOn(theme::teal(), 0.7, theme::over(tint, theme::controlBackground(pal))), 1.5));
+            painter.drawRoundedRect(QRectF(row).adjusted(0.75, 0.75, -0.75, -0.75), 10, 10);
+        }
 
         const QRectF thumbRect = thumbnailRect(index);
         const QImage image = renders_ ? renders_->image(index, thumbnailPixelsPerPoint(index)) : QImage();
