@@ -167,7 +167,7 @@ int main(int argc, char** argv) {
     sidebar.setRenderService(canvas.renderService());
     canvas.show();
     sidebar.show();
-    canvas.synchronize(model->document(), {}, 0);
+    canvas.synchronize({}, 0);
     PageRenderService& renders = *canvas.renderService();
     const double canvasScale = canvas.devicePixelsPerPoint();
     settle([&] { return renders.has(0, canvasScale) || renders.hasFailed(0); });

@@ -199,7 +199,7 @@ int main(int argc, char** argv) {
     canvas.resize(900, 800);
     canvas.show();
     const qint64 middle = pages / 2;
-    canvas.synchronize(model->document(), {}, middle);
+    canvas.synchronize({}, middle);
     PageRenderService& renders = *canvas.renderService();
     QSignalSpy ready(&renders, &PageRenderService::pageReady);
     const auto waited = std::chrono::steady_clock::now();
@@ -211,11 +211,11 @@ int main(int argc, char** argv) {
     for (const RedactionSearchResult& hit : hits)
         outlines.push_back({hit.pageIndex, hit.rect, PageOutline::Kind::searchHit, false});
     const auto unmarked = [&] {
-        canvas.synchronize(model->document(), {}, middle);
+        canvas.synchronize({}, middle);
         canvas.setOutlines({});
     };
     const auto marked = [&] {
-        canvas.synchronize(model->document(), model->redactions(), middle);
+        canvas.synchronize(model->redactions(), middle);
         canvas.setOutlines(outlines);
     };
     const Timing indexed = measure(runs, unmarked, marked);

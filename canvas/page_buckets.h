@@ -13,7 +13,8 @@ namespace norvane {
 template <class T>
 class PageBuckets {
 public:
-    // Keeps take(item) for each item on a page in [0, pageCount), in list order within a page.
+    // Keeps take(item) for each item on a page in [0, pageCount), in list order within a page;
+    // take is called once per item kept, in list order, so it may number them.
     template <class Item, class Take>
     void assign(const std::vector<Item>& list, qint64 pageCount, Take take) {
         const auto within = [&](const Item& item) { return item.pageIndex >= 0 && item.pageIndex < pageCount; };

@@ -1,5 +1,7 @@
 #include "engine/page_raster.h"
 
+#include "engine/redaction_label.h"
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -11,11 +13,7 @@
 namespace norvane {
 namespace {
 
-constexpr double kLabelMinWidth = 72.0;
-constexpr double kLabelMinHeight = 18.0;
-constexpr double kLabelMaxFontSize = 11.0;
-constexpr double kLabelHeightFactor = 0.45;
-constexpr const char* kLabelText = "REDACTED";
+constexpr const char* kLabelText = kRedactionLabelText.data();
 
 // Pixel edges closer than this to a whole number count as that number, so a box whose edge
 // lands on a pixel boundary does not spill into the neighbour through rounding noise.
@@ -282,10 +280,11 @@ void drawLabel(fz_context* ctx, fz_device* device, const LabelFont& label, const
     const bool quarterTurn = rotation == 90 || rotation == 270;
     const double seenWidth = quarterTurn ? r.height : r.width;
     const double seenHeight = quarterTurn ? r.width : r.height;
-    if (!(seenWidth >= kLabelMinWidth && seenHeight >= kLabelMinHeight)) {
+    const std::optional<double> fitted = redactionLabelSize(seenWidth, seenHeight);
+    if (!fitted) {
         return;
     }
-    const double size = std::min(seenHeight * kLabelHeightFactor, kLabelMaxFontSize);
+    const double size = *fitted;
     const double w = label.width * size;
     const double h = (label.ascender - label.descender) * size;
     // Baseline start relative to the centre, in the label's own upright frame.

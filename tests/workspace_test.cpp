@@ -17,6 +17,7 @@
 #include "workspace/page_sidebar.h"
 #include "workspace/quick_guide_strip.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QCheckBox>
 #include <QFileDialog>
@@ -447,6 +448,9 @@ TEST_F(LayoutTest, ThumbnailsCountBadgesFollowTheReadPageAndChoosePagesByMouseKe
     PageSidebar* sidebar = layout->sidebar();
     PageCanvas* canvas = layout->canvas();
     PageIndicator* indicator = layout->pageIndicator();
+    // The list opens at its top, page 1's picture whole.
+    EXPECT_EQ(sidebar->verticalScrollBar()->value(), 0);
+    EXPECT_TRUE(sidebar->viewport()->rect().contains(sidebar->thumbnailRect(0).toRect()));
     for (double x : {50.0, 150.0, 250.0})
         addRegion(1, x);
     EXPECT_EQ(sidebar->badgeCount(1), 3);
@@ -468,9 +472,12 @@ TEST_F(LayoutTest, ThumbnailsCountBadgesFollowTheReadPageAndChoosePagesByMouseKe
     EXPECT_FALSE(sidebar->isHighlighted(1));
     reading(4);
 
-    // Scrolling the canvas back to the top brings the first row back into the list's view.
+    // Scrolling the canvas back to the top brings the first row back into the list's view, and
+    // the one highlight follows the page read once the page chosen is out of view.
     canvas->verticalScrollBar()->setValue(0);
     reading(0);
+    EXPECT_TRUE(sidebar->isHighlighted(0));
+    EXPECT_FALSE(sidebar->isHighlighted(4));
     sidebar->setFocus();
     for (const auto key : {Qt::Key_Down, Qt::Key_Down, Qt::Key_Up, Qt::Key_Down, Qt::Key_Down, Qt::Key_Return})
         QTest::keyClick(sidebar, key);
@@ -488,6 +495,55 @@ TEST_F(LayoutTest, ThumbnailsCountBadgesFollowTheReadPageAndChoosePagesByMouseKe
     }
     reading(1);
     EXPECT_EQ(indicator->field()->text(), "2");
+
+    // The zoom beside it, whole percent, fitted or chosen.
+    EXPECT_EQ(indicator->zoomText(), QString::number(std::lround(canvas->zoom() * 100)) + "%");
+    for (const auto& [zoom, text] : {std::pair(1.25, "125%"), std::pair(0.333, "33%"), std::pair(8.0, "800%")}) {
+        canvas->setZoom(zoom);
+        EXPECT_EQ(indicator->zoomText(), text);
+    }
+}
+
+// The thumbnails as a list of pages for screen readers: each row named with its pending count,
+// selected with the highlight and focused with the keyboard's row.
+TEST_F(LayoutTest, ThumbnailRowsAreAccessibleListItemsWithTheirCounts) {
+    PageSidebar* sidebar = layout->sidebar();
+    addRegion(1, 50);
+    QAccessibleInterface* list = QAccessible::queryAccessibleInterface(sidebar);
+    ASSERT_TRUE(list);
+    EXPECT_EQ(list->role(), QAccessible::List);
+    ASSERT_EQ(list->childCount(), 6);
+    QAccessibleInterface* second = list->child(1);
+    EXPECT_EQ(second->role(), QAccessible::ListItem);
+    EXPECT_EQ(second->text(QAccessible::Name), "Page 2, 1 pending");
+    EXPECT_EQ(list->child(0)->text(QAccessible::Name), "Page 1");
+    EXPECT_EQ(list->indexOfChild(second), 1);
+    EXPECT_EQ(second->parent(), list);
+    EXPECT_EQ(sidebar->rowAt(sidebar->viewport()->mapFromGlobal(second->rect().center())), 1);
+    addRegion(1, 250);
+    EXPECT_EQ(second->text(QAccessible::Name), "Page 2, 2 pending");
+
+    model->setSelectedPageIndex(2);
+    for (int row = 0; row < 6; ++row)
+        EXPECT_EQ(list->child(row)->state().selected, row == 2) << row;
+    EXPECT_FALSE(list->child(2)->state().focused) << "not while the list lacks focus";
+    sidebar->setFocus();
+    QTest::keyClick(sidebar, Qt::Key_Down);
+    EXPECT_TRUE(list->child(3)->state().focused);
+    EXPECT_FALSE(list->child(2)->state().focused);
+    EXPECT_EQ(list->focusChild(), list->child(3));
+    EXPECT_TRUE(list->child(2)->state().selected) << "moving is not choosing";
+}
+
+// A document opened takes the keyboard to its pages, so the page keys work at once.
+TEST_F(WorkspaceTest, ThePageKeysWorkAsSoonAsADocumentShows) {
+    QApplication::setActiveWindow(&screen);
+    screen.openFiles({pdf("a.pdf")});
+    settle();
+    PageCanvas* canvas = editing()->canvas();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return canvas->hasFocus(); }, 1000));
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_End);
+    EXPECT_EQ(canvas->currentPageIndex(), 2);
 }
 
 // The model announces a new region before the page it selects: the view must not visit the

@@ -137,6 +137,8 @@ EditingLayout::EditingLayout(RedactionViewModel& model, std::function<void()> op
     connect(&model_, &RedactionViewModel::selectedPageIndexChanged, this, &EditingLayout::syncCanvas);
     connect(&model_, &RedactionViewModel::searchResultsChanged, this, &EditingLayout::syncCanvas);
     connect(&model_, &RedactionViewModel::verificationChanged, this, &EditingLayout::syncCanvas);
+    connect(&model_, &RedactionViewModel::labelRedactionsChanged, this,
+            [this] { canvas_->setLabelRedactions(model_.labelRedactions()); });
     connect(&model_, &RedactionViewModel::highlightChanged, this, [this] {
         syncCanvas();
         if (const auto& highlight = model_.highlight()) {
@@ -265,31 +267,51 @@ void EditingLayout::syncStatusBar() {
 }
 
 PageCanvas* EditingLayout::makeCanvas() {
-    // A canvas reports drags only for the document it was made for.
     auto* canvas = new PageCanvas(model_.document(), this);
     canvas->setObjectName(QStringLiteral("pageCanvas"));
     canvas->setMinimumWidth(420);
+    canvas->setLabelRedactions(model_.labelRedactions());
     canvas->setOnManualRedaction([this](qint64 pageIndex, const PageRect& rect) { model_.addManual(pageIndex, rect); });
-    connect(canvas, &PageCanvas::currentPageChanged, this, [this, canvas](qint64 page) {
+    const auto showPage = [this, canvas](qint64 page) {
         sidebar_->setReadingPage(page);
-        pageIndicator_->setPage(page, canvas->document() ? canvas->document()->pageCount() : 0);
+        pageIndicator_->setPage(page, canvas->column().pageCount());
+    };
+    connect(canvas, &PageCanvas::currentPageChanged, this, [this, canvas, showPage](qint64 page) {
+        showPage(page);
+        // One page is highlighted in the thumbnails: the one chosen while it stays in view,
+        // then the one being read.
+        if (!canvas->pageInView(model_.selectedPageIndex())) {
+            model_.setSelectedPageIndex(page);
+        }
     });
+    connect(canvas, &PageCanvas::zoomChanged, this, [this, canvas] { pageIndicator_->setZoom(canvas->zoom()); });
+    showPage(canvas->currentPageIndex().value_or(0));
+    pageIndicator_->setZoom(canvas->zoom());
     // One set of drawn pages per document, for the canvas and the thumbnails alike.
     sidebar_->setRenderService(canvas->renderService());
+    // The page keys work as soon as the pages show.
+    canvas->installEventFilter(this);
+    focusCanvasWhenShown_ = model_.document() != nullptr;
     return canvas;
 }
 
+bool EditingLayout::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == canvas_ && event->type() == QEvent::Show && focusCanvasWhenShown_) {
+        focusCanvasWhenShown_ = false;
+        canvas_->setFocus(Qt::OtherFocusReason);
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
 void EditingLayout::syncCanvas() {
-    // Opening another PDF over the current one gets a fresh canvas, so drags on the new
-    // document are not silently dropped.
-    if (model_.document() && canvas_->creationDocument() != model_.document()) {
+    // Each document gets a canvas of its own; the old one goes at once, and its pages with it.
+    if (canvas_->document() != model_.document()) {
         PageCanvas* fresh = makeCanvas();
         delete layout()->replaceWidget(canvas_, fresh, Qt::FindChildrenRecursively);
-        canvas_->synchronize(nullptr, {}, -1);  // lets the old document's pages go now
-        canvas_->deleteLater();
+        delete canvas_;
         canvas_ = fresh;
     }
-    canvas_->synchronize(model_.document(), model_.exportedRedactions(), model_.selectedPageIndex());
+    canvas_->synchronize(model_.exportedRedactions(), model_.selectedPageIndex());
 
     const auto& highlight = model_.highlight();
     std::vector<PageOutline> outlines;

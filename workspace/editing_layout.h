@@ -46,6 +46,9 @@ public:
     QLabel* statusLabel() const;
     QPushButton* cancelButton() const { return cancel_; }
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     QWidget* buildToolbar();
     QWidget* buildStatusBar();
@@ -66,6 +69,7 @@ private:
     PageSidebar* sidebar_ = nullptr;
     PageCanvas* makeCanvas();
     PageCanvas* canvas_ = nullptr;
+    bool focusCanvasWhenShown_ = false;
     InspectorPanel* inspector_ = nullptr;
     QWidget* statusBar_ = nullptr;
     QProgressBar* progress_ = nullptr;

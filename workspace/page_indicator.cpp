@@ -10,6 +10,7 @@
 #include <QLineEdit>
 
 #include <algorithm>
+#include <cmath>
 #include <functional>
 
 namespace norvane {
@@ -54,12 +55,26 @@ PageIndicator::PageIndicator(QWidget* parent) : QWidget(parent) {
     field_->setValidator(new QIntValidator(1, 999999, field_));
     field_->setAccessibleName(QStringLiteral("Go to Page"));
     after_ = new theme::ThemedLabel(QString(), font, theme::secondaryText(), this);
+    zoom_ = new theme::ThemedLabel(QString(), font, theme::secondaryText(), this);
+    zoom_->setObjectName(QStringLiteral("zoomLevel"));
     row->addWidget(before_);
     row->addWidget(field_);
     row->addWidget(after_);
+    row->addSpacing(10);
+    row->addWidget(zoom_);
     connect(field_, &QLineEdit::returnPressed, this, &PageIndicator::submit);
     connect(field_, &QLineEdit::editingFinished, this, &PageIndicator::restore);
     setPage(0, 0);
+    setZoom(1.0);
+}
+
+void PageIndicator::setZoom(double zoom) {
+    zoom_->setText(QString::number(std::lround(zoom * 100)) + QChar(u'%'));
+    zoom_->setAccessibleName(QStringLiteral("Zoom ") + zoom_->text());
+}
+
+QString PageIndicator::zoomText() const {
+    return zoom_->text();
 }
 
 void PageIndicator::setPage(qint64 pageIndex, qint64 pageCount) {

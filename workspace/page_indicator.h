@@ -1,6 +1,6 @@
 #pragma once
 // "Page 3 of 36" in the toolbar, its number a field: typing another number and Return goes
-// there; anything else puts the page being read back.
+// there; anything else puts the page being read back. Beside it, the canvas's zoom ("125%").
 
 #include <QWidget>
 
@@ -19,6 +19,9 @@ public:
     explicit PageIndicator(QWidget* parent = nullptr);
 
     void setPage(qint64 pageIndex, qint64 pageCount);
+    // Zoom relative to actual size.
+    void setZoom(double zoom);
+    QString zoomText() const;
     // As read aloud: "Page 3 of 36".
     QString text() const;
     QLineEdit* field() const { return field_; }
@@ -35,6 +38,7 @@ private:
     theme::ThemedLabel* before_ = nullptr;
     QLineEdit* field_ = nullptr;
     theme::ThemedLabel* after_ = nullptr;
+    theme::ThemedLabel* zoom_ = nullptr;
     qint64 page_ = 0;
     qint64 count_ = 0;
 };

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace norvane {
 namespace {
@@ -31,6 +32,7 @@ int captionHeight() {
 
 PageSidebar::PageSidebar(RedactionViewModel& model, QWidget* parent) : QAbstractScrollArea(parent), model_(model) {
     setObjectName(QStringLiteral("pageSidebar"));
+    setAccessibleName(QStringLiteral("Page thumbnails"));
     setFrameShape(QFrame::NoFrame);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
@@ -43,7 +45,7 @@ PageSidebar::PageSidebar(RedactionViewModel& model, QWidget* parent) : QAbstract
     connect(&model_, &RedactionViewModel::documentChanged, this, &PageSidebar::relayout);
     connect(&model_, &RedactionViewModel::redactionsChanged, this, &PageSidebar::syncBoxes);
     connect(&model_, &RedactionViewModel::evenWidthBoxesChanged, this, &PageSidebar::syncBoxes);
-    connect(&model_, &RedactionViewModel::selectedPageIndexChanged, viewport(), qOverload<>(&QWidget::update));
+    connect(&model_, &RedactionViewModel::selectedPageIndexChanged, this, &PageSidebar::syncSelection);
     relayout();
 }
 
@@ -76,6 +78,8 @@ void PageSidebar::relayout() {
         verticalScrollBar()->setValue(0);
         readingPage_.reset();
         focusRow_.reset();
+        shownSelection_ = model_.selectedPageIndex();
+        accessibility_.reset();
         syncBoxes();
     }
     rows_.clear();
@@ -120,6 +124,34 @@ void PageSidebar::syncBoxes() {
     boxes_.assign(model_.exportedRedactions(), document_ ? document_->pageCount() : 0,
                   [](const RedactionRegion& region) { return region.rect; });
     viewport()->update();
+    accessibility_.countsChanged();
+}
+
+void PageSidebar::syncSelection() {
+    // The keyboard goes on from the page chosen, wherever it was chosen.
+    const qint64 before = std::exchange(shownSelection_, model_.selectedPageIndex());
+    if (shownSelection_ >= 0 && shownSelection_ < rowCount()) {
+        setFocusRow(shownSelection_);
+    }
+    viewport()->update();
+    if (before != shownSelection_) {
+        accessibility_.selectionChanged(before);
+    }
+}
+
+std::optional<qint64> PageSidebar::focusedRow() const {
+    if (rows_.empty()) {
+        return std::nullopt;
+    }
+    return focusRow_.value_or(std::clamp<qint64>(model_.selectedPageIndex(), 0, rowCount() - 1));
+}
+
+void PageSidebar::setFocusRow(qint64 pageIndex) {
+    if (focusRow_ != pageIndex) {
+        focusRow_ = pageIndex;
+        viewport()->update();
+        accessibility_.focusChanged();
+    }
 }
 
 qint64 PageSidebar::badgeCount(qint64 pageIndex) const {
@@ -131,7 +163,6 @@ void PageSidebar::setReadingPage(qint64 pageIndex) {
         return;
     }
     readingPage_ = pageIndex;
-    focusRow_ = pageIndex;  // the keyboard goes on from the page being read
     scrollToRow(pageIndex);
     viewport()->update();
 }
@@ -139,7 +170,8 @@ void PageSidebar::setReadingPage(qint64 pageIndex) {
 void PageSidebar::scrollToRow(qint64 pageIndex) {
     const QRect row = rowRect(pageIndex);
     QScrollBar* bar = verticalScrollBar();
-    if (row.top() < 0) {
+    // A row taller than the view shows its thumbnail, its top.
+    if (row.top() < 0 || row.height() + 2 * kOuterPadding > viewport()->height()) {
         bar->setValue(bar->value() + row.top() - kOuterPadding);
     } else if (row.bottom() > viewport()->height()) {
         bar->setValue(bar->value() + row.bottom() - viewport()->height() + kOuterPadding);
@@ -157,7 +189,7 @@ void PageSidebar::keyPressEvent(QKeyEvent* event) {
         QAbstractScrollArea::keyPressEvent(event);
         return;
     }
-    const qint64 from = focusRow_.value_or(std::clamp<qint64>(model_.selectedPageIndex(), 0, count - 1));
+    const qint64 from = *focusedRow();
     std::optional<qint64> to;
     switch (event->key()) {
         case Qt::Key_Up:
@@ -182,9 +214,8 @@ void PageSidebar::keyPressEvent(QKeyEvent* event) {
             return;
     }
     if (to) {
-        focusRow_ = *to;
+        setFocusRow(*to);
         scrollToRow(*to);
-        viewport()->update();
     }
     event->accept();
 }
@@ -240,8 +271,14 @@ void PageSidebar::paintEvent(QPaintEvent* event) {
         const auto index = static_cast<qint64>(it - rows_.begin());
         const QRect row = it->translated(0, -top);
         painter.setPen(Qt::NoPen);
-        painter.setBrush(isHighlighted(index) ? theme::withAlpha(theme::teal(), 0.12) : QColor(Qt::transparent));
-        painter.drawRoundedRect(QRectF(row), 10, 10);
+        if (isHighlighted(index)) {
+            // The faint tint alone is hard to see on a dark list: an outline that stands out too.
+            const QColor tint = theme::withAlpha(theme::teal(), 0.12);
+            painter.setBrush(tint);
+            painter.setPen(
+                QPen(theme::outlineOn(theme::teal(), 0.7, theme::over(tint, theme::controlBackground(pal))), 1.5));
+            painter.drawRoundedRect(QRectF(row).adjusted(0.75, 0.75, -0.75, -0.75), 10, 10);
+        }
 
         const QRectF thumbRect = thumbnailRect(index);
         const QImage image = renders_ ? renders_->image(index, thumbnailPixelsPerPoint(index)) : QImage();
@@ -266,12 +303,7 @@ void PageSidebar::paintEvent(QPaintEvent* event) {
         painter.setPen(QPen(theme::separatorColor(pal), 1.0));
         painter.setBrush(Qt::NoBrush);
         painter.drawRect(thumbRect.adjusted(-0.5, -0.5, 0.5, 0.5));
-        // The page being read: an outline in the text colour, apart from the teal selection.
-        if (readingPage_ == index) {
-            painter.setPen(QPen(theme::labelColor(pal), 2.0));
-            painter.drawRect(thumbRect.adjusted(-2.5, -2.5, 2.5, 2.5));
-        }
-        if (hasFocus() && focusRow_ == index) {
+        if (hasFocus() && focusedRow() == index) {
             painter.setPen(QPen(theme::labelColor(pal), 1.0, Qt::DashLine));
             painter.drawRoundedRect(QRectF(row).adjusted(1.5, 1.5, -1.5, -1.5), 9, 9);
         }
@@ -316,11 +348,22 @@ void PageSidebar::mousePressEvent(QMouseEvent* event) {
 void PageSidebar::mouseReleaseEvent(QMouseEvent* event) {
     const auto row = rowAt(event->position().toPoint());
     if (event->button() == Qt::LeftButton && row && row == pressedRow_) {
-        focusRow_ = *row;
+        setFocusRow(*row);
         choose(*row);
     }
     pressedRow_.reset();
     QAbstractScrollArea::mouseReleaseEvent(event);
+}
+
+void PageSidebar::focusInEvent(QFocusEvent* event) {
+    QAbstractScrollArea::focusInEvent(event);
+    viewport()->update();  // the keyboard's ring
+    accessibility_.focusChanged();
+}
+
+void PageSidebar::focusOutEvent(QFocusEvent* event) {
+    QAbstractScrollArea::focusOutEvent(event);
+    viewport()->update();
 }
 
 }  // namespace norvane

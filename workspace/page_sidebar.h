@@ -1,13 +1,15 @@
 #pragma once
 // The column of page thumbnails left of the canvas: one row per page with its thumbnail and
 // pending boxes, "Page N" and a badge counting that page's pending regions. Rows are laid out
-// from the page sizes alone; a thumbnail is rendered only once its row scrolls into view. The
-// page being read is outlined and kept in view; arrows, Home and End move the keyboard focus
-// between rows, Return and Space choose the focused one.
+// from the page sizes alone; a thumbnail is rendered only once its row scrolls into view. One
+// row is highlighted, the selected page; the page being read is kept in view. Arrows, Home and
+// End move the keyboard's row, ringed while the list has focus; Return and Space choose it.
+// Screen readers find the rows as list items (page_sidebar_accessibility.h).
 
 #include "canvas/page_buckets.h"
 #include "canvas/page_render_service.h"
 #include "model/redaction_view_model.h"
+#include "workspace/page_sidebar_accessibility.h"
 
 #include <QAbstractScrollArea>
 #include <QTimer>
@@ -24,16 +26,19 @@ class PageSidebar : public QAbstractScrollArea {
 public:
     explicit PageSidebar(RedactionViewModel& model, QWidget* parent = nullptr);
 
+    qint64 rowCount() const { return static_cast<qint64>(rows_.size()); }
     // Row of a page in viewport coordinates; empty for a page that does not exist.
     QRect rowRect(qint64 pageIndex) const;
     std::optional<qint64> rowAt(const QPoint& viewportPoint) const;
     // Number of pending regions on a page, of any source (the badge; none shown at 0).
     qint64 badgeCount(qint64 pageIndex) const;
     bool isHighlighted(qint64 pageIndex) const { return model_.selectedPageIndex() == pageIndex; }
-    // The page being read in the canvas: outlined, and scrolled into view.
+    qint64 selectedRow() const { return model_.selectedPageIndex(); }
+    // The page being read in the canvas, kept in view.
     void setReadingPage(qint64 pageIndex);
     std::optional<qint64> readingPage() const { return readingPage_; }
-    std::optional<qint64> focusedRow() const { return focusRow_; }
+    // The keyboard's row: the one it moved to, or else the selected one.
+    std::optional<qint64> focusedRow() const;
 
     // Shares the canvas's drawn pages; without one for the document shown, the sidebar makes
     // its own.
@@ -43,6 +48,9 @@ public:
     QRectF thumbnailRect(qint64 pageIndex) const;
     // View pixels per point of a page's thumbnail image.
     double thumbnailPixelsPerPoint(qint64 pageIndex) const;
+
+    // Its rows as screen readers see them.
+    SidebarAccessibility& accessibility() { return accessibility_; }
 
 signals:
     // A page chosen with the mouse or keyboard (already the selected page).
@@ -55,10 +63,14 @@ protected:
     void scrollContentsBy(int dx, int dy) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
 
 private:
     void relayout();
     void syncBoxes();
+    void syncSelection();
+    void setFocusRow(qint64 pageIndex);
     void choose(qint64 pageIndex);
     void scrollToRow(qint64 pageIndex);
     void requestVisibleThumbnails();
@@ -71,9 +83,11 @@ private:
     std::optional<qint64> pressedRow_;
     std::optional<qint64> readingPage_;
     std::optional<qint64> focusRow_;
+    qint64 shownSelection_ = -1;
     PageBuckets<PageRect> boxes_;
     std::shared_ptr<PageRenderService> renders_;
     QTimer wantTimer_;
+    SidebarAccessibility accessibility_{*this};
 };
 
 }  // namespace norvane
