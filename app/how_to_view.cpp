@@ -279,10 +279,10 @@ EnhancedRedactionHowToView::EnhancedRedactionHowToView(QWidget* parent) : QWidge
         {"Ctrl+Z", "Undo the latest redaction"},
         {"Page Up, Page Down, Home, End", "Move through the pages"},
         {"Ctrl+Alt+G", "Go to a page"},
-        {"B",
+        {"B or Insert",
          "With the pages focused: a new box at the page's centre. Arrows move it, Ctrl with the arrows "
          "resizes it, Shift takes larger steps; Return adds it, Escape drops it"},
-        {"Return", "On a search result or a finding: redact it"},
+        {"Return", "On a search result: redact it. On a finding: show its place"},
         {"Delete", "On a pending redaction: remove it"},
         {"Tab, Shift+Tab", "Move between the controls"},
     };
