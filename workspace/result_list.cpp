@@ -79,16 +79,7 @@ protected:
         const Geometry g = geometry(row);
         const RedactionSearchResult& hit = list_->rows()->at(row);
         const QPalette& palette = view().palette();
-        painter->save();
-        painter->setRenderHint(QPainter::Antialiasing);
-        QColor fill = theme::controlBackground(palette);
-        if (list_->pressedPart() == row && list_->hoveredPart() == row) {
-            fill = fill.darker(108);
-        }
-        painter->setPen(Qt::NoPen);
-        painter->setBrush(fill);
-        painter->drawRoundedRect(QRectF(rect), 8, 8);
-        painter->restore();
+        paintButtonRow(painter, rect, palette, list_->pressedPart() == row && list_->hoveredPart() == row);
         // The row is a button: its words are in the button text colour.
         const QColor ink = palette.color(QPalette::ButtonText);
         const QPoint at = rect.topLeft();

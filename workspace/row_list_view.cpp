@@ -24,6 +24,19 @@ QString sourceLabel(RedactionSource source) {
     return QString::fromUtf8(raw.data(), static_cast<qsizetype>(raw.size()));
 }
 
+void paintButtonRow(QPainter* painter, const QRect& rect, const QPalette& palette, bool pressed) {
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    QColor fill = theme::controlBackground(palette);
+    if (pressed) {
+        fill = fill.darker(108);
+    }
+    painter->setPen(Qt::NoPen);
+    painter->setBrush(fill);
+    painter->drawRoundedRect(QRectF(rect), 8, 8);
+    painter->restore();
+}
+
 void drawLabelText(QPainter* painter, const QWidget& on, const QRect& rect, const QFont& font, const QColor& color,
                    const QString& text, bool wordWrap) {
     const Qt::LayoutDirection direction = text.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight;

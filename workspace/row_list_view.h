@@ -65,6 +65,8 @@ private:
     RowListView* view_;
 };
 
+// A row that is a button: a rounded card, a shade darker while pressed.
+void paintButtonRow(QPainter* painter, const QRect& rect, const QPalette& palette, bool pressed);
 // Text drawn as a plain-text label with the default alignment would draw it, in `color`.
 void drawLabelText(QPainter* painter, const QWidget& on, const QRect& rect, const QFont& font, const QColor& color,
                    const QString& text, bool wordWrap = false);
