@@ -282,7 +282,7 @@ EnhancedRedactionHowToView::EnhancedRedactionHowToView(QWidget* parent) : QWidge
         {"B or Insert",
          "With the pages focused: a new box at the page's centre. Arrows move it, Ctrl with the arrows "
          "resizes it, Shift takes larger steps; Return adds it, Escape drops it"},
-        {"Return", "On a search result: redact it. On a finding: show its place"},
+        {"Return", "On a search result or a finding: redact it (Space on a finding shows its place)"},
         {"Delete", "On a pending redaction: remove it"},
         {"Tab, Shift+Tab", "Move between the controls"},
     };

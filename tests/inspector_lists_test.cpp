@@ -189,8 +189,8 @@ TEST_F(InspectorListsTest, RowsAreNamedAndThePendingRowsButtonRemovesExactlyItsR
     EXPECT_EQ(model->redactions().back().matchedText, "555-0100");
 }
 
-// The keys a focused row answers to: Return adds a hit or shows a finding's place, Delete and
-// Backspace remove a pending region, Return on one does not.
+// The keys a focused row answers to: Return adds a hit or a finding, Space on a finding shows its
+// place, Delete and Backspace remove a pending region, Return on one does not.
 TEST_F(InspectorListsTest, KeysOnAFocusedRowDoWhatPressingItDoes) {
     model->setSearchResults({hit(1, "Jane"), hit(3, "Roe")});
     model->addManual(0, PageRect{10, 10, 40, 20});
@@ -201,11 +201,15 @@ TEST_F(InspectorListsTest, KeysOnAFocusedRowDoWhatPressingItDoes) {
         QTest::keyClick(list, key);
     };
 
-    press(panel->findingList(), 0, Qt::Key_Return);
+    press(panel->findingList(), 0, Qt::Key_Space);
     EXPECT_EQ(model->selectedPageIndex(), 4);
     ASSERT_TRUE(model->highlight());
     EXPECT_EQ(model->highlight()->origin, PageHighlight::Origin::finding);
-    EXPECT_EQ(model->redactions().size(), 1u) << "choosing a finding shows it; Redact Remaining adds";
+    EXPECT_EQ(model->redactions().size(), 1u) << "choosing a finding shows it";
+    press(panel->findingList(), 0, Qt::Key_Return);
+    ASSERT_EQ(model->redactions().size(), 2u);
+    EXPECT_EQ(model->redactions().back().rect, (PageRect{72, 600, 60, 14}));
+    model->undoLast();
 
     press(panel->resultList(), 1, Qt::Key_Return);
     ASSERT_EQ(model->redactions().size(), 2u);

@@ -3,6 +3,7 @@
 #include "ui/theme.h"
 #include "ui/typography.h"
 
+#include <QKeyEvent>
 #include <QPainter>
 
 #include <algorithm>
@@ -98,6 +99,15 @@ QString FindingListView::shownText(int row) const {
 QString FindingListView::partToolTip(int row) const {
     const QString text = rows_->index(row).data().toString();
     return shownText(row) != text ? text : QString();
+}
+
+void FindingListView::keyPressEvent(QKeyEvent* event) {
+    if ((event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) && currentIndex().isValid()) {
+        emit partEntered(currentIndex().row());
+        event->accept();
+        return;
+    }
+    RowListView::keyPressEvent(event);
 }
 
 }  // namespace norvane

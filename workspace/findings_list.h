@@ -1,6 +1,6 @@
 #pragma once
 // Where verification still read a term ("Page 13 · term", and how it was read): pressing a
-// row shows the place (the inspector connects partClicked).
+// row shows the place (the inspector connects partClicked); Return on a row redacts it.
 
 #include "model/redaction_session.h"
 #include "workspace/row_list_view.h"
@@ -26,8 +26,13 @@ public:
     // The row's words as shown, cut with "…" where they do not fit.
     QString shownText(int row) const;
 
+signals:
+    // Return or Enter on the current row.
+    void partEntered(int row);
+
 protected:
     QString partToolTip(int row) const override;
+    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     FindingListModel* rows_;

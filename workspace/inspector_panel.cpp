@@ -233,6 +233,11 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
         model_.setSelectedPageIndex(place.pageIndex);
         model_.setHighlight(PageHighlight{place.pageIndex, place.rect, PageHighlight::Origin::finding});
     });
+    connect(findingList_, &FindingListView::partEntered, this, [this](int row) {
+        const RedactionSearchResult place = findingList_->rows()->at(row);  // the list goes with the verdict
+        model_.setSelectedPageIndex(place.pageIndex);
+        model_.addSearchResult(place);
+    });
     moreFindings_ = wrapping(QString(), TextStyle::Caption, theme::secondaryText(), verificationPanel_);
     verification->addWidget(moreFindings_);
     redactRemaining_ = new QPushButton(QStringLiteral("Redact Remaining"), verificationPanel_);
