@@ -38,6 +38,16 @@ MainWindow::MainWindow(SharedServices services, QWidget* parent) : QMainWindow(p
     watchWorkspace();
 }
 
+MainWindow::~MainWindow() {
+    // The children go after this part of the window, and a model may outlive them all: what
+    // they say on the way out must not reach a window that is no longer one.
+    if (WorkspaceScreen* workspace = rootView_->workspace()) {
+        workspace->disconnect(this);
+        workspace->model().disconnect(this);
+    }
+    rootView_->disconnect(this);
+}
+
 MainWindow* MainWindow::openNewWindow(SharedServices services) {
     auto* window = new MainWindow(std::move(services));
     window->setAttribute(Qt::WA_DeleteOnClose);

@@ -28,6 +28,7 @@ public:
     static constexpr int minimumHeight = 740;
 
     explicit MainWindow(SharedServices services, QWidget* parent = nullptr);
+    ~MainWindow() override;
 
     // A new, shown main window that deletes itself when closed.
     static MainWindow* openNewWindow(SharedServices services);

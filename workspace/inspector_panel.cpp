@@ -263,7 +263,7 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     connect(closeDocument_, &QPushButton::clicked, this, [this] { model_.clearDocument(); });
     // Qt hands the focus of a control that hides or turns off to the next in the chain, which
     // after the verdict is "Close Document": one Space would then drop the work.
-    connect(qApp, &QApplication::focusChanged, this, [this](QWidget* old, QWidget* now) {
+    focusGuard_ = connect(qApp, &QApplication::focusChanged, this, [this](QWidget* old, QWidget* now) {
         if (now != closeDocument_ || !old || (old->isVisible() && old->isEnabled())) return;
         QWidget* target = afterRemaining_ && afterRemaining_->isEnabled() ? afterRemaining_.data() : searchField_;
         target->setFocus(Qt::OtherFocusReason);
@@ -293,6 +293,11 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
 QLabel* InspectorPanel::matchCountLabel() const {
     return matchCount_;
 }
+InspectorPanel::~InspectorPanel() {
+    // The focus moves while the children go, after this part of the panel is gone.
+    disconnect(focusGuard_);
+}
+
 QLabel* InspectorPanel::verdictHeadline() const {
     return verdictTitle_;
 }

@@ -32,6 +32,7 @@ class InspectorPanel : public QScrollArea {
     Q_OBJECT
 public:
     explicit InspectorPanel(RedactionViewModel& model, QWidget* parent = nullptr);
+    ~InspectorPanel() override;
 
     QLineEdit* searchField() const { return searchField_; }
     QPushButton* findTextButton() const { return findText_; }
@@ -94,6 +95,7 @@ private:
     QPushButton* reveal_ = nullptr;
     QPushButton* closeDocument_ = nullptr;
     QPointer<QWidget> afterRemaining_;
+    QMetaObject::Connection focusGuard_;
 };
 
 }  // namespace norvane
