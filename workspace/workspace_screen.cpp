@@ -1,6 +1,7 @@
 #include "workspace/workspace_screen.h"
 
 #include "canvas/page_canvas.h"
+#include "model/export_pipeline.h"
 #include "ui/announcer.h"
 #include "ui/theme.h"
 #include "ui/themed_widgets.h"
@@ -116,7 +117,7 @@ void WorkspaceScreenPrivate::announceEnd() {
     QString text = model->statusText();
     if (verdictToSay && model->verification()) {
         const auto& result = *model->verification();
-        text = (result.passed() ? QStringLiteral("Verification Passed. ") : QStringLiteral("Needs Review. ")) +
+        text = QString::fromStdString(verificationStatus(result)) + QStringLiteral(". ") +
                QString::number(result.checkedPages()) + QStringLiteral(" pages checked.");
     }
     verdictToSay = false;
