@@ -49,6 +49,7 @@ enum class HidingCause {
     renderMode,   // text render mode 3
     transparent,  // drawn with no opacity
     clipped,      // drawn outside its clip
+    emptyGlyph,   // the font draws nothing for it
 };
 
 std::string_view rawValue(InspectionKind kind);
