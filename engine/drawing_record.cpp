@@ -73,14 +73,15 @@ struct PathShape {
 bool isFlatBox(fz_context* ctx, const fz_path* path) {
     static const fz_path_walker walker{
         [](fz_context*, void* arg, float, float) { ++static_cast<PathShape*>(arg)->moves; },
-        [](fz_context*, void* arg, float, float) { ++static_cast<PathShape*>(arg)->lines; },
-        [](fz_context*, void* arg, float, float, float, float, float, float) { ++static_cast<PathShape*>(arg)->curves; },
-        [](fz_context*, void*) {},
-        nullptr,
-        nullptr,
-        nullptr,
+        [](fz_context*, void* arg, float, float) {
+        ++static_cast<PathShape*>(arg)->lines;
+        },
+        [](fz_context*, void* arg, float, float, float, float, float, float) {
+        ++static_cast<PathShape*>(arg)->curves;
+    },
+        [](fz_context*, void*) {}, nullptr, nullptr, nullptr,
         [](fz_context*, void* arg, float, float, float, float) { ++static_cast<PathShape*>(arg)->rects; },
-    };
+        };
     PathShape shape;
     fz_walk_path(ctx, path, &walker, &shape);
     if (shape.curves > 0) {
@@ -131,8 +132,7 @@ bool hasArea(const fz_rect& r) {
     return r.x1 - r.x0 > 1e-3f && r.y1 - r.y0 > 1e-3f;
 }
 
-void recordText(fz_context* ctx, RecordingTarget* r, const fz_text* text, fz_matrix ctm, GlyphMode mode,
-                float alpha) {
+void recordText(fz_context* ctx, RecordingTarget* r, const fz_text* text, fz_matrix ctm, GlyphMode mode, float alpha) {
     if (!r || !drawsOnPage(*r) || !text) {
         return;
     }
@@ -192,8 +192,8 @@ void installRelay(Relay& d, fz_device* target, RecordingTarget* recording) {
         }
         fz_stroke_path(ctx, me->target, path, stroke, ctm, cs, colour, alpha, params);
     };
-    s.clip_path = [](fz_context* ctx, fz_device* dev, const fz_path* path, int evenOdd, fz_matrix ctm,
-                     fz_rect scissor) {
+    s.clip_path =
+        [](fz_context* ctx, fz_device* dev, const fz_path* path, int evenOdd, fz_matrix ctm, fz_rect scissor) {
         Relay* me = relay(dev);
         if (me->recording) {
             pushClip(me->recording, fz_bound_path(ctx, path, nullptr, ctm));
@@ -250,16 +250,16 @@ void installRelay(Relay& d, fz_device* target, RecordingTarget* recording) {
         recordText(ctx, me->recording, text, ctm, GlyphMode::invisible, 0);
         fz_ignore_text(ctx, me->target, text, ctm);
     };
-    s.fill_shade = [](fz_context* ctx, fz_device* dev, fz_shade* shade, fz_matrix ctm, float alpha,
-                      fz_color_params params) {
+    s.fill_shade =
+        [](fz_context* ctx, fz_device* dev, fz_shade* shade, fz_matrix ctm, float alpha, fz_color_params params) {
         Relay* me = relay(dev);
         if (me->recording && drawsOnPage(*me->recording)) {
             addMark(me->recording, fz_bound_shade(ctx, shade, ctm), MarkKind::drawing);
         }
         fz_fill_shade(ctx, me->target, shade, ctm, alpha, params);
     };
-    s.fill_image = [](fz_context* ctx, fz_device* dev, fz_image* image, fz_matrix ctm, float alpha,
-                      fz_color_params params) {
+    s.fill_image =
+        [](fz_context* ctx, fz_device* dev, fz_image* image, fz_matrix ctm, float alpha, fz_color_params params) {
         Relay* me = relay(dev);
         addMark(me->recording, fz_transform_rect(fz_unit_rect, ctm), MarkKind::image);
         fz_fill_image(ctx, me->target, image, ctm, alpha, params);

@@ -23,10 +23,10 @@ struct RecordedGlyph {
     std::string text;        // UTF-8; several characters for a ligature
     GlyphMode mode = GlyphMode::fill;
     float alpha = 1;
-    bool clipped = false;    // its centre lies outside the clip in force
-    bool hasInk = true;      // false: box is the advance box of an empty glyph
-    double size = 0;         // em size in device units
-    std::int64_t run = 0;    // glyphs of one text object share it
+    bool clipped = false;  // its centre lies outside the clip in force
+    bool hasInk = true;    // false: box is the advance box of an empty glyph
+    double size = 0;       // em size in device units
+    std::int64_t run = 0;  // glyphs of one text object share it
 };
 
 enum class MarkKind { box, image, drawing };

@@ -13,8 +13,8 @@ constexpr int kActionDepth = 16;
 constexpr std::int64_t kOutlineLimit = 100'000;
 
 // Actions that reach outside the document: other files, programs, servers, media players.
-constexpr std::array<std::string_view, 8> kLeaving{"Launch",    "SubmitForm", "ImportData", "GoToR",
-                                                  "GoToE",     "Rendition",  "Sound",      "Movie"};
+constexpr std::array<std::string_view, 8> kLeaving{"Launch", "SubmitForm", "ImportData", "GoToR",
+                                                   "GoToE",  "Rendition",  "Sound",      "Movie"};
 
 template <std::size_t N>
 bool isOneOf(fz_context* ctx, pdf_obj* name, const std::array<std::string_view, N>& names) {

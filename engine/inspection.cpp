@@ -26,8 +26,8 @@ constexpr std::array kKinds{
               "Text off the page"},
     KindWords{InspectionKind::tinyText, "tinyText", "tiny text", "tiny texts", "Text under 1 point"},
     KindWords{InspectionKind::ocrLayer, "ocrLayer", "", "recognised text layer", "Recognised text layer"},
-    KindWords{InspectionKind::unappliedRedaction, "unappliedRedaction", "unapplied redaction",
-              "unapplied redactions", "Redaction mark never applied"},
+    KindWords{InspectionKind::unappliedRedaction, "unappliedRedaction", "unapplied redaction", "unapplied redactions",
+              "Redaction mark never applied"},
     KindWords{InspectionKind::darkAnnotation, "darkAnnotation", "dark mark over text", "dark marks over text",
               "Dark mark over text"},
     KindWords{InspectionKind::hiddenLayer, "hiddenLayer", "", "hidden layers", "Hidden layer"},
@@ -202,22 +202,22 @@ std::vector<InspectionFinding> inspectDocument(const SharedPdfDocument& document
     forEachPageInParallel<InspectionWorker>(
         pageCount, workers, readingWindow(workers), progress, stop,
         [&](InspectionWorker& worker, std::int64_t pageIndex, const std::stop_token& pageStop) {
-            if (pageStop.stop_requested()) {
-                throw CancellationError();
+        if (pageStop.stop_requested()) {
+            throw CancellationError();
+        }
+        if (!worker.session) {
+            try {
+                worker.session.emplace(document);
+            } catch (const mu::MuPdfError&) {
+                return std::vector<InspectionFinding>{
+                    {InspectionKind::pageNotInspected, pageIndex, std::nullopt, 1, std::nullopt, {}}};
             }
-            if (!worker.session) {
-                try {
-                    worker.session.emplace(document);
-                } catch (const mu::MuPdfError&) {
-                    return std::vector<InspectionFinding>{
-                        {InspectionKind::pageNotInspected, pageIndex, std::nullopt, 1, std::nullopt, {}}};
-                }
-            }
-            return inspectPage(*worker.session, pageIndex, setup, worker.ocr);
+        }
+        return inspectPage(*worker.session, pageIndex, setup, worker.ocr);
         },
         [&](std::int64_t, std::vector<InspectionFinding> page) {
-            findings.insert(findings.end(), std::make_move_iterator(page.begin()), std::make_move_iterator(page.end()));
-        });
+        findings.insert(findings.end(), std::make_move_iterator(page.begin()), std::make_move_iterator(page.end()));
+    });
     return findings;
 }
 

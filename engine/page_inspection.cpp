@@ -66,8 +66,8 @@ struct PageResources {
 struct AnnotationFacts {
     enum pdf_annot_type type = PDF_ANNOT_UNKNOWN;
     bool widget = false;
-    PageRect rect;    // page space
-    fz_rect box{};    // device space
+    PageRect rect;  // page space
+    fz_rect box{};  // device space
     bool dark = false;
     std::int64_t coveredGlyphs = 0;
 };
@@ -117,8 +117,7 @@ double luminance(fz_context* ctx, pdf_obj* colour) {
 // pixel space); nothing when the box lies off them. With `innerOnly` the outer ring of pixels
 // is left out: there the glyph's edge blends with whatever edge lies beside it, and a box drawn
 // flush over a glyph leaves a faint rim no reader can see.
-std::optional<int> largestDifference(fz_context* ctx, fz_pixmap* a, fz_pixmap* b, const fz_rect& box,
-                                     bool innerOnly) {
+std::optional<int> largestDifference(fz_context* ctx, fz_pixmap* a, fz_pixmap* b, const fz_rect& box, bool innerOnly) {
     const int px = fz_pixmap_x(ctx, a);
     const int py = fz_pixmap_y(ctx, a);
     const int w = fz_pixmap_width(ctx, a);
@@ -464,9 +463,8 @@ bool readsAsScan(const mu::Session& session, std::int64_t pageIndex, const std::
         return false;
     }
     try {
-        RenderResult image = renderImage(session, {.pageIndex = pageIndex,
-                                                   .dpi = kOcrDpi,
-                                                   .orientation = RenderOrientation::displayed});
+        RenderResult image =
+            renderImage(session, {.pageIndex = pageIndex, .dpi = kOcrDpi, .orientation = RenderOrientation::displayed});
         if (!image) {
             return false;
         }
@@ -519,10 +517,10 @@ std::optional<PageGeometry> geometryOf(const PdfPageInfo& info) {
         return std::nullopt;
     }
     const double scale = dpi / 72.0;
-    return PageGeometry{size->width, size->height,
-                        fz_make_matrix(static_cast<float>(scale), 0, 0, static_cast<float>(-scale),
-                                       static_cast<float>(-box.x * scale),
-                                       static_cast<float>((box.y + box.height) * scale))};
+    return PageGeometry{
+        size->width, size->height,
+        fz_make_matrix(static_cast<float>(scale), 0, 0, static_cast<float>(-scale), static_cast<float>(-box.x * scale),
+                       static_cast<float>((box.y + box.height) * scale))};
 }
 
 fz_pixmap* whitePixmap(fz_context* ctx, const PageGeometry& g) {
@@ -562,7 +560,8 @@ void addAnnotationFindings(fz_context* ctx, pdf_annot* annot, const AnnotationFa
             case PDF_ANNOT_FILE_ATTACHMENT: {
                 pdf_obj* spec = pdf_dict_get(ctx, obj, PDF_NAME(FS));
                 std::string name = textOf(ctx, pdf_dict_get(ctx, spec, PDF_NAME(UF)));
-                add(InspectionKind::attachment, name.empty() ? textOf(ctx, pdf_dict_get(ctx, spec, PDF_NAME(F))) : name);
+                add(InspectionKind::attachment,
+                    name.empty() ? textOf(ctx, pdf_dict_get(ctx, spec, PDF_NAME(F))) : name);
                 break;
             }
             default:
@@ -716,8 +715,12 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
             res.dropDevices();
         });
         if (const auto area = differingArea(ctx, res.shown, res.layered)) {
-            out.push_back({InspectionKind::hiddenLayer, pageIndex, pageRectOf(fz_transform_rect(*area, pixelToPage)),
-                           1, std::nullopt, {}});
+            out.push_back({InspectionKind::hiddenLayer,
+                           pageIndex,
+                           pageRectOf(fz_transform_rect(*area, pixelToPage)),
+                           1,
+                           std::nullopt,
+                           {}});
         }
     }
 
@@ -788,7 +791,7 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
             continue;
         }
         const auto causeOf = [](MarkKind kind) {
-            return kind == MarkKind::box ? HidingCause::box
+            return kind == MarkKind::box     ? HidingCause::box
                    : kind == MarkKind::image ? HidingCause::image
                                              : HidingCause::drawing;
         };
@@ -815,10 +818,12 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
             gathering.add(InspectionKind::coveredText, HidingCause::annotation, -1 - cover->annotation, glyph);
             continue;
         }
-        // A flat patch of one colour over text is a box, whatever drew it (a filled shape, a
-        // one-colour image, a thick stroke); a picture or a pattern over it is not.
-        const bool flat = cover->kind == MarkKind::box || flatShade(ctx, res.shown, glyph.box).has_value();
-        gathering.add(flat ? InspectionKind::failedRedaction : InspectionKind::coveredText, causeOf(cover->kind),
+        // A flat dark patch over text is a failed redaction, whatever drew it (a filled shape, a
+        // one-colour image, a thick stroke). A picture, a pattern or a light patch (a layout's
+        // white background over a watermark) still covers text, but nobody meant it as one.
+        const std::optional<int> shade = flatShade(ctx, res.shown, glyph.box);
+        const bool redaction = shade && *shade < kDarkGround;
+        gathering.add(redaction ? InspectionKind::failedRedaction : InspectionKind::coveredText, causeOf(cover->kind),
                       coverKey, glyph);
     }
 
@@ -846,7 +851,11 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
     const ActionReach reach = reachOfAdditional(ctx, pdf_dict_get(ctx, pageObject, PDF_NAME(AA)));
     if (reach != ActionReach::none) {
         out.push_back({reach == ActionReach::javascript ? InspectionKind::javascript : InspectionKind::action,
-                       pageIndex, std::nullopt, 1, std::nullopt, {}});
+                       pageIndex,
+                       std::nullopt,
+                       1,
+                       std::nullopt,
+                       {}});
     }
     return out;
 }

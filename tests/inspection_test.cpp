@@ -57,8 +57,8 @@ std::vector<unsigned char> scanWithLayer(std::vector<TextRun> layer) {
 struct Case {
     const char* name;
     std::function<std::vector<unsigned char>()> build;
-    std::set<std::string> found;       // "kind" or "kind/cause", every finding of the file
-    std::optional<PageRect> place{};   // the first finding's rectangle holds this one's centre
+    std::set<std::string> found;      // "kind" or "kind/cause", every finding of the file
+    std::optional<PageRect> place{};  // the first finding's rectangle holds this one's centre
 };
 
 std::string keyOf(const InspectionFinding& finding) {
@@ -69,125 +69,135 @@ std::string keyOf(const InspectionFinding& finding) {
     return key;
 }
 
-const Case kCases[] = {
-    {"BlackBoxOverLiveText",
-     [] {
-         return onePage({.texts = {kLine}, .filledBlackRects = {grown(testing::glyphBox(kLine, "secret"), 1)}});
-     },
-     {"failedRedaction/box"},
+const Case kCases[] =
+    {
+        {"BlackBoxOverLiveText",
+         [] { return onePage({.texts = {kLine}, .filledBlackRects = {grown(testing::glyphBox(kLine, "secret"), 1)}}); },
+         {"failedRedaction/box"},
+         testing::glyphBox(kLine, "secret")},
+        {"DarkBarWithWhiteTextOnTop",
+         [] {
+    return onePage({.texts = {kLine},
+                    .extraContent = "q 0 0 0 rg 60 600 400 30 re f Q BT 1 1 1 rg /F1 14 Tf 72 610 Td "
+                                    "(Quarterly figures) Tj ET\n"});
+         },
+         {}},
+        {"WhiteTextOnWhite",
+         [] {
+    TextRun white = kLine;
+    white.colour = {1, 1, 1};
+    return onePage({.texts = {white}});
+         },
+         {"coveredText/colour"},
+         testing::glyphBox(kLine, "Jane")},
+           {"WhiteBoxOnWhiteAndShadedTable",
+            [] {
+    return onePage({.texts = {kLine},
+                    .extraContent = "q 1 1 1 rg 72 600 200 30 re f Q q 0.8 g 72 500 300 20 re f Q "
+                                    "BT /F1 12 Tf 74 505 Td (Total 1200) Tj ET\n"});
+            },
+            {}},
+    {"WhiteBoxOverText",
+     [] { return onePage({.texts = {kLine}, .extraContent = "q 1 1 1 rg 150 690 100 30 re f Q\n"}); },
+     {"coveredText/box"},
      testing::glyphBox(kLine, "secret")},
-    {"DarkBarWithWhiteTextOnTop",
-     [] {
-         return onePage({.texts = {kLine},
-                         .extraContent = "q 0 0 0 rg 60 600 400 30 re f Q BT 1 1 1 rg /F1 14 Tf 72 610 Td "
-                                         "(Quarterly figures) Tj ET\n"});
-     },
-     {}},
-    {"WhiteTextOnWhite",
-     [] {
-         TextRun white = kLine;
-         white.colour = {1, 1, 1};
-         return onePage({.texts = {white}});
-     },
-     {"coveredText/colour"},
-     testing::glyphBox(kLine, "Jane")},
-    {"WhiteBoxOnWhiteAndShadedTable",
-     [] {
-         return onePage({.texts = {kLine},
-                         .extraContent = "q 1 1 1 rg 72 600 200 30 re f Q q 0.8 g 72 500 300 20 re f Q "
-                                         "BT /F1 12 Tf 74 505 Td (Total 1200) Tj ET\n"});
-     },
-     {}},
     {"ImageDrawnOverText",
      [] {
-         return onePage({.texts = {kLine},
-                         .extraContent = "q 60 0 0 20 160 695 cm /Im1 Do Q\n",
-                         .images = {{.placement = {400, 100, 50, 50}, .width = 16, .height = 16}}});
+    return onePage({.texts = {kLine},
+                    .extraContent = "q 60 0 0 20 160 695 cm /Im1 Do Q\n",
+                    .images = {{.placement = {400, 100, 50, 50}, .width = 16, .height = 16}}});
      },
      {"coveredText/image"},
      testing::glyphBox(kLine, "secret")},
     {"BlackTextOnABlackBoxDrawnBeforeIt",
      [] {
-         return onePage({.texts = {kLine},
-                         .extraContent = "q 0 0 0 rg 100 600 120 20 re f Q BT /F1 12 Tf 105 605 Td (Hidden name) Tj "
-                                         "ET\n"});
+    return onePage({.texts = {kLine},
+                    .extraContent = "q 0 0 0 rg 100 600 120 20 re f Q BT /F1 12 Tf 105 605 Td (Hidden name) Tj "
+                                    "ET\n"});
      },
      {"failedRedaction/box"},
      PageRect{105, 605, 60, 8}},
     {"OneColourImageOverText",
      [] {
-         return onePage(
-             {.texts = {kLine},
-              .extraContent = "q 60 0 0 20 160 695 cm /Im1 Do Q\n",
-              .images = {{.placement = {400, 100, 1, 1}, .width = 4, .height = 4, .gray = true,
-                          .samples = std::vector<unsigned char>(16, 0)}}});
+    return onePage({.texts = {kLine},
+                    .extraContent = "q 60 0 0 20 160 695 cm /Im1 Do Q\n",
+                    .images = {{.placement = {400, 100, 1, 1},
+                                .width = 4,
+                                .height = 4,
+                                .gray = true,
+                                .samples = std::vector<unsigned char>(16, 0)}}});
      },
      {"failedRedaction/image"},
      testing::glyphBox(kLine, "secret")},
     {"RecognisedTextLayerOverScan", [] { return scanWithLayer(kScanLines); }, {"ocrLayer"}},
     {"InvisibleTextOverAScanSayingSomethingElse",
-     [] { return scanWithLayer({{"Account 4417 belongs to Jane", 72, 700, 16}}); },
+     [] {
+    return scanWithLayer({{"Account 4417 belongs to Jane", 72, 700, 16}});
+     },
      {"invisibleText/renderMode"},
      PageRect{72, 700, 100, 10}},
     {"InvisibleTextOnAPlainPage",
      [] {
-         TextRun hidden = kLine;
-         hidden.renderMode = 3;
-         return onePage({.texts = {hidden}});
+    TextRun hidden = kLine;
+    hidden.renderMode = 3;
+    return onePage({.texts = {hidden}});
      },
      {"invisibleText/renderMode"},
      testing::glyphBox(kLine, "Payee")},
     {"RedactionMarkNeverApplied",
      [] {
-         return onePage({.texts = {kLine},
-                         .rawAnnotations = {"<< /Type /Annot /Subtype /Redact /Rect [250 695 300 712] "
-                                            "/QuadPoints [250 712 300 712 250 695 300 695] >>"}});
+    return onePage({.texts = {kLine},
+                    .rawAnnotations = {"<< /Type /Annot /Subtype /Redact /Rect [250 695 300 712] "
+                                       "/QuadPoints [250 712 300 712 250 695 300 695] >>"}});
      },
      {"unappliedRedaction"},
      PageRect{250, 695, 50, 17}},
     {"DarkSquareAnnotationOverText",
      [] {
-         const PageRect r = grown(testing::glyphBox(kLine, "Jane"), 1);
-         return onePage({.texts = {kLine},
-                         .rawAnnotations = {"<< /Type /Annot /Subtype /Square /Rect [" + std::to_string(r.x) + " " +
-                                            std::to_string(r.y) + " " + std::to_string(r.maxX()) + " " +
-                                            std::to_string(r.maxY()) + "] /C [0 0 0] /IC [0 0 0] >>"}});
+    const PageRect r = grown(testing::glyphBox(kLine, "Jane"), 1);
+    return onePage({.texts = {kLine},
+                    .rawAnnotations = {"<< /Type /Annot /Subtype /Square /Rect [" + std::to_string(r.x) + " " +
+                                       std::to_string(r.y) + " " + std::to_string(r.maxX()) + " " +
+                                       std::to_string(r.maxY()) + "] /C [0 0 0] /IC [0 0 0] >>"}});
      },
      {"darkAnnotation"},
      testing::glyphBox(kLine, "Jane")},
     {"HiddenLayer", hiddenLayerPdf, {"hiddenLayer"}, PageRect{72, 598, 60, 12}},
-    {"Attachment", [] { return onePage({.texts = {kLine}}, {.attachments = {{"notes.txt", "secret"}}}); },
+    {"Attachment",
+     [] {
+    return onePage({.texts = {kLine}}, {.attachments = {{"notes.txt", "secret"}}});
+     },
      {"attachment"}},
     {"JavaScriptOnOpening",
      [] {
-         return onePage({.texts = {kLine}}, {.extraCatalog = " /OpenAction << /S /JavaScript /JS (app.alert\\(1\\)) >>"});
+    return onePage({.texts = {kLine}}, {.extraCatalog = " /OpenAction << /S /JavaScript /JS (app.alert\\(1\\)) >>"});
      },
      {"javascript"}},
     {"IncrementalUpdateReplacedAName",
      [] {
-         return testing::withRevision(buildPdf(testing::textPages({"Name: Jane Roe"})), 0,
-                                      "BT /F1 12 Tf 72 720 Td (Name: John Doe) Tj ET");
+    return testing::withRevision(buildPdf(testing::textPages({"Name: Jane Roe"})), 0,
+                                 "BT /F1 12 Tf 72 720 Td (Name: John Doe) Tj ET");
      },
      {"earlierRevision"}},
     {"CommentsFormsMetadataOutlineLabels",
      [] {
-         return onePage({.texts = {kLine},
-                         .annotations = {{.kind = testing::AnnotationSpec::Kind::note, .contents = "call her"}},
-                         .fields = {{.value = "Jane"}}},
-                        {.info = {{"Author", "J. Roe"}},
-                         .outlineTitles = {"Intro"},
-                         .extraCatalog = " /PageLabels << /Nums [0 << /S /r >>] >>"});
+    return onePage({.texts = {kLine},
+                    .annotations = {{.kind = testing::AnnotationSpec::Kind::note, .contents = "call her"}},
+                    .fields = {{.value = "Jane"}}},
+                   {.info = {{"Author", "J. Roe"}},
+                    .outlineTitles = {"Intro"},
+                    .extraCatalog = " /PageLabels << /Nums [0 << /S /r >>] >>"});
      },
      {"comment", "formValue", "metadata", "bookmarks", "pageLabels"}},
     {"OffTheCropBoxAndTinyText",
      [] {
-         return onePage({.cropBox = PageRect{0, 0, 612, 690},
-                         .texts = {kLine, {"tiny words", 72, 300, 0.5}, {"Shown", 72, 200, 12}}});
+    return onePage(
+        {.cropBox = PageRect{0, 0, 612, 690}, .texts = {kLine, {"tiny words", 72, 300, 0.5}, {"Shown", 72, 200, 12}}});
      },
      {"textOutsidePage", "tinyText"},
      testing::glyphBox(kLine, "Jane")},
     {"PlainTextPage", [] { return buildPdf(testing::textPages({"Nothing to see here"})); }, {}},
-};
+    };
 
 void PrintTo(const Case& c, std::ostream* os) {
     *os << c.name;
@@ -211,7 +221,8 @@ TEST_P(Inspection, FindsWhatIsHiddenAndOnlyThat) {
         EXPECT_EQ(first.pageIndex, 0);
         const double x = c.place->x + c.place->width / 2;
         const double y = c.place->y + c.place->height / 2;
-        EXPECT_TRUE(x > first.rect->minX() && x < first.rect->maxX() && y > first.rect->minY() && y < first.rect->maxY())
+        EXPECT_TRUE(x > first.rect->minX() && x < first.rect->maxX() && y > first.rect->minY() &&
+                    y < first.rect->maxY())
             << keyOf(first) << " at " << ::testing::PrintToString(*first.rect);
     }
 }
@@ -222,14 +233,14 @@ INSTANTIATE_TEST_SUITE_P(Corpus, Inspection, ::testing::ValuesIn(kCases),
 // The hidden words themselves come out only on request, and the summary and list lines name
 // kinds, counts and places, never content.
 TEST(InspectionWords, TextOnRequestSummaryAndLines) {
-    const auto bytes = onePage({.texts = {kLine}, .filledBlackRects = {grown(testing::glyphBox(kLine, "secret"), 1)},
+    const auto bytes = onePage({.texts = {kLine},
+                                .filledBlackRects = {grown(testing::glyphBox(kLine, "secret"), 1)},
                                 .annotations = {{.contents = "see me"}, {.contents = "and me"}}},
                                {.info = {{"Title", "Draft"}}});
     const auto findings = inspectDocument(PdfDocument::fromBytes(bytes), {.withText = true, .recognition = {}}, {});
     ASSERT_FALSE(findings.empty());
-    const auto failed = std::find_if(findings.begin(), findings.end(), [](const auto& f) {
-        return f.kind == InspectionKind::failedRedaction;
-    });
+    const auto failed = std::find_if(findings.begin(), findings.end(),
+                                     [](const auto& f) { return f.kind == InspectionKind::failedRedaction; });
     ASSERT_NE(failed, findings.end());
     EXPECT_EQ(failed->text, "secret");
     EXPECT_EQ(failed->count, 6);
@@ -250,8 +261,8 @@ TEST(InspectionWords, APageThatCannotBeInspectedIsSaidSo) {
     for (const auto& finding : findings) {
         seen.emplace_back(finding.pageIndex, finding.kind);
     }
-    EXPECT_EQ(seen, (std::vector<std::pair<std::int64_t, InspectionKind>>{
-                        {0, InspectionKind::failedRedaction}, {1, InspectionKind::pageNotInspected}}));
+    EXPECT_EQ(seen, (std::vector<std::pair<std::int64_t, InspectionKind>>{{0, InspectionKind::failedRedaction},
+                                                                          {1, InspectionKind::pageNotInspected}}));
 }
 
 }  // namespace
