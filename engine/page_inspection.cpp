@@ -192,7 +192,12 @@ std::optional<int> flatShade(fz_context* ctx, fz_pixmap* pixmap, const fz_rect& 
 
 enum class Seen { notJudged, shown, hidden, unsure, offBitmap };
 
-Seen judge(fz_context* ctx, fz_pixmap* a, fz_pixmap* b, const fz_rect& box) {
+// MuPDF places small glyphs on a coarse sub-pixel grid, so their ink may stand up to half a
+// pixel off the box their outline gives. Four times closer the grid is fine enough.
+constexpr float kPlacementSlack = 0.5f;
+
+Seen judge(fz_context* ctx, fz_pixmap* a, fz_pixmap* b, const fz_rect& glyph) {
+    const fz_rect box = fz_expand_rect(glyph, kPlacementSlack);
     const std::optional<int> whole = largestDifference(ctx, a, b, box, false);
     if (!whole) {
         return Seen::offBitmap;
@@ -200,7 +205,8 @@ Seen judge(fz_context* ctx, fz_pixmap* a, fz_pixmap* b, const fz_rect& box) {
     if (*whole < kShowsThreshold) {
         return Seen::hidden;
     }
-    return *largestDifference(ctx, a, b, box, true) >= kShowsThreshold ? Seen::shown : Seen::unsure;
+    const std::optional<int> inner = largestDifference(ctx, a, b, glyph, true);
+    return inner && *inner >= kShowsThreshold ? Seen::shown : Seen::unsure;
 }
 
 // A second look at glyphs whose ink showed only at the rim of their box, four times closer:

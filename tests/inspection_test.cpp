@@ -196,6 +196,17 @@ const Case kCases[] =
      },
      {"textOutsidePage", "tinyText"},
      testing::glyphBox(kLine, "Jane")},
+    {"ThinGlyphsOfACodeListing",
+     [] {
+    // Sizes and positions that put the strokes of '=' and '"' anywhere on the pixel grid.
+    PageSpec page;
+    for (int i = 0; i < 50; ++i) {
+        page.texts.push_back(
+            {"a == b; x = \"=\"; -- . , ' ` ~", 72 + (i % 7) * 0.13, 760 - i * 14.3, 6 + (i % 9) * 0.5, "Courier"});
+    }
+    return onePage(page);
+     },
+     {}},
     {"PlainTextPage", [] { return buildPdf(testing::textPages({"Nothing to see here"})); }, {}},
     };
 
