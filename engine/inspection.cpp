@@ -3,6 +3,9 @@
 #include "engine/inspection_parts.h"
 #include "engine/page_loop.h"
 
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 #include <array>
 #include <utility>
 
@@ -206,6 +209,10 @@ std::vector<InspectionFinding> inspectDocument(const SharedPdfDocument& document
             throw CancellationError();
         }
         if (!worker.session) {
+            if (options.background) {
+                // Linux gives each thread its own nice value.
+                setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), 19);
+            }
             try {
                 worker.session.emplace(document);
             } catch (const mu::MuPdfError&) {
