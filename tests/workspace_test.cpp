@@ -600,7 +600,8 @@ TEST(PageSidebar, ThumbnailsDrawPendingBoxesWhereThePageShowsThem) {
         plan.pages.push_back({.mediaBox = p.media, .rotate = p.rotate});
     testing::TempDir dir;
     testing::writeFile(dir.file("turned.pdf"), testing::buildPdf(plan));
-    testing::ModelProbe model;
+    auto owned = std::make_shared<testing::ModelProbe>();  // opening starts work the model must outlive
+    testing::ModelProbe& model = *owned;
     model.open(QString::fromStdString(dir.file("turned.pdf").string()));
     PageSidebar sidebar(model);
     sidebar.resize(190, 900);
