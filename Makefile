@@ -38,7 +38,7 @@ screenshots: build
 
 # Every benchmark, one after the other; each prints its peer's figures from the same run.
 .PHONY: bench
-bench: bench-ocr bench-export bench-canvas bench-redact bench-app
+bench: bench-ocr bench-export bench-canvas bench-redact bench-app bench-inspect
 
 # OCR search and verification per page against pdftoppm + the tesseract command (bench/ocr.sh).
 .PHONY: bench-ocr
@@ -69,6 +69,11 @@ bench-redact: build
 .PHONY: bench-app
 bench-app: build
 	bench/app.sh $(BUILD_DIR) $(ARGS)
+
+# Inspecting a 36-page manual against rendering it once at 72 dpi with pdftoppm (bench/inspect.sh).
+.PHONY: bench-inspect
+bench-inspect: build
+	bench/inspect.sh $(BUILD_DIR)
 
 # The engine fuzzer (clang, libFuzzer, ASan + UBSan) for FUZZ_SECONDS, from the factory's
 # seeds plus every input kept in tests/fuzz-crashes; new crash inputs land in build/fuzz-artifacts.

@@ -12,6 +12,7 @@ constexpr int kExitOk = 0;
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
 constexpr int kExitNeedsReview = 3;
+constexpr int kExitHidden = 4;  // inspect: the file hides something
 
 // Where a command reports progress: a redrawn bar when stderr is a terminal, plain lines
 // otherwise.
@@ -26,6 +27,7 @@ int runInfo(const std::vector<std::string>& args, const Console& console, const 
 int runFind(const std::vector<std::string>& args, const Console& console, const Services& services);
 int runExport(const std::vector<std::string>& args, const Console& console, const Services& services);
 int runVerify(const std::vector<std::string>& args, const Console& console, const Services& services);
+int runInspect(const std::vector<std::string>& args, const Console& console, const Services& services);
 
 // The whole command line after the program name.
 int run(const std::vector<std::string>& args, const Console& console, const Services& services);

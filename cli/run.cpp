@@ -12,6 +12,7 @@ constexpr const char* kUsage =
     "                             [--region PAGE:X,Y,W,H]... [--label] [--no-verify] [--record-history]\n"
     "       norvane-redact export IN.pdf... --out-dir DIR [--force] [-j N] [--find TEXT]... [--ocr TEXT]...\n"
     "       norvane-redact verify OUT.pdf [--term TEXT]...\n"
+    "       norvane-redact inspect IN.pdf... [--show-text]\n"
     "Pages are zero-based; rectangles are in PDF points of the page's media box, y up.\n";
 
 }  // namespace
@@ -39,6 +40,9 @@ int run(const std::vector<std::string>& args, const Console& console, const Serv
         }
         if (command == "verify") {
             return runVerify(rest, console, services);
+        }
+        if (command == "inspect") {
+            return runInspect(rest, console, services);
         }
         console.err << "norvane-redact: unknown command '" << command << "'\n" << kUsage;
         return kExitUsage;

@@ -18,12 +18,12 @@
 namespace norvane {
 
 enum class InspectionKind {
-    failedRedaction,     // text under a flat box drawn after it
-    coveredText,         // text under an image, an annotation or another drawing, or in the colour behind it
-    invisibleText,       // text drawn invisibly (render mode 3, fully transparent, clipped away)
-    textOutsidePage,     // text outside the crop box
-    tinyText,            // text under 1 point
-    ocrLayer,            // invisible text over a scan, reading what the scan shows
+    failedRedaction,  // text under a flat dark patch (a box, a one-colour image) or dark text on one
+    coveredText,      // other text under an image, an annotation, a drawing or a light box, or in the colour behind it
+    invisibleText,    // text drawn invisibly (render mode 3, fully transparent, clipped away)
+    textOutsidePage,  // text outside the crop box
+    tinyText,         // text under 1 point
+    ocrLayer,         // invisible text over a scan, reading what the scan shows
     unappliedRedaction,  // a /Redact annotation that was never applied
     darkAnnotation,      // a dark highlight or square annotation over text
     hiddenLayer,         // content in an optional content group that is off
@@ -49,6 +49,7 @@ enum class HidingCause {
     renderMode,   // text render mode 3
     transparent,  // drawn with no opacity
     clipped,      // drawn outside its clip
+    emptyGlyph,   // the font draws nothing for it
 };
 
 std::string_view rawValue(InspectionKind kind);

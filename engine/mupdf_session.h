@@ -62,6 +62,14 @@ void muCall(fz_context* ctx, F&& body) {
     }
 }
 
+// One MuPDF call's result, for callers that keep C++ objects alive around it.
+template <class F>
+auto muValue(fz_context* ctx, F&& body) -> decltype(body()) {
+    decltype(body()) value{};
+    muCall(ctx, [&] { value = body(); });
+    return value;
+}
+
 // A context clone for the calling thread; dropped with the object.
 class Context {
 public:

@@ -1,6 +1,7 @@
 #include "fuzz/exercise.h"
 
 #include "engine/even_width.h"
+#include "engine/inspection.h"
 #include "engine/mupdf_session.h"
 #include "engine/page_raster.h"
 #include "engine/redaction_engine.h"
@@ -96,6 +97,12 @@ void exerciseEngine(const std::uint8_t* data, std::size_t size) {
         }
     } catch (const mu::MuPdfError&) {
         // The bytes opened once already; a second session failing is MuPDF's memory running out.
+    }
+
+    for (const InspectionFinding& finding : inspectDocument(document, {}, {})) {
+        require(finding.pageIndex >= -1 && finding.pageIndex < pageCount && finding.count >= 1);
+        require(!finding.rect || (finite(*finding.rect) && finding.rect->width >= 0 && finding.rect->height >= 0));
+        require(finding.text.empty());
     }
 
     try {

@@ -56,6 +56,15 @@ int main(int argc, char** argv) {
         page.fields = {FieldSpec{"name", {72, 450, 240, 24}, "field value"}};
         page.filledBlackRects = {PageRect{70, 695, 80, 20}};
         write("annotations", buildPdf(oneOf(page)));
+        // What an inspection looks for: marks never applied, dark marks, scripts, labels.
+        page.rawAnnotations = {
+            "<< /Type /Annot /Subtype /Redact /Rect [72 690 150 712] /QuadPoints [72 712 150 712 72 690 150 690] >>",
+            "<< /Type /Annot /Subtype /Square /Rect [72 660 150 680] /IC [0 0 0] /A << /S /Launch /F (x) >> >>",
+            "<< /Type /Annot /Subtype /Highlight /Rect [72 640 150 660] /C [0 0 0] "
+            "/AA << /E << /S /JavaScript /JS (1) /Next [<< /S /GoToR /F (y) >>] >> >> >>"};
+        DocumentPlan plan = oneOf(page);
+        plan.extraCatalog = " /PageLabels << /Nums [0 << /S /r >>] >> /OpenAction << /S /JavaScript /JS (1) >>";
+        write("inspected", buildPdf(plan));
     }
     {
         PageSpec page = textPage("Under the picture");

@@ -393,6 +393,39 @@ TEST(CliBatch, ReportsInInputOrderAndExitsWithTheWorstOutcome) {
     }
 }
 
+// inspect: 0 for a clean file, 4 when something is hidden, 1 when it cannot say; the hidden
+// words appear only with --show-text, and several files give one entry each, in order.
+TEST_F(CliCommands, InspectSaysWhatIsHiddenWithoutSayingIt) {
+    const testing::TextRun line{"Payee Jane Roe", 72, 700, 12};
+    testing::writeFile(
+        dir_.file("boxed.pdf"),
+        testing::buildPdf({.pages = {{.texts = {line}, .filledBlackRects = {testing::glyphBox(line, "Roe")}}}}));
+
+    const auto clean = cli({"inspect", "IN"});
+    EXPECT_EQ(clean.exitCode, 0) << clean.err;
+    EXPECT_EQ(Json::parse(clean.out), Json::array());
+
+    const auto boxed = cli({"inspect", "DIR/boxed.pdf"});
+    EXPECT_EQ(boxed.exitCode, 4) << boxed.err;
+    const Json finding = Json::parse(boxed.out).at(0);
+    EXPECT_EQ(finding["kind"], "failedRedaction");
+    EXPECT_EQ(finding["pageIndex"], 0);
+    EXPECT_EQ(finding["count"], 3);
+    EXPECT_EQ(finding["rect"].size(), 4u);
+    EXPECT_EQ(boxed.out.find("Roe"), std::string::npos);
+    EXPECT_EQ(Json::parse(cli({"inspect", "DIR/boxed.pdf", "--show-text"}).out).at(0)["text"], "Roe");
+
+    const auto batch = cli({"inspect", "IN", "DIR/missing.pdf", "DIR/boxed.pdf"});
+    EXPECT_EQ(batch.exitCode, 1);
+    const Json entries = Json::parse(batch.out);
+    ASSERT_EQ(entries.size(), 3u);
+    EXPECT_EQ(entries[0]["findings"], Json::array());
+    EXPECT_TRUE(entries[1].contains("error"));
+    EXPECT_EQ(entries[2]["findings"].size(), 1u);
+    EXPECT_EQ(cli({"inspect", "IN", "DIR/boxed.pdf"}).exitCode, 4);
+    EXPECT_EQ(cli({"inspect", "DIR/missing.pdf"}).exitCode, 1);
+}
+
 // A batch never writes a copy twice, over an existing file without --force, or over any input.
 TEST_F(CliCommands, BatchRefusesTargetsItMustNotWrite) {
     fs::create_directories(dir_.file("sub"));

@@ -153,7 +153,8 @@ std::vector<unsigned char> buildPdf(const DocumentPlan& plan) {
         for (const auto& run : page.texts) {
             const auto& [r, g, b] = run.colour;
             const std::string ink = r || g || b ? num(r) + " " + num(g) + " " + num(b) + " rg " : "";
-            content += "BT " + ink + "/" + fontKey(run.font) + " " + num(run.size) + " Tf " + num(run.x) + " " +
+            const std::string mode = run.renderMode ? std::to_string(run.renderMode) + " Tr " : "";
+            content += "BT " + ink + mode + "/" + fontKey(run.font) + " " + num(run.size) + " Tf " + num(run.x) + " " +
                        num(run.y) + " Td " + str(run.text) + " Tj ET\n";
         }
         for (const auto& r : page.filledBlackRects) {
@@ -183,6 +184,9 @@ std::vector<unsigned char> buildPdf(const DocumentPlan& plan) {
                         " /DA (/Helv 12 Tf 0 g) /F 4 /Rect " + rect(f.rect) + " /P " + ref(number) + " >>"));
             annots += " " + widget;
             fields += " " + widget;
+        }
+        for (const auto& raw : page.rawAnnotations) {
+            annots += " " + ref(add(raw));
         }
         objects[number - 1] = "<< /Type /Page /Parent 2 0 R /MediaBox " + rect(page.mediaBox) +
                               (page.cropBox ? " /CropBox " + rect(*page.cropBox) : "") + " /Rotate " +
@@ -232,7 +236,7 @@ std::vector<unsigned char> buildPdf(const DocumentPlan& plan) {
         }
         trailer = " /Info " + ref(add(info + " >>"));
     }
-    objects[0] = catalog + " >>";
+    objects[0] = catalog + plan.extraCatalog + " >>";
     std::string kids;
     for (const std::size_t number : pageNumbers) {
         kids += " " + ref(number);

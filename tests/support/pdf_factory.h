@@ -31,6 +31,7 @@ struct TextRun {
     double size = 12;
     std::string font = "Helvetica";  // any base-14 name
     std::array<double, 3> colour{};  // RGB, 0 to 1
+    int renderMode = 0;              // Tr: 3 draws nothing, as recognised text layers do
 };
 
 // An annotation made the way a viewer would make it (with an appearance where it has one).
@@ -70,6 +71,7 @@ struct PageSpec {
     std::vector<ImageSpec> images{};           // drawn first, under the text
     std::vector<AnnotationSpec> annotations{};
     std::vector<FieldSpec> fields{};
+    std::vector<std::string> rawAnnotations{};  // annotation dictionaries as written, e.g. a /Redact
 };
 
 struct DocumentPlan {
@@ -80,6 +82,7 @@ struct DocumentPlan {
     std::optional<std::string> xmpMetadata{};                        // catalog /Metadata stream, stored uncompressed
     std::vector<std::pair<std::string, std::string>> attachments{};  // (name, contents): /EmbeddedFiles
     std::vector<std::string> outlineTitles{};                        // one bookmark per title, each to page 1
+    std::string extraCatalog{};                                      // raw catalog entries, e.g. an /OpenAction
 };
 
 std::vector<unsigned char> buildPdf(const DocumentPlan& plan);
