@@ -340,7 +340,8 @@ public:
             InspectionFinding finding;
             finding.kind = kind;
             finding.pageIndex = pageIndex;
-            finding.rect = pageRectOf(fz_transform_rect(group.box, pixelToPage_));
+            // A point around the ink, so a region made from the finding covers its anti-aliased edge.
+            finding.rect = pageRectOf(fz_expand_rect(fz_transform_rect(group.box, pixelToPage_), 1));
             finding.count = group.count;
             if (cause >= 0) {
                 finding.cause = static_cast<HidingCause>(cause);
@@ -821,7 +822,10 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
             if (annotation.type == PDF_ANNOT_REDACT || annotation.dark) {
                 continue;
             }
-            gathering.add(InspectionKind::coveredText, HidingCause::annotation, -1 - cover->annotation, glyph);
+            // A stamp or a filled note over text hides it as a box would.
+            const std::optional<int> shade = flatShade(ctx, res.shown, glyph.box);
+            gathering.add(shade && *shade < kDarkGround ? InspectionKind::failedRedaction : InspectionKind::coveredText,
+                          HidingCause::annotation, -1 - cover->annotation, glyph);
             continue;
         }
         // A flat dark patch over text is a failed redaction, whatever drew it (a filled shape, a
