@@ -26,6 +26,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListView>
 #include <QListWidget>
 #include <QMessageBox>
 #include <QPainter>
@@ -191,13 +192,16 @@ EngineCalls scriptedExport(Ending outcome) {
 }
 
 // The workspace with the sample open and `setUp` applied, over a scripted save dialog and
-// export; any task is cancelled when the picture has been taken.
-MainWindow* editingScene(Context& c, Ending ending, const std::function<void(RedactionViewModel&)>& setUp) {
+// export, and an inspection that finds `hidden`; any task is cancelled when the picture has
+// been taken.
+MainWindow* editingScene(Context& c, Ending ending, const std::function<void(RedactionViewModel&)>& setUp,
+                         std::vector<InspectionFinding> hidden = {}) {
     auto services = std::make_shared<Services>(*c.empty);
     services->history = std::make_shared<RecentRedactionStore>(std::nullopt);  // exports here stay out of the pictures
     services->desktop =
         std::make_shared<ScriptedDesktop>(c.workDir.filePath(QStringLiteral("separation-agreement-redacted.pdf")));
     services->engine = scriptedExport(ending);
+    services->engine.inspect = [hidden = std::move(hidden)](const auto&...) { return hidden; };
     MainWindow* window = windowOn(services, RedactionSidebarItem::redaction);
     window->openFiles({c.samplePath});
     RedactionViewModel& model = window->rootView()->workspace()->model();
@@ -219,6 +223,19 @@ void markSample(RedactionViewModel& model) {
     awaitSearch(model);
     model.addAllSearchResults();
     model.addManual(0, PageRect{70, 530, 190, 22});
+}
+
+// What an inspection of a carelessly redacted sample would find: the account number under a
+// box drawn over it, a comment, an earlier revision and the metadata.
+std::vector<InspectionFinding> sampleHiddenContent() {
+    return {
+        {InspectionKind::comment, -1, std::nullopt, 1, std::nullopt, {}},
+        {InspectionKind::metadata, -1, std::nullopt, 4, std::nullopt, {}},
+        {InspectionKind::earlierRevision, -1, std::nullopt, 2, std::nullopt, {}},
+        {InspectionKind::failedRedaction, 0, PageRect{153, 623, 108, 15}, 19, HidingCause::box, {}},
+        {InspectionKind::coveredText, 0, PageRect{157, 641, 198, 15}, 31, HidingCause::image, {}},
+        {InspectionKind::comment, 1, PageRect{400, 700, 24, 24}, 1, std::nullopt, {}},
+    };
 }
 
 // Three PDFs chosen at once, the first with a long name: two wait in the queue.
@@ -305,6 +322,18 @@ const std::vector<Scene>& scenes() {
         });
          },
          1500},
+        {"editing-hidden-content",
+         [](Context& c) {
+        MainWindow* window = editingScene(
+            c, Ending::passed, [](RedactionViewModel&) {}, sampleHiddenContent());
+        return onceShown(window, [](MainWindow* shown) {
+            shown->findChild<QPushButton*>(QStringLiteral("inspectionSummary"))->click();
+            settle(100);
+            auto* list = shown->findChild<QListView*>(QStringLiteral("hiddenContentList"));
+            list->setCurrentIndex(list->model()->index(5, 0));  // the account number under a box
+        });
+         },
+         1200},
         {"editing-queue", queueScene, 900},
         {"editing-alert",
          [](Context& c) {

@@ -17,6 +17,7 @@
 #include <QRectF>
 #include <QTimer>
 
+#include <array>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -29,7 +30,8 @@ class CanvasAccessibility;
 
 // A place outlined on a page, never filled solid, so it cannot be taken for a pending box.
 struct PageOutline {
-    enum class Kind { searchHit, finding };
+    // A search hit, where verification still read a term, or what the source hides.
+    enum class Kind { searchHit, finding, hiddenContent };
     qint64 pageIndex = 0;
     PageRect rect;
     Kind kind = Kind::searchHit;
@@ -172,8 +174,7 @@ private:
     bool labelRedactions_ = false;
     std::vector<PageOutline> outlines_;
     PageBuckets<ShownOutline> outlinesByPage_;
-    qint64 hitCount_ = 0;
-    qint64 findingCount_ = 0;
+    std::array<qint64, 3> outlineCounts_{};  // by kind
     ManualRedactionHandler onManualRedaction_;
 
     ZoomMode zoomMode_ = ZoomMode::fitWidth;

@@ -54,7 +54,12 @@ void RedactionViewModel::setOutputURL(const OptionalString& url) {
 }
 
 void RedactionViewModel::open(const QString& path) {
+    const SharedPdfDocument before = session_.document();
     session_.open(nativePath(path));
+    // After the open: the first page is drawn by the canvas's own service meanwhile.
+    if (session_.document() && session_.document() != before) {
+        session_.startInspection();
+    }
 }
 
 void RedactionViewModel::changed(SessionField field) {
@@ -106,6 +111,9 @@ void RedactionViewModel::changed(SessionField field) {
             break;
         case SessionField::recognitionLanguages:
             emit recognitionLanguagesChanged();
+            break;
+        case SessionField::inspection:
+            emit inspectionChanged();
             break;
     }
 }

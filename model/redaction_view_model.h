@@ -71,6 +71,7 @@ public:
     bool hasUnexportedRedactions() const { return session_.hasUnexportedRedactions(); }
     RegionList exportedRedactions() const { return session_.exportedRedactions(); }
     const std::shared_ptr<BackgroundTask>& task() const { return session_.task(); }
+    const DocumentInspection& inspection() const { return session_.inspection(); }
 
     // Fields the UI writes directly.
     void setRedactions(RegionList redactions) { session_.setRedactions(std::move(redactions)); }
@@ -84,6 +85,7 @@ public:
         session_.setRecognitionLanguages(languages.toStdString());
     }
 
+    // Opens the file and, when it is a new document, starts inspecting it.
     void open(const QString& path);
     void clearDocument() { session_.clearDocument(); }
     void cancel() { session_.cancel(); }
@@ -104,6 +106,8 @@ public:
 
     SearchResultList remainingFindings() const { return session_.remainingFindings(); }
     void redactRemaining() { session_.redactRemaining(); }
+    void redactInspectionFinding(const InspectionFinding& finding) { session_.redactInspectionFinding(finding); }
+    void redactAllCoveredText() { session_.redactAllCoveredText(); }
     void setHighlight(const std::optional<PageHighlight>& highlight) { session_.setHighlight(highlight); }
 
     std::shared_ptr<BackgroundTask> beginTask() { return session_.beginTask(); }
@@ -125,6 +129,7 @@ signals:
     void evenWidthBoxesChanged();
     void highlightChanged();
     void recognitionLanguagesChanged();
+    void inspectionChanged();
 
 protected:
     explicit RedactionViewModel(SharedServices services);
@@ -135,6 +140,7 @@ protected:
     void setProgress(const OptionalDouble& progress) { session_.setProgress(progress); }
     void setOutputURL(const OptionalString& url);
     void setIsBusy(bool busy) { session_.setIsBusy(busy); }
+    void setInspection(DocumentInspection inspection) { session_.setInspection(std::move(inspection)); }
 
 private:
     void changed(SessionField field) override;
