@@ -322,7 +322,7 @@ public:
         if (withText_) {
             // Spaces are not glyphs here: a gap wider than a thin space, or another text object,
             // starts a new word.
-            const float gap = glyph.box.x0 - group.lastBox.x1;
+            const float gap = glyph.pen.x0 - group.lastPen.x1;
             const bool apart = group.lastRun != glyph.run || gap > 0.2 * glyph.size;
             if (apart && !group.text.empty()) {
                 group.text += ' ';
@@ -330,7 +330,7 @@ public:
             group.text += glyph.text;
         }
         group.lastRun = glyph.run;
-        group.lastBox = glyph.box;
+        group.lastPen = glyph.pen;
     }
 
     void addTo(std::int64_t pageIndex, std::vector<InspectionFinding>& out) {
@@ -393,7 +393,7 @@ private:
         std::int64_t count = 0;
         std::string text;
         std::int64_t lastRun = -1;
-        fz_rect lastBox{};
+        fz_rect lastPen{};
     };
     fz_matrix pixelToPage_;
     bool withText_;
