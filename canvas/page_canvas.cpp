@@ -54,6 +54,10 @@ PageCanvas::PageCanvas(SharedPdfDocument document, QWidget* parent)
         const QRectF area = pageRectInViewport(pageIndex);
         if (area.intersects(QRectF(viewport()->rect()))) {
             viewport()->update(area.toAlignedRect().adjusted(-2, -2, 2, 2));
+            if (!firstPageShown_) {
+                firstPageShown_ = true;
+                emit firstPageShown();
+            }
         }
     });
     relayout();

@@ -138,6 +138,8 @@ public:
 
 signals:
     void currentPageChanged(qint64 pageIndex);
+    // The first page image in view arrived (or failed): work that would slow it may start.
+    void firstPageShown();
     // The scale or the zoom mode changed.
     void zoomChanged();
 
@@ -152,6 +154,7 @@ protected:
     void wheelEvent(QWheelEvent* event) override;
 
 private:
+    bool firstPageShown_ = false;
     double actualScale() const;
     QPointF scrollOffset() const;
     void setScale(double scale, ZoomMode mode, std::optional<QPointF> anchorViewportPoint);

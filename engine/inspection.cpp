@@ -201,7 +201,9 @@ std::vector<InspectionFinding> inspectDocument(const SharedPdfDocument& document
         findings.push_back({InspectionKind::pageNotInspected, -1, std::nullopt, 1, std::nullopt, {}});
     }
     const std::int64_t pageCount = document->pageCount();
-    const int workers = pageWorkerCount(pageCount);
+    // In the background one thread is enough: more would contend for MuPDF's shared locks with
+    // the pages being drawn.
+    const int workers = options.background ? 1 : pageWorkerCount(pageCount);
     forEachPageInParallel<InspectionWorker>(
         pageCount, workers, readingWindow(workers), progress, stop,
         [&](InspectionWorker& worker, std::int64_t pageIndex, const std::stop_token& pageStop) {

@@ -74,7 +74,7 @@ struct InspectionFinding {
 
 struct InspectionOptions {
     bool withText = false;  // fill InspectionFinding::text
-    // Its threads at the lowest priority, so pages being drawn for the person come first.
+    // One thread at the lowest priority, so pages being drawn for the person come first.
     bool background = false;
     // Invisible text over a scanned image is checked against what the recogniser reads there.
     RecognitionOptions recognition;

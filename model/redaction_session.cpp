@@ -377,6 +377,7 @@ void RedactionSession::startInspection() {
     assignInspection({DocumentInspection::State::running, {}, {}});
     InspectionOptions options;
     options.recognition = RecognitionOptions{recognitionLanguages_};
+    options.background = true;  // the first page on screen comes first
     host_.run(task, [this, task, document = document_, options](const StateHop& hop) {
         std::vector<InspectionFinding> findings;
         std::exception_ptr failure;

@@ -56,10 +56,13 @@ void RedactionViewModel::setOutputURL(const OptionalString& url) {
 void RedactionViewModel::open(const QString& path) {
     const SharedPdfDocument before = session_.document();
     session_.open(nativePath(path));
-    // After the open: the first page is drawn by the canvas's own service meanwhile.
-    if (session_.document() && session_.document() != before) {
+    if (session_.document() && session_.document() != before && !inspectionWaits_) {
         session_.startInspection();
     }
+}
+
+void RedactionViewModel::firstPageShown() {
+    session_.startInspection();  // does nothing once started, or without a document
 }
 
 void RedactionViewModel::changed(SessionField field) {

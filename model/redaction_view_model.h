@@ -87,6 +87,10 @@ public:
 
     // Opens the file and, when it is a new document, starts inspecting it.
     void open(const QString& path);
+    // With a canvas, the inspection of a newly opened document waits until its first page is
+    // on screen (firstPageShown), so it never slows that page.
+    void setInspectionWaitsForFirstPage(bool wait) { inspectionWaits_ = wait; }
+    void firstPageShown();
     void clearDocument() { session_.clearDocument(); }
     void cancel() { session_.cancel(); }
     void addManual(qint64 pageIndex, const PageRect& rect) { session_.addManual(pageIndex, rect); }
@@ -149,6 +153,7 @@ private:
 
     SharedServices services_;
     RedactionSession session_;
+    bool inspectionWaits_ = false;
 };
 
 }  // namespace norvane

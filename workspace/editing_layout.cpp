@@ -20,6 +20,7 @@
 #include <QPainter>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QTimer>
 #include <QToolTip>
 #include <QVBoxLayout>
 
@@ -372,6 +373,10 @@ PageCanvas* EditingLayout::makeCanvas() {
     canvas->setMinimumWidth(420);
     canvas->setLabelRedactions(model_.labelRedactions());
     canvas->setOnManualRedaction([this](qint64 pageIndex, const PageRect& rect) { model_.addManual(pageIndex, rect); });
+    // The inspection starts once the first page is on screen, or soon anyway if none ever is
+    // (a window never shown, a page that never arrives).
+    connect(canvas, &PageCanvas::firstPageShown, this, [this] { model_.firstPageShown(); });
+    QTimer::singleShot(2000, canvas, [this] { model_.firstPageShown(); });
     const auto showPage = [this, canvas](qint64 page) {
         sidebar_->setReadingPage(page);
         pageIndicator_->setPage(page, canvas->column().pageCount());

@@ -277,6 +277,8 @@ def main():
         check_names(window, "editing with regions")
 
         # What the file hides: the line under its name, its list, the covered text redacted.
+        # The inspection runs behind everything else at the lowest priority: wait for its line.
+        wait_for("the inspection's summary", lambda: find(window, prefix="Hidden in this PDF: 1 failed redaction"), 120)
         tab_to(window, lambda n: "1 failed redaction" in n.name, "the inspection's summary")
         key("space")
         tab_to(window, lambda n: n.name == "Redact All Covered Text", "Redact All Covered Text")
