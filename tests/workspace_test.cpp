@@ -37,6 +37,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <functional>
 
 namespace norvane {
@@ -544,6 +546,31 @@ TEST_F(WorkspaceTest, ThePageKeysWorkAsSoonAsADocumentShows) {
     ASSERT_TRUE(QTest::qWaitFor([&] { return canvas->hasFocus(); }, 1000));
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_End);
     EXPECT_EQ(canvas->currentPageIndex(), 2);
+}
+
+// Opening never waits on the inspection: it starts once the first page is on screen, not before
+// and not only when the fallback runs out.
+TEST_F(WorkspaceTest, TheInspectionStartsOnceTheFirstPageIsOnScreen) {
+    using Clock = std::chrono::steady_clock;
+    std::atomic<Clock::rep> inspected{0};
+    EngineCalls engine = testing::instantExportEngine();
+    engine.inspect = [&](const auto&...) {
+        inspected = Clock::now().time_since_epoch().count();
+        return std::vector<InspectionFinding>{};
+    };
+    testing::TestServices own{std::nullopt, engine};
+    WorkspaceScreen shown{own.shared};
+    shown.resize(1200, 800);
+    shown.show();
+    shown.openFiles({pdf("a.pdf")});
+    PageCanvas* canvas = shown.findChild<PageCanvas*>();
+    ASSERT_NE(canvas, nullptr);
+    Clock::rep firstPage = 0;
+    QObject::connect(canvas, &PageCanvas::firstPageShown, [&] { firstPage = Clock::now().time_since_epoch().count(); });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return inspected != 0; }, 5000));
+    ASSERT_NE(firstPage, 0) << "the first page never came";
+    EXPECT_GE(inspected.load(), firstPage);
+    EXPECT_LT(std::chrono::duration<double>(Clock::duration(inspected - firstPage)).count(), 1.0);
 }
 
 // The model announces a new region before the page it selects: the view must not visit the
