@@ -211,23 +211,6 @@ Seen judge(fz_context* ctx, fz_pixmap* a, fz_pixmap* b, const fz_rect& glyph) {
 
 // A second look at glyphs whose ink showed only at the rim of their box, four times closer:
 // thin strokes ('=', '"') show inside, a rim left by a box drawn flush over a glyph does not.
-struct CloserLook {
-    fz_context* ctx;
-    fz_pixmap* shown = nullptr;
-    fz_pixmap* textless = nullptr;
-    fz_device* device = nullptr;
-    fz_device* relay = nullptr;
-    explicit CloserLook(fz_context* c) : ctx(c) {}
-    ~CloserLook() {
-        fz_drop_device(ctx, relay);
-        fz_drop_device(ctx, device);
-        fz_drop_pixmap(ctx, textless);
-        fz_drop_pixmap(ctx, shown);
-    }
-    CloserLook(const CloserLook&) = delete;
-    CloserLook& operator=(const CloserLook&) = delete;
-};
-
 constexpr double kCloser = 4;
 constexpr double kCloserPixels = 32'000'000;
 
@@ -249,7 +232,7 @@ void lookCloser(fz_context* ctx, fz_display_list* list, const std::vector<Record
     }
     const fz_matrix zoom = fz_scale(static_cast<float>(factor), static_cast<float>(factor));
     const fz_irect bounds = fz_round_rect(fz_transform_rect(fz_expand_rect(window, 1), zoom));
-    CloserLook look(ctx);
+    PageResources look(ctx);
     mu::muCall(ctx, [&] {
         for (const bool withText : {true, false}) {
             fz_pixmap*& pixmap = withText ? look.shown : look.textless;
@@ -264,9 +247,7 @@ void lookCloser(fz_context* ctx, fz_display_list* list, const std::vector<Record
             fz_run_display_list(ctx, list, target, zoom, fz_rect_from_irect(bounds), nullptr);
             fz_close_device(ctx, target);
             fz_close_device(ctx, look.device);
-            fz_drop_device(ctx, look.relay);
-            fz_drop_device(ctx, look.device);
-            look.relay = look.device = nullptr;
+            look.dropDevices();
         }
     });
     for (std::size_t i = 0; i < glyphs.size(); ++i) {
