@@ -392,6 +392,12 @@ const RecordedMark* coverOf(const DrawingRecord& record, const RecordedGlyph& gl
     return nullptr;
 }
 
+HidingCause causeOf(MarkKind kind) {
+    return kind == MarkKind::box     ? HidingCause::box
+           : kind == MarkKind::image ? HidingCause::image
+                                     : HidingCause::drawing;
+}
+
 // The topmost mark drawn before the glyph under its centre.
 const RecordedMark* underOf(const DrawingRecord& record, const RecordedGlyph& glyph) {
     const fz_point centre = centreOf(glyph.box);
@@ -661,7 +667,7 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
         return g.mode != GlyphMode::invisible && g.alpha > 0 && g.hasInk;
     });
     mu::muCall(ctx, [&] {
-        if (anyToSee || !setup.hiddenLayers.empty()) {
+        if (!record.glyphs.empty() || !setup.hiddenLayers.empty()) {
             res.shown = whitePixmap(ctx, *geometry);
             res.device = fz_new_draw_device(ctx, fz_identity, res.shown);
             fz_run_display_list(ctx, res.list, res.device, fz_identity, fz_infinite_rect, nullptr);
@@ -778,11 +784,6 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
             gathering.add(InspectionKind::invisibleText, HidingCause::clipped, glyph.run, glyph);
             continue;
         }
-        const auto causeOf = [](MarkKind kind) {
-            return kind == MarkKind::box     ? HidingCause::box
-                   : kind == MarkKind::image ? HidingCause::image
-                                             : HidingCause::drawing;
-        };
         const RecordedMark* cover = coverOf(record, glyph);
         if (!cover) {
             // Dark text on a dark box drawn before it hides as well as a box drawn after.
@@ -824,7 +825,15 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
     const bool ocrLayer =
         !scanned.empty() && readsAsScan(session, pageIndex, scanned, pixelToPage, setup.languages, ocr);
     for (const RecordedGlyph* glyph : invisible) {
-        if (ocrLayer && overScan(record, *glyph)) {
+        // A recognised layer's words under a dark patch (a box drawn over the scan, or burnt
+        // into it) are what someone meant to redact, and are still in the file.
+        const std::optional<int> shade = flatShade(ctx, res.shown, glyph->box);
+        if (shade && *shade < kDarkGround) {
+            const RecordedMark* mark = coverOf(record, *glyph);
+            mark = mark ? mark : underOf(record, *glyph);
+            gathering.add(InspectionKind::failedRedaction, mark ? causeOf(mark->kind) : HidingCause::box,
+                          mark ? mark - record.marks.data() : -1, *glyph);
+        } else if (ocrLayer && overScan(record, *glyph)) {
             gathering.add(InspectionKind::ocrLayer, std::nullopt, -1, *glyph);
         } else {
             gathering.add(InspectionKind::invisibleText,

@@ -86,6 +86,7 @@ std::vector<unsigned char> buildScannedPdf(const std::vector<ScanPage>& pages) {
                          .rotate = page.rotate,
                          .images = {scan(page)}};
         scanned.images[0].placement = scanned.mediaBox;
+        scanned.filledBlackRects = page.boxesOver;
         for (TextRun run : page.textLayer) {
             run.renderMode = 3;
             scanned.texts.push_back(run);
