@@ -398,6 +398,13 @@ HidingCause causeOf(MarkKind kind) {
                                      : HidingCause::drawing;
 }
 
+// A scan: an image over at least half the page.
+bool coversMostOf(const fz_rect& image, const fz_rect& page) {
+    const fz_rect both = fz_intersect_rect(image, page);
+    const auto area = [](const fz_rect& r) { return fz_is_empty_rect(r) ? 0.0 : double(r.x1 - r.x0) * (r.y1 - r.y0); };
+    return area(both) >= 0.5 * area(page);
+}
+
 // The topmost mark drawn before the glyph under its centre.
 const RecordedMark* underOf(const DrawingRecord& record, const RecordedGlyph& glyph) {
     const fz_point centre = centreOf(glyph.box);
@@ -746,6 +753,7 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
 
     Gathering gathering(pixelToPage, setup.withText);
     std::vector<const RecordedGlyph*> invisible;
+    std::vector<const RecordedGlyph*> underScan;
     for (std::size_t i = 0; i < record.glyphs.size(); ++i) {
         const RecordedGlyph& glyph = record.glyphs[i];
         const Judged judged = judgedBy(glyph);
@@ -815,15 +823,25 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
         // white background over a watermark) still covers text, but nobody meant it as one.
         const std::optional<int> shade = flatShade(ctx, res.shown, glyph.box);
         const bool redaction = shade && *shade < kDarkGround;
+        if (!redaction && cover->kind == MarkKind::image && coversMostOf(cover->box, crop)) {
+            underScan.push_back(&glyph);  // a recognised layer may lie under its scan too
+            continue;
+        }
         gathering.add(redaction ? InspectionKind::failedRedaction : InspectionKind::coveredText, causeOf(cover->kind),
                       coverKey, glyph);
     }
 
-    std::vector<const RecordedGlyph*> scanned;
+    std::vector<const RecordedGlyph*> scanned = underScan;
     std::copy_if(invisible.begin(), invisible.end(), std::back_inserter(scanned),
                  [&](const RecordedGlyph* glyph) { return overScan(record, *glyph); });
     const bool ocrLayer =
         !scanned.empty() && readsAsScan(session, pageIndex, scanned, pixelToPage, setup.languages, ocr);
+    for (const RecordedGlyph* glyph : underScan) {
+        const RecordedMark* cover = coverOf(record, *glyph);
+        gathering.add(ocrLayer ? InspectionKind::ocrLayer : InspectionKind::coveredText,
+                      ocrLayer ? std::nullopt : std::optional(HidingCause::image),
+                      ocrLayer || !cover ? -1 : cover - record.marks.data(), *glyph);
+    }
     for (const RecordedGlyph* glyph : invisible) {
         // A recognised layer's words under a dark patch (a box drawn over the scan, or burnt
         // into it) are what someone meant to redact, and are still in the file.

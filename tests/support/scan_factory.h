@@ -20,6 +20,7 @@ struct ScanPage {
     bool colour = false;                // RGB pixels rather than grey
     std::vector<TextRun> textLayer{};   // drawn as invisible text over the pixels (upright scans only)
     std::vector<PageRect> boxesOver{};  // black boxes drawn over the scan afterwards
+    bool layerUnderPixels = false;      // the text layer drawn in ink, then the scan again over it
 };
 
 std::vector<unsigned char> buildScannedPdf(const std::vector<ScanPage>& pages);
