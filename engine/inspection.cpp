@@ -198,7 +198,7 @@ std::vector<InspectionFinding> inspectDocument(const SharedPdfDocument& document
                     {InspectionKind::pageNotInspected, pageIndex, std::nullopt, 1, std::nullopt, {}}};
             }
         }
-        return inspectPage(*worker.session, pageIndex, setup, worker.ocr);
+        return inspectPage(*worker.session, pageIndex, setup, worker.ocr, pageStop);
         },
         [&](std::int64_t, std::vector<InspectionFinding> page) {
         findings.insert(findings.end(), std::make_move_iterator(page.begin()), std::make_move_iterator(page.end()));

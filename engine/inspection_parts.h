@@ -7,6 +7,7 @@
 #include "engine/ocr_service.h"
 
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -37,7 +38,8 @@ struct PageInspectionSetup {
 // page's own faults: a page that cannot be inspected is a pageNotInspected finding.
 // `ocr` is started on first use. Throws CancellationError.
 std::vector<InspectionFinding> inspectPage(const mu::Session& session, std::int64_t pageIndex,
-                                           const PageInspectionSetup& setup, std::optional<OcrService>& ocr);
+                                           const PageInspectionSetup& setup, std::optional<OcrService>& ocr,
+                                           std::stop_token stop);
 
 // A PDF text string as UTF-8, empty for anything else.
 std::string textOf(fz_context* ctx, pdf_obj* object);

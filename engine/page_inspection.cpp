@@ -431,7 +431,8 @@ bool overScan(const DrawingRecord& record, const RecordedGlyph& glyph) {
 // True when the recogniser reads most words of the invisible glyphs where they stand: a text
 // layer made by recognition, not something hidden. Any failure to read says no.
 bool readsAsScan(const mu::Session& session, std::int64_t pageIndex, const std::vector<const RecordedGlyph*>& glyphs,
-                 fz_matrix pixelToPage, const std::string& languages, std::optional<OcrService>& ocr) {
+                 fz_matrix pixelToPage, const std::string& languages, std::optional<OcrService>& ocr,
+                 const std::stop_token& stop) {
     struct Word {
         PageRect rect;
         std::string key;
@@ -473,7 +474,7 @@ bool readsAsScan(const mu::Session& session, std::int64_t pageIndex, const std::
             ocr.emplace(languages.empty() ? OcrService().languages() : languages);
         }
         std::vector<Word> read;
-        for (const OcrLine& line : ocr->recognize(*image, kOcrDpi, 0)) {
+        for (const OcrLine& line : ocr->recognize(*image, kOcrDpi, 0, stop)) {
             std::size_t begin = 0;
             while (begin < line.text.size()) {
                 const std::size_t end = std::min(line.text.find(' ', begin), line.text.size());
@@ -585,7 +586,8 @@ void addAnnotationFindings(fz_context* ctx, pdf_annot* annot, const AnnotationFa
 }
 
 std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std::int64_t pageIndex,
-                                                 const PageInspectionSetup& setup, std::optional<OcrService>& ocr) {
+                                                 const PageInspectionSetup& setup, std::optional<OcrService>& ocr,
+                                                 const std::stop_token& stop) {
     const PdfPageInfo& info = session.document()->page(pageIndex);
     const std::optional<PageGeometry> geometry = geometryOf(info);
     if (!geometry) {
@@ -835,7 +837,7 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
     std::copy_if(invisible.begin(), invisible.end(), std::back_inserter(scanned),
                  [&](const RecordedGlyph* glyph) { return overScan(record, *glyph); });
     const bool ocrLayer =
-        !scanned.empty() && readsAsScan(session, pageIndex, scanned, pixelToPage, setup.languages, ocr);
+        !scanned.empty() && readsAsScan(session, pageIndex, scanned, pixelToPage, setup.languages, ocr, stop);
     for (const RecordedGlyph* glyph : underScan) {
         const RecordedMark* cover = coverOf(record, *glyph);
         gathering.add(ocrLayer ? InspectionKind::ocrLayer : InspectionKind::coveredText,
@@ -881,9 +883,10 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
 }  // namespace
 
 std::vector<InspectionFinding> inspectPage(const mu::Session& session, std::int64_t pageIndex,
-                                           const PageInspectionSetup& setup, std::optional<OcrService>& ocr) {
+                                           const PageInspectionSetup& setup, std::optional<OcrService>& ocr,
+                                           std::stop_token stop) {
     try {
-        return inspectLoadedPage(session, pageIndex, setup, ocr);
+        return inspectLoadedPage(session, pageIndex, setup, ocr, stop);
     } catch (const CancellationError&) {
         throw;
     } catch (...) {
