@@ -181,7 +181,7 @@ Result measure(const std::string& name, const fs::path& input, const fs::path& d
                                            input.string()};
     for (int i = 0; i < runs; ++i) {
         r.ours =
-            fastest(r.ours, timeOurs([&] { RedactionEngine::exportSecurePDF(document, regions, ours, false, {}); }));
+            fastest(r.ours, timeOurs([&] { RedactionEngine::exportSecurePDF(document, regions, ours, {}, {}); }));
         r.theirs = fastest(r.theirs, timeCommand(command));
     }
     r.oursBytes = fs::file_size(ours);
