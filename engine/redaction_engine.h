@@ -85,8 +85,9 @@ public:
     // Writes the image-only secure copy to `outputPath` (atomically: a temporary file in the
     // same folder renamed into place). With `options.searchable`, each page also gets the words
     // recognised on its image as invisible text, and the recognised pages are returned for
-    // verification (nothing otherwise). Throws RedactionError, OcrError (the recogniser could
-    // not start) or CancellationError; on any failure no file is left at `outputPath` or beside it.
+    // verification (nothing otherwise, nor for a document too large to keep them). Throws
+    // RedactionError, OcrError (the recogniser could not start) or CancellationError; on any
+    // failure no file is left at `outputPath` or beside it.
     static SharedRecognisedCopy exportSecurePDF(const SharedPdfDocument& document,
                                                 const std::vector<RedactionRegion>& redactions,
                                                 const std::filesystem::path& outputPath, const ExportOptions& options,

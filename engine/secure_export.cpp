@@ -34,6 +34,9 @@ namespace {
 
 constexpr double kExportDpi = 180.0;
 constexpr int kDeflateLevel = 6;
+// What a searchable export keeps of its reading for verification: a dense page has some 4,000
+// recognised characters at about 50 bytes each. Past this, verification reads the pixels again.
+constexpr std::size_t kMaxKeptSymbols = 4'000'000;
 
 // --- page encoding -------------------------------------------------------------------------
 
@@ -384,7 +387,8 @@ std::string layerLanguages(const ExportOptions& options) {
     return resolvedRecognitionLanguages(options.recognition, terms);
 }
 
-// Renders every page and streams the PDF into `out`; with a text layer, returns what was read.
+// Renders every page and streams the PDF into `out`; with a text layer, returns what was read
+// unless it was too much to keep.
 SharedRecognisedCopy writeSecurePdf(const SharedPdfDocument& document, const std::vector<RedactionRegion>& redactions,
                                     const ExportOptions& options, double dpi, int workers, ByteSink& out,
                                     const PageProgress& progress, const std::stop_token& stop) {
@@ -404,6 +408,7 @@ SharedRecognisedCopy writeSecurePdf(const SharedPdfDocument& document, const std
         out.keepDigest();
     }
     ImagePdfWriter writer(out, pageCount, layer ? &*layer : nullptr);
+    std::size_t keptSymbols = 0;
     static const std::vector<RedactionRegion> none;
     // Workers render, encode and read; this thread writes, in page order. Encoded pages are
     // large, so no more wait than there are workers.
@@ -459,14 +464,22 @@ SharedRecognisedCopy writeSecurePdf(const SharedPdfDocument& document, const std
         },
         [&](std::int64_t page, ExportedPage exported) {
         writer.addPage(page, document->page(page), exported.encoded, layer ? layer->font.show(exported.words) : "");
-        if (recognised) {
+        for (const PageReading& reading : exported.readings) {
+            for (const OcrLine& line : reading.lines) {
+                keptSymbols += line.symbols.size();
+            }
+        }
+        if (recognised && keptSymbols <= kMaxKeptSymbols) {
             recognised->pages[static_cast<std::size_t>(page)] = std::move(exported.readings);
+        } else if (recognised) {
+            std::vector<std::vector<PageReading>>().swap(recognised->pages);
         }
         });
     writer.finish();
-    if (recognised) {
-        recognised->fileDigest = out.digest().value();
+    if (!recognised || keptSymbols > kMaxKeptSymbols) {
+        return nullptr;
     }
+    recognised->fileDigest = out.digest().value();
     return recognised;
 }
 
