@@ -26,6 +26,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListView>
 #include <QListWidget>
 #include <QMessageBox>
 #include <QPainter>
@@ -49,8 +50,9 @@ namespace {
 
 using namespace norvane;
 
-// A small text PDF written by hand, so the tool needs no test code.
-QByteArray samplePdf() {
+// A small text PDF written by hand, so the tool needs no test code. `received`: as carelessly
+// redacted by someone else, the account number under a box drawn over it and an old one in white.
+QByteArray samplePdf(bool received = false) {
     const QStringList lines{
         QStringLiteral("BT /F1 20 Tf 72 720 Td (Employee Separation Agreement) Tj ET"),
         QStringLiteral("BT /F1 12 Tf 72 680 Td (Employee: Jordan A. Whitfield) Tj ET"),
@@ -60,6 +62,10 @@ QByteArray samplePdf() {
         QStringLiteral("BT /F1 12 Tf 72 590 Td (The employee's final day of work is March 14. Severance) Tj ET"),
         QStringLiteral("BT /F1 12 Tf 72 572 Td (is paid in two instalments to the account named above.) Tj ET"),
         QStringLiteral("BT /F1 12 Tf 72 536 Td (Signed: ______________________   Date: ____________) Tj ET"),
+    };
+    const QStringList careless{
+        QStringLiteral("q 0 0 0 rg 152 621 112 17 re f Q"),
+        QStringLiteral("BT 1 1 1 rg /F1 12 Tf 72 608 Td (Old account: 5563 0017 2210 8841) Tj ET"),
     };
     auto stream = [](const QByteArray& data) {
         return "<< /Length " + QByteArray::number(data.size()) + " >>\nstream\n" + data + "\nendstream";
@@ -72,7 +78,7 @@ QByteArray samplePdf() {
         "<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding /WinAnsiEncoding >>",
         "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 612 792] /Resources << /Font << /F1 4 0 R >> >> "
         "/Contents 7 0 R >>",
-        stream(lines.join(QLatin1Char('\n')).toLatin1()),
+        stream((lines + (received ? careless : QStringList())).join(QLatin1Char('\n')).toLatin1()),
         stream("BT /F1 12 Tf 72 720 Td (Page two: witness statement.) Tj ET"),
     };
     QByteArray pdf = "%PDF-1.4\n";
@@ -104,6 +110,7 @@ struct Context {
     SharedServices empty;  // an empty history
     SharedServices full;   // a few exports in the history
     QString samplePath;
+    QString receivedPath;  // the sample as received, carelessly redacted
 
     // The sample again under another name.
     QString copy(const QString& name) const {
@@ -192,15 +199,18 @@ EngineCalls scriptedExport(Ending outcome) {
 }
 
 // The workspace with the sample open and `setUp` applied, over a scripted save dialog and
-// export; any task is cancelled when the picture has been taken.
-MainWindow* editingScene(Context& c, Ending ending, const std::function<void(RedactionViewModel&)>& setUp) {
+// export, and an inspection that finds `hidden`; any task is cancelled when the picture has
+// been taken.
+MainWindow* editingScene(Context& c, Ending ending, const std::function<void(RedactionViewModel&)>& setUp,
+                         std::vector<InspectionFinding> hidden = {}, const QString& path = {}) {
     auto services = std::make_shared<Services>(*c.empty);
     services->history = std::make_shared<RecentRedactionStore>(std::nullopt);  // exports here stay out of the pictures
     services->desktop =
         std::make_shared<ScriptedDesktop>(c.workDir.filePath(QStringLiteral("separation-agreement-redacted.pdf")));
     services->engine = scriptedExport(ending);
+    services->engine.inspect = [hidden = std::move(hidden)](const auto&...) { return hidden; };
     MainWindow* window = windowOn(services, RedactionSidebarItem::redaction);
-    window->openFiles({c.samplePath});
+    window->openFiles({path.isEmpty() ? c.samplePath : path});
     RedactionViewModel& model = window->rootView()->workspace()->model();
     QObject::connect(window, &QObject::destroyed, [&model] { model.cancel(); });
     setUp(model);
@@ -220,6 +230,20 @@ void markSample(RedactionViewModel& model) {
     awaitSearch(model);
     model.addAllSearchResults();
     model.addManual(0, PageRect{70, 530, 190, 22});
+}
+
+// What an inspection of the received sample finds: the account number under a box drawn over
+// it and an old one in white; and, as such files often carry, a comment, an earlier revision
+// and metadata.
+std::vector<InspectionFinding> sampleHiddenContent() {
+    return {
+        {InspectionKind::comment, -1, std::nullopt, 1, std::nullopt, {}},
+        {InspectionKind::metadata, -1, std::nullopt, 4, std::nullopt, {}},
+        {InspectionKind::earlierRevision, -1, std::nullopt, 2, std::nullopt, {}},
+        {InspectionKind::failedRedaction, 0, PageRect{151, 625, 111, 11}, 15, HidingCause::box, {}},
+        {InspectionKind::coveredText, 0, PageRect{71, 607, 186, 11}, 27, HidingCause::colour, {}},
+        {InspectionKind::comment, 1, PageRect{400, 700, 24, 24}, 1, std::nullopt, {}},
+    };
 }
 
 // Three PDFs chosen at once, the first with a long name: two wait in the queue.
@@ -306,6 +330,18 @@ const std::vector<Scene>& scenes() {
         });
          },
          1500},
+        {"editing-hidden-content",
+         [](Context& c) {
+        MainWindow* window = editingScene(
+            c, Ending::passed, [](RedactionViewModel&) {}, sampleHiddenContent(), c.receivedPath);
+        return onceShown(window, [](MainWindow* shown) {
+            shown->findChild<QPushButton*>(QStringLiteral("inspectionSummary"))->click();
+            settle(100);
+            auto* list = shown->findChild<QListView*>(QStringLiteral("hiddenContentList"));
+            list->setCurrentIndex(list->model()->index(5, 0));  // the account number under a box
+        });
+         },
+         1200},
         {"editing-queue", queueScene, 900},
         {"editing-alert",
          [](Context& c) {
@@ -482,9 +518,14 @@ int main(int argc, char** argv) {
         QFile sample(samplePath);
         if (!sample.open(QIODevice::WriteOnly) || sample.write(samplePdf()) < 0) return 1;
     }
+    const QString receivedPath = work.filePath(QStringLiteral("separation-agreement-received.pdf"));
+    {
+        QFile received(receivedPath);
+        if (!received.open(QIODevice::WriteOnly) || received.write(samplePdf(true)) < 0) return 1;
+    }
     const auto scripted = std::make_shared<ScriptedDesktop>(QString());
     Context context{work, std::make_shared<const Services>(Services{emptyStore, scripted, {}}),
-                    std::make_shared<const Services>(Services{fullStore, scripted, {}}), samplePath};
+                    std::make_shared<const Services>(Services{fullStore, scripted, {}}), samplePath, receivedPath};
 
     bool ok = true;
     const struct {

@@ -153,6 +153,7 @@ int main(int argc, char** argv) {
     const Stopwatch opening;
     auto model = RedactionViewModel::create(
         std::make_shared<const Services>(Services{std::make_shared<RecentRedactionStore>(std::nullopt), nullptr, {}}));
+    model->setInspectionWaitsForFirstPage(true);
     model->open(QString::fromStdString(path));
     const Cost open = opening.stop();
     if (!model->document()) {
@@ -161,6 +162,7 @@ int main(int argc, char** argv) {
     }
     const Stopwatch firstPage;
     PageCanvas canvas(model->document());
+    QObject::connect(&canvas, &PageCanvas::firstPageShown, model.get(), [&model] { model->firstPageShown(); });
     canvas.resize(900, 800);
     PageSidebar sidebar(*model);
     sidebar.resize(190, 800);

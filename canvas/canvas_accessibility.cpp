@@ -29,6 +29,18 @@ QString sourcePhrase(RedactionSource source) {
     return {};
 }
 
+Kind markKind(PageOutline::Kind kind) {
+    switch (kind) {
+        case PageOutline::Kind::searchHit:
+            break;
+        case PageOutline::Kind::finding:
+            return Kind::finding;
+        case PageOutline::Kind::hiddenContent:
+            return Kind::hiddenContent;
+    }
+    return Kind::searchHit;
+}
+
 QString pagePhrase(qint64 pageIndex) {
     return QStringLiteral("page ") + QString::number(pageIndex + 1);
 }
@@ -105,6 +117,10 @@ public:
                 return QStringLiteral("Finding ") + QString::number(key_.number) + of +
                        QString::number(canvas().outlineCount(PageOutline::Kind::finding)) + QStringLiteral(", ") +
                        pagePhrase(page_);
+            case Kind::hiddenContent:
+                return QStringLiteral("Hidden content ") + QString::number(key_.number) + of +
+                       QString::number(canvas().outlineCount(PageOutline::Kind::hiddenContent)) + QStringLiteral(", ") +
+                       pagePhrase(page_);
         }
         return {};
     }
@@ -122,6 +138,7 @@ public:
                 return canvas().keyboardBoxInViewport().value_or(QRectF());
             case Kind::searchHit:
             case Kind::finding:
+            case Kind::hiddenContent:
                 return canvas().pageRectToViewport(page_, key_.rect);
         }
         return {};
@@ -285,7 +302,7 @@ std::optional<MarkKey> CanvasAccessibility::markAt(qint64 pageIndex, int index) 
     const auto outlines = canvas_.outlinesOn(pageIndex);
     if (i < outlines.size()) {
         const ShownOutline& shown = outlines[i];
-        const Kind kind = shown.outline.kind == PageOutline::Kind::finding ? Kind::finding : Kind::searchHit;
+        const Kind kind = markKind(shown.outline.kind);
         return MarkKey{kind, {}, shown.number, shown.outline.rect};
     }
     return std::nullopt;
@@ -308,7 +325,7 @@ std::optional<int> CanvasAccessibility::indexOf(qint64 pageIndex, const MarkKey&
     const auto outlines = canvas_.outlinesOn(pageIndex);
     for (std::size_t i = 0; i < outlines.size(); ++i) {
         const ShownOutline& shown = outlines[i];
-        const Kind kind = shown.outline.kind == PageOutline::Kind::finding ? Kind::finding : Kind::searchHit;
+        const Kind kind = markKind(shown.outline.kind);
         if (kind == key.kind && shown.number == key.number && shown.outline.rect == key.rect) {
             return index + static_cast<int>(i);
         }

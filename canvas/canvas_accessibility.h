@@ -2,7 +2,8 @@
 // What a screen reader finds on the canvas. The canvas ("Pages") has one child per page
 // ("Page 2 of 7"); a page has one child per pending region on it ("Redaction 3 of 7, page 2,
 // manual"), the box being placed with the keyboard ("New box on page 2") and one per outlined
-// search match or finding ("Search match 1 of 4, page 2"), each where it is on screen.
+// search match, finding or hidden content ("Search match 1 of 4, page 2"), each where it is on
+// screen.
 // Child interfaces are made when a reader first asks for them, so a long document costs
 // nothing until then; they are kept while what they stand for stays, and their coming and
 // going is announced.
@@ -27,7 +28,7 @@ QString canvasKeysDescription();
 
 // Something drawn on a page, as a reader knows it.
 struct MarkKey {
-    enum class Kind { region, box, searchHit, finding };
+    enum class Kind { region, box, searchHit, finding, hiddenContent };
     Kind kind = Kind::region;
     Uuid region;        // regions
     qint64 number = 0;  // outlines: among their kind, from 1

@@ -54,6 +54,10 @@ PageCanvas::PageCanvas(SharedPdfDocument document, QWidget* parent)
         const QRectF area = pageRectInViewport(pageIndex);
         if (area.intersects(QRectF(viewport()->rect()))) {
             viewport()->update(area.toAlignedRect().adjusted(-2, -2, 2, 2));
+            if (!firstPageShown_) {
+                firstPageShown_ = true;
+                emit firstPageShown();
+            }
         }
     });
     relayout();
@@ -96,17 +100,16 @@ void PageCanvas::setOutlines(std::vector<PageOutline> outlines) {
         return;
     }
     outlines_ = std::move(outlines);
-    hitCount_ = findingCount_ = 0;
+    outlineCounts_.fill(0);
     outlinesByPage_.assign(outlines_, column_.pageCount(), [this](const PageOutline& outline) {
-        qint64& count = outline.kind == PageOutline::Kind::finding ? findingCount_ : hitCount_;
-        return ShownOutline{outline, ++count};
+        return ShownOutline{outline, ++outlineCounts_[static_cast<std::size_t>(outline.kind)]};
     });
     viewport()->update();
     accessibility_->marksChanged();
 }
 
 qint64 PageCanvas::outlineCount(PageOutline::Kind kind) const {
-    return kind == PageOutline::Kind::finding ? findingCount_ : hitCount_;
+    return outlineCounts_[static_cast<std::size_t>(kind)];
 }
 
 bool PageCanvas::pageInView(qint64 pageIndex) const {

@@ -17,6 +17,7 @@
 #include <QRectF>
 #include <QTimer>
 
+#include <array>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -29,7 +30,8 @@ class CanvasAccessibility;
 
 // A place outlined on a page, never filled solid, so it cannot be taken for a pending box.
 struct PageOutline {
-    enum class Kind { searchHit, finding };
+    // A search hit, where verification still read a term, or what the source hides.
+    enum class Kind { searchHit, finding, hiddenContent };
     qint64 pageIndex = 0;
     PageRect rect;
     Kind kind = Kind::searchHit;
@@ -136,6 +138,8 @@ public:
 
 signals:
     void currentPageChanged(qint64 pageIndex);
+    // The first page image in view arrived (or failed): work that would slow it may start.
+    void firstPageShown();
     // The scale or the zoom mode changed.
     void zoomChanged();
 
@@ -150,6 +154,7 @@ protected:
     void wheelEvent(QWheelEvent* event) override;
 
 private:
+    bool firstPageShown_ = false;
     double actualScale() const;
     QPointF scrollOffset() const;
     void setScale(double scale, ZoomMode mode, std::optional<QPointF> anchorViewportPoint);
@@ -172,8 +177,7 @@ private:
     bool labelRedactions_ = false;
     std::vector<PageOutline> outlines_;
     PageBuckets<ShownOutline> outlinesByPage_;
-    qint64 hitCount_ = 0;
-    qint64 findingCount_ = 0;
+    std::array<qint64, 3> outlineCounts_{};  // by kind
     ManualRedactionHandler onManualRedaction_;
 
     ZoomMode zoomMode_ = ZoomMode::fitWidth;

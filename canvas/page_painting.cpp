@@ -72,9 +72,13 @@ void paintMarks(const PageCanvas& canvas, QPainter& painter, const std::vector<q
         painter.setClipRect(canvas.pageRectInViewport(index));
         for (const ShownOutline& shownOutline : canvas.outlinesOn(index)) {
             const PageOutline& outline = shownOutline.outline;
-            const QColor tint = outline.kind == PageOutline::Kind::finding ? theme::systemOrange(pal) : theme::teal();
-            painter.setPen(QPen(tint, outline.emphasised ? 3.0 : 1.5));
-            painter.setBrush(theme::withAlpha(tint, outline.emphasised ? 0.30 : 0.14));
+            const bool hidden = outline.kind == PageOutline::Kind::hiddenContent;
+            const QColor tint = hidden                                       ? theme::hiddenContentOnPage()
+                                : outline.kind == PageOutline::Kind::finding ? theme::systemOrange(pal)
+                                                                             : theme::teal();
+            // Dashed: told apart from hits and findings by more than its colour.
+            painter.setPen(QPen(tint, outline.emphasised ? 3.0 : 1.5, hidden ? Qt::DashLine : Qt::SolidLine));
+            painter.setBrush(theme::withAlpha(tint, outline.emphasised ? 0.30 : hidden ? 0.08 : 0.14));
             painter.drawRect(canvas.pageRectToViewport(index, outline.rect).adjusted(-1, -1, 1, 1));
         }
         painter.restore();

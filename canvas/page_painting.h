@@ -1,7 +1,7 @@
 #pragma once
 // How the canvas looks: pages (whole pictures, or tiles over a stand-in), pending boxes solid
-// black with the export's label when asked for, outlines of hits and findings, and the red
-// rectangle of a drag or of a box placed with the keyboard.
+// black with the export's label when asked for, outlines of hits, findings and hidden content,
+// and the red rectangle of a drag or of a box placed with the keyboard.
 
 #include <QRectF>
 

@@ -94,6 +94,7 @@ bool isFlatBox(fz_context* ctx, const fz_path* path) {
 // One glyph as MuPDF gives it, in plain values.
 struct GlyphFacts {
     fz_rect box;
+    fz_rect pen;
     bool hasInk;
     double size;
     int ucs;
@@ -112,6 +113,7 @@ void addGlyph(RecordingTarget* r, const GlyphFacts& facts, GlyphMode mode, float
         RecordedGlyph glyph;
         glyph.order = r->nextOrder++;
         glyph.box = facts.box;
+        glyph.pen = facts.pen;
         if (facts.ucs > 0) {
             appendUtf8(glyph.text, static_cast<char32_t>(facts.ucs));
         }
@@ -157,12 +159,13 @@ void recordText(fz_context* ctx, RecordingTarget* r, const fz_text* text, fz_mat
             trm.f = item.y;
             const fz_matrix device = fz_concat(trm, ctm);
             facts.box = fz_bound_glyph(ctx, span->font, item.gid, device);
+            const float advance = fz_advance_glyph(ctx, span->font, item.gid, span->wmode);
+            const fz_rect em{0, fz_font_descender(ctx, span->font), advance, fz_font_ascender(ctx, span->font)};
+            facts.pen = fz_transform_rect(em, device);
             facts.hasInk = hasArea(facts.box);
             if (!facts.hasInk) {
                 // Fonts made for invisible text layers often have no outlines at all.
-                const float advance = fz_advance_glyph(ctx, span->font, item.gid, span->wmode);
-                const fz_rect em{0, fz_font_descender(ctx, span->font), advance, fz_font_ascender(ctx, span->font)};
-                facts.box = fz_transform_rect(em, device);
+                facts.box = facts.pen;
             }
             facts.size = fz_matrix_expansion(device);
             addGlyph(r, facts, mode, alpha, run);

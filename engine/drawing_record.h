@@ -20,6 +20,7 @@ enum class GlyphMode {
 struct RecordedGlyph {
     std::int64_t order = 0;  // position in the drawing sequence
     fz_rect box{};           // the glyph's ink (its advance box where it has no ink)
+    fz_rect pen{};           // from its origin across its advance, ascender to descender
     std::string text;        // UTF-8; several characters for a ligature
     GlyphMode mode = GlyphMode::fill;
     float alpha = 1;

@@ -3,6 +3,9 @@
 #include "engine/inspection_parts.h"
 #include "engine/page_loop.h"
 
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 #include <array>
 #include <utility>
 
@@ -10,7 +13,7 @@ namespace norvane {
 namespace {
 
 struct KindWords {
-    InspectionKind kind;
+    InspectionKind key;
     std::string_view raw;
     std::string_view one;   // "1 failed redaction"; empty: named without a number
     std::string_view many;  // "2 failed redactions", or the name alone
@@ -45,38 +48,34 @@ constexpr std::array kKinds{
               "Not inspected"},
 };
 
-const KindWords& wordsFor(InspectionKind kind) {
-    for (const auto& words : kKinds) {
-        if (words.kind == kind) {
-            return words;
+// The row of `table` for `key`; the last row for a value no row names.
+template <class Table, class Key>
+const auto& rowFor(const Table& table, Key key) {
+    for (const auto& row : table) {
+        if (row.key == key) {
+            return row;
         }
     }
-    return kKinds.back();
+    return table.back();
 }
 
-std::string_view causeWords(HidingCause cause) {
-    switch (cause) {
-        case HidingCause::box:
-            return "under a box";
-        case HidingCause::image:
-            return "under an image";
-        case HidingCause::annotation:
-            return "under an annotation";
-        case HidingCause::drawing:
-            return "under a drawing";
-        case HidingCause::colour:
-            return "in the colour behind it";
-        case HidingCause::renderMode:
-            return "drawn invisibly";
-        case HidingCause::transparent:
-            return "fully transparent";
-        case HidingCause::clipped:
-            return "clipped away";
-        case HidingCause::emptyGlyph:
-            return "in a font that draws nothing";
-    }
-    return "";
-}
+struct CauseWords {
+    HidingCause key;
+    std::string_view raw;
+    std::string_view words;  // after "12 characters"
+};
+
+constexpr std::array kCauses{
+    CauseWords{HidingCause::box, "box", "under a box"},
+    CauseWords{HidingCause::image, "image", "under an image"},
+    CauseWords{HidingCause::annotation, "annotation", "under an annotation"},
+    CauseWords{HidingCause::drawing, "drawing", "under a drawing"},
+    CauseWords{HidingCause::colour, "colour", "in the colour behind it"},
+    CauseWords{HidingCause::renderMode, "renderMode", "drawn invisibly"},
+    CauseWords{HidingCause::transparent, "transparent", "fully transparent"},
+    CauseWords{HidingCause::clipped, "clipped", "clipped away"},
+    CauseWords{HidingCause::emptyGlyph, "emptyGlyph", "in a font that draws nothing"},
+};
 
 bool isTextKind(InspectionKind kind) {
     switch (kind) {
@@ -102,40 +101,20 @@ struct InspectionWorker {
 }  // namespace
 
 std::string_view rawValue(InspectionKind kind) {
-    return wordsFor(kind).raw;
+    return rowFor(kKinds, kind).raw;
 }
 
 std::optional<InspectionKind> inspectionKindFromRawValue(std::string_view raw) {
     for (const auto& words : kKinds) {
         if (words.raw == raw) {
-            return words.kind;
+            return words.key;
         }
     }
     return std::nullopt;
 }
 
 std::string_view rawValue(HidingCause cause) {
-    switch (cause) {
-        case HidingCause::box:
-            return "box";
-        case HidingCause::image:
-            return "image";
-        case HidingCause::annotation:
-            return "annotation";
-        case HidingCause::drawing:
-            return "drawing";
-        case HidingCause::colour:
-            return "colour";
-        case HidingCause::renderMode:
-            return "renderMode";
-        case HidingCause::transparent:
-            return "transparent";
-        case HidingCause::clipped:
-            return "clipped";
-        case HidingCause::emptyGlyph:
-            return "emptyGlyph";
-    }
-    return "";
+    return rowFor(kCauses, cause).raw;
 }
 
 bool isCoveredText(InspectionKind kind) {
@@ -147,9 +126,9 @@ std::string inspectionSummary(const std::vector<InspectionFinding>& findings) {
     for (const auto& words : kKinds) {
         std::int64_t number = 0;
         for (const auto& finding : findings) {
-            if (finding.kind == words.kind) {
+            if (finding.kind == words.key) {
                 // Revisions are one finding that counts them.
-                number += words.kind == InspectionKind::earlierRevision ? finding.count : 1;
+                number += words.key == InspectionKind::earlierRevision ? finding.count : 1;
             }
         }
         if (number == 0) {
@@ -172,12 +151,12 @@ std::string describe(const InspectionFinding& finding) {
         return finding.pageIndex < 0 ? std::string("The document's own objects could not be inspected")
                                      : "Page " + std::to_string(finding.pageIndex + 1) + " could not be inspected";
     }
-    std::string line(wordsFor(finding.kind).line);
+    std::string line(rowFor(kKinds, finding.kind).line);
     if (isTextKind(finding.kind)) {
         line += ": " + std::to_string(finding.count) + (finding.count == 1 ? " character" : " characters");
         if (finding.cause) {
             line += " ";
-            line += causeWords(*finding.cause);
+            line += rowFor(kCauses, *finding.cause).words;
         }
     } else if (finding.count > 1) {
         line += " (" + std::to_string(finding.count) + ")";
@@ -198,7 +177,9 @@ std::vector<InspectionFinding> inspectDocument(const SharedPdfDocument& document
         findings.push_back({InspectionKind::pageNotInspected, -1, std::nullopt, 1, std::nullopt, {}});
     }
     const std::int64_t pageCount = document->pageCount();
-    const int workers = pageWorkerCount(pageCount);
+    // In the background one thread is enough: more would contend for MuPDF's shared locks with
+    // the pages being drawn.
+    const int workers = options.background ? 1 : pageWorkerCount(pageCount);
     forEachPageInParallel<InspectionWorker>(
         pageCount, workers, readingWindow(workers), progress, stop,
         [&](InspectionWorker& worker, std::int64_t pageIndex, const std::stop_token& pageStop) {
@@ -206,6 +187,10 @@ std::vector<InspectionFinding> inspectDocument(const SharedPdfDocument& document
             throw CancellationError();
         }
         if (!worker.session) {
+            if (options.background) {
+                // Linux gives each thread its own nice value.
+                setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), 19);
+            }
             try {
                 worker.session.emplace(document);
             } catch (const mu::MuPdfError&) {

@@ -74,6 +74,8 @@ struct InspectionFinding {
 
 struct InspectionOptions {
     bool withText = false;  // fill InspectionFinding::text
+    // One thread at the lowest priority, so pages being drawn for the person come first.
+    bool background = false;
     // Invisible text over a scanned image is checked against what the recogniser reads there.
     RecognitionOptions recognition;
 };

@@ -211,23 +211,6 @@ Seen judge(fz_context* ctx, fz_pixmap* a, fz_pixmap* b, const fz_rect& glyph) {
 
 // A second look at glyphs whose ink showed only at the rim of their box, four times closer:
 // thin strokes ('=', '"') show inside, a rim left by a box drawn flush over a glyph does not.
-struct CloserLook {
-    fz_context* ctx;
-    fz_pixmap* shown = nullptr;
-    fz_pixmap* textless = nullptr;
-    fz_device* device = nullptr;
-    fz_device* relay = nullptr;
-    explicit CloserLook(fz_context* c) : ctx(c) {}
-    ~CloserLook() {
-        fz_drop_device(ctx, relay);
-        fz_drop_device(ctx, device);
-        fz_drop_pixmap(ctx, textless);
-        fz_drop_pixmap(ctx, shown);
-    }
-    CloserLook(const CloserLook&) = delete;
-    CloserLook& operator=(const CloserLook&) = delete;
-};
-
 constexpr double kCloser = 4;
 constexpr double kCloserPixels = 32'000'000;
 
@@ -249,7 +232,7 @@ void lookCloser(fz_context* ctx, fz_display_list* list, const std::vector<Record
     }
     const fz_matrix zoom = fz_scale(static_cast<float>(factor), static_cast<float>(factor));
     const fz_irect bounds = fz_round_rect(fz_transform_rect(fz_expand_rect(window, 1), zoom));
-    CloserLook look(ctx);
+    PageResources look(ctx);
     mu::muCall(ctx, [&] {
         for (const bool withText : {true, false}) {
             fz_pixmap*& pixmap = withText ? look.shown : look.textless;
@@ -264,9 +247,7 @@ void lookCloser(fz_context* ctx, fz_display_list* list, const std::vector<Record
             fz_run_display_list(ctx, list, target, zoom, fz_rect_from_irect(bounds), nullptr);
             fz_close_device(ctx, target);
             fz_close_device(ctx, look.device);
-            fz_drop_device(ctx, look.relay);
-            fz_drop_device(ctx, look.device);
-            look.relay = look.device = nullptr;
+            look.dropDevices();
         }
     });
     for (std::size_t i = 0; i < glyphs.size(); ++i) {
@@ -322,7 +303,7 @@ public:
         if (withText_) {
             // Spaces are not glyphs here: a gap wider than a thin space, or another text object,
             // starts a new word.
-            const float gap = glyph.box.x0 - group.lastBox.x1;
+            const float gap = glyph.pen.x0 - group.lastPen.x1;
             const bool apart = group.lastRun != glyph.run || gap > 0.2 * glyph.size;
             if (apart && !group.text.empty()) {
                 group.text += ' ';
@@ -330,7 +311,7 @@ public:
             group.text += glyph.text;
         }
         group.lastRun = glyph.run;
-        group.lastBox = glyph.box;
+        group.lastPen = glyph.pen;
     }
 
     void addTo(std::int64_t pageIndex, std::vector<InspectionFinding>& out) {
@@ -393,7 +374,7 @@ private:
         std::int64_t count = 0;
         std::string text;
         std::int64_t lastRun = -1;
-        fz_rect lastBox{};
+        fz_rect lastPen{};
     };
     fz_matrix pixelToPage_;
     bool withText_;
@@ -409,6 +390,19 @@ const RecordedMark* coverOf(const DrawingRecord& record, const RecordedGlyph& gl
         }
     }
     return nullptr;
+}
+
+HidingCause causeOf(MarkKind kind) {
+    return kind == MarkKind::box     ? HidingCause::box
+           : kind == MarkKind::image ? HidingCause::image
+                                     : HidingCause::drawing;
+}
+
+// A scan: an image over at least half the page.
+bool coversMostOf(const fz_rect& image, const fz_rect& page) {
+    const fz_rect both = fz_intersect_rect(image, page);
+    const auto area = [](const fz_rect& r) { return fz_is_empty_rect(r) ? 0.0 : double(r.x1 - r.x0) * (r.y1 - r.y0); };
+    return area(both) >= 0.5 * area(page);
 }
 
 // The topmost mark drawn before the glyph under its centre.
@@ -680,7 +674,7 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
         return g.mode != GlyphMode::invisible && g.alpha > 0 && g.hasInk;
     });
     mu::muCall(ctx, [&] {
-        if (anyToSee || !setup.hiddenLayers.empty()) {
+        if (!record.glyphs.empty() || !setup.hiddenLayers.empty()) {
             res.shown = whitePixmap(ctx, *geometry);
             res.device = fz_new_draw_device(ctx, fz_identity, res.shown);
             fz_run_display_list(ctx, res.list, res.device, fz_identity, fz_infinite_rect, nullptr);
@@ -759,6 +753,7 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
 
     Gathering gathering(pixelToPage, setup.withText);
     std::vector<const RecordedGlyph*> invisible;
+    std::vector<const RecordedGlyph*> underScan;
     for (std::size_t i = 0; i < record.glyphs.size(); ++i) {
         const RecordedGlyph& glyph = record.glyphs[i];
         const Judged judged = judgedBy(glyph);
@@ -797,11 +792,6 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
             gathering.add(InspectionKind::invisibleText, HidingCause::clipped, glyph.run, glyph);
             continue;
         }
-        const auto causeOf = [](MarkKind kind) {
-            return kind == MarkKind::box     ? HidingCause::box
-                   : kind == MarkKind::image ? HidingCause::image
-                                             : HidingCause::drawing;
-        };
         const RecordedMark* cover = coverOf(record, glyph);
         if (!cover) {
             // Dark text on a dark box drawn before it hides as well as a box drawn after.
@@ -833,17 +823,35 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
         // white background over a watermark) still covers text, but nobody meant it as one.
         const std::optional<int> shade = flatShade(ctx, res.shown, glyph.box);
         const bool redaction = shade && *shade < kDarkGround;
+        if (!redaction && cover->kind == MarkKind::image && coversMostOf(cover->box, crop)) {
+            underScan.push_back(&glyph);  // a recognised layer may lie under its scan too
+            continue;
+        }
         gathering.add(redaction ? InspectionKind::failedRedaction : InspectionKind::coveredText, causeOf(cover->kind),
                       coverKey, glyph);
     }
 
-    std::vector<const RecordedGlyph*> scanned;
+    std::vector<const RecordedGlyph*> scanned = underScan;
     std::copy_if(invisible.begin(), invisible.end(), std::back_inserter(scanned),
                  [&](const RecordedGlyph* glyph) { return overScan(record, *glyph); });
     const bool ocrLayer =
         !scanned.empty() && readsAsScan(session, pageIndex, scanned, pixelToPage, setup.languages, ocr);
+    for (const RecordedGlyph* glyph : underScan) {
+        const RecordedMark* cover = coverOf(record, *glyph);
+        gathering.add(ocrLayer ? InspectionKind::ocrLayer : InspectionKind::coveredText,
+                      ocrLayer ? std::nullopt : std::optional(HidingCause::image),
+                      ocrLayer || !cover ? -1 : cover - record.marks.data(), *glyph);
+    }
     for (const RecordedGlyph* glyph : invisible) {
-        if (ocrLayer && overScan(record, *glyph)) {
+        // A recognised layer's words under a dark patch (a box drawn over the scan, or burnt
+        // into it) are what someone meant to redact, and are still in the file.
+        const std::optional<int> shade = flatShade(ctx, res.shown, glyph->box);
+        if (shade && *shade < kDarkGround) {
+            const RecordedMark* mark = coverOf(record, *glyph);
+            mark = mark ? mark : underOf(record, *glyph);
+            gathering.add(InspectionKind::failedRedaction, mark ? causeOf(mark->kind) : HidingCause::box,
+                          mark ? mark - record.marks.data() : -1, *glyph);
+        } else if (ocrLayer && overScan(record, *glyph)) {
             gathering.add(InspectionKind::ocrLayer, std::nullopt, -1, *glyph);
         } else {
             gathering.add(InspectionKind::invisibleText,

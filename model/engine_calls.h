@@ -3,6 +3,7 @@
 // source or the copy. They are plain function objects so the model's task sequencing can be
 // driven with scripted outcomes (failures, stalls) that a real document cannot produce on demand.
 
+#include "engine/inspection.h"
 #include "engine/redaction_engine.h"
 
 #include <functional>
@@ -29,6 +30,9 @@ struct EngineCalls {
     std::function<ExportVerification(const std::filesystem::path&, const VerificationRequest&, const PageProgress&,
                                      std::stop_token)>
         verifyOutput = &RedactionEngine::verifyOutput;
+    std::function<std::vector<InspectionFinding>(const SharedPdfDocument&, const InspectionOptions&,
+                                                 const PageProgress&, std::stop_token)>
+        inspect = &inspectDocument;
 };
 
 }  // namespace norvane

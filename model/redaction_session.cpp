@@ -55,6 +55,7 @@ std::string pageOfCount(const std::string& prefix, std::int64_t page, std::int64
 }
 
 const std::string kSearchFailed = "The search could not be completed.";
+const std::string kInspectionFailed = "This PDF could not be inspected.";
 
 // Appends the recogniser's hits to the text layer's, less those that read again what a text hit
 // already holds: the same text (by recognition key) at the same place. Each text hit stands for
@@ -181,6 +182,21 @@ void RedactionSession::setRecognitionLanguages(std::string languages) {
     recognitionLanguages_ = std::move(languages);
     announce(SessionField::recognitionLanguages);
 }
+void RedactionSession::setInspection(DocumentInspection inspection) {
+    // A scene set by hand: the inspection in flight would overwrite it.
+    if (inspecting_) {
+        inspecting_->requestCancel();
+        inspecting_.reset();
+    }
+    assignInspection(std::move(inspection));
+}
+void RedactionSession::assignInspection(DocumentInspection inspection) {
+    if (highlight_ && highlight_->origin == PageHighlight::Origin::inspection) {
+        setHighlight(std::nullopt);
+    }
+    inspection_ = std::move(inspection);
+    announce(SessionField::inspection);
+}
 
 // ---- derived ----
 
@@ -223,6 +239,7 @@ SearchResultList RedactionSession::remainingFindings() const {
 
 void RedactionSession::forgetDocumentWork() {
     latest_.reset();
+    setInspection({});
     unreadPages_.clear();
     lastSearch_ = SearchEnd::none;
     searchedTerms_.clear();
@@ -350,6 +367,82 @@ void RedactionSession::redactRemaining() {
     setSelectedPageIndex(found.front().pageIndex);
     setVerification(std::nullopt);  // it spoke of the regions before these
     setStatusText(std::to_string(redactions_.size()) + " pending redactions");
+}
+
+// ---- inspection ----
+
+void RedactionSession::startInspection() {
+    if (!document_ || inspection_.state != DocumentInspection::State::notStarted) {
+        return;
+    }
+    // A task of its own, not the current one: searches and exports neither wait for it nor end it.
+    auto task = std::make_shared<BackgroundTask>();
+    inspecting_ = task;
+    assignInspection({DocumentInspection::State::running, {}, {}});
+    InspectionOptions options;
+    options.recognition = RecognitionOptions{recognitionLanguages_};
+    options.background = true;  // the first page on screen comes first
+    host_.run(task, [this, task, document = document_, options](const StateHop& hop) {
+        std::vector<InspectionFinding> findings;
+        std::exception_ptr failure;
+        try {
+            findings = engine_.inspect(
+                document, options, [](std::int64_t, std::int64_t) {}, task->stopToken());
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        hop([&] {
+            if (task != inspecting_) {
+                return;  // an earlier document's, or this one was closed
+            }
+            inspecting_.reset();
+            if (!failure) {
+                assignInspection({DocumentInspection::State::done, std::move(findings), {}});
+            } else if (isCancellation(failure)) {
+                assignInspection({});
+            } else {
+                assignInspection({DocumentInspection::State::failed, {}, describeFailure(failure, kInspectionFailed)});
+            }
+        });
+    });
+}
+
+void RedactionSession::addCoveredText(const std::vector<InspectionFinding>& findings) {
+    auto regions = redactions_;
+    std::optional<std::int64_t> lastPage;
+    bool added = false;
+    for (const InspectionFinding& finding : findings) {
+        if (!isCoveredText(finding.kind) || !finding.rect || !document_ || finding.pageIndex < 0 ||
+            finding.pageIndex >= document_->pageCount()) {
+            continue;
+        }
+        const PageRect rect = finding.rect->standardized();
+        lastPage = finding.pageIndex;
+        const bool covered = std::any_of(regions.begin(), regions.end(), [&](const RedactionRegion& region) {
+            return region.pageIndex == finding.pageIndex && isSamePlace(region.rect, rect);
+        });
+        if (!covered) {
+            regions.push_back(
+                RedactionRegion{Uuid::random(), finding.pageIndex, rect, RedactionSource::manual, std::nullopt});
+            added = true;
+        }
+    }
+    if (!lastPage) {
+        return;
+    }
+    if (added) {
+        setRedactions(std::move(regions));
+    }
+    setSelectedPageIndex(*lastPage);
+    setVerification(std::nullopt);
+}
+
+void RedactionSession::redactInspectionFinding(const InspectionFinding& finding) {
+    addCoveredText({finding});
+}
+
+void RedactionSession::redactAllCoveredText() {
+    addCoveredText(inspection_.findings);
 }
 
 // ---- searches ----

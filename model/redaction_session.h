@@ -5,6 +5,7 @@
 // is verified, what an unread page means, which task may still change the state. A front end
 // observes the session through its host and only shows and asks.
 
+#include "engine/inspection.h"
 #include "model/background_task.h"
 #include "model/engine_calls.h"
 #include "model/export_pipeline.h"
@@ -23,10 +24,10 @@ namespace norvane {
 using RegionList = std::vector<RedactionRegion>;
 using SearchResultList = std::vector<RedactionSearchResult>;
 
-// A place on a source page the canvas outlines and brings into view: a search hit, or where
-// verification still read a term.
+// A place on a source page the canvas outlines and brings into view: a search hit, where
+// verification still read a term, or what the source hides.
 struct PageHighlight {
-    enum class Origin { searchResult, finding };
+    enum class Origin { searchResult, finding, inspection };
     std::int64_t pageIndex = 0;
     PageRect rect;
     Origin origin = Origin::searchResult;
@@ -54,6 +55,16 @@ enum class SessionField {
     searchableCopy,
     highlight,
     recognitionLanguages,
+    inspection,
+};
+
+// What the open document hides, as far as its inspection has got. It runs beside the session's
+// tasks, never as one of them: it neither makes the session busy nor is ended by a search.
+struct DocumentInspection {
+    enum class State { notStarted, running, done, failed };
+    State state = State::notStarted;
+    std::vector<InspectionFinding> findings;
+    std::string failure;  // failed: what the person is told
 };
 
 // What the session needs of its front end.
@@ -118,6 +129,7 @@ public:
     const std::vector<std::string>& searchedTerms() const { return searchedTerms_; }
     const std::vector<PatternPreset>& searchedPatterns() const { return searchedPatterns_; }
     const std::shared_ptr<BackgroundTask>& task() const { return task_; }
+    const DocumentInspection& inspection() const { return inspection_; }
 
     // What an export of `regions` is checked for: every term searched in the document (found or
     // not), every matched string of the regions, every pattern used, read with the session's
@@ -157,6 +169,15 @@ public:
     // Adds every finding as a pending region, so exporting again removes what was left.
     void redactRemaining();
 
+    // Starts inspecting the open document once; a front end that shows what it hides asks for
+    // it after opening. Its result is dropped when the document changes or closes first.
+    void startInspection();
+    // Adds the place of covered text (see isCoveredText) as a pending region, unless one is
+    // already there; other findings have nothing to cover.
+    void redactInspectionFinding(const InspectionFinding& finding);
+    // Every covered text's place, each once.
+    void redactAllCoveredText();
+
     // Searches, each a task of its own.
     void findNativeText();
     void findWithOCR();
@@ -178,6 +199,8 @@ public:
     void setProgress(std::optional<double> progress);
     void setIsBusy(bool busy);
     void setOutputPath(std::optional<std::filesystem::path> path);
+    // Also drops the inspection in flight, whose end would overwrite the scene.
+    void setInspection(DocumentInspection inspection);
     // Installs a fresh handle as the one task in flight.
     std::shared_ptr<BackgroundTask> beginTask();
 
@@ -192,11 +215,15 @@ private:
     // document was closed, ends without a word.
     bool isLatest(const std::shared_ptr<BackgroundTask>& task) const { return task && task == latest_; }
     void forgetDocumentWork();
+    // Appends the covered-text findings with a place on a page of the document, skipping those
+    // a region already covers; one change, selecting the last one's page.
+    void addCoveredText(const std::vector<InspectionFinding>& findings);
     void rememberTerm(const std::string& term);
     void rememberPattern(PatternPreset preset);
 
     void setDocument(SharedPdfDocument document);
     void setSourcePath(std::optional<std::filesystem::path> path);
+    void assignInspection(DocumentInspection inspection);
     void announce(SessionField field) { host_.changed(field); }
 
     EngineCalls engine_;
@@ -227,6 +254,8 @@ private:
     RegionList lastExportRegions_;
     std::shared_ptr<BackgroundTask> task_;    // the task in flight; cleared by cancel()
     std::shared_ptr<BackgroundTask> latest_;  // the last task started for this document
+    DocumentInspection inspection_;
+    std::shared_ptr<BackgroundTask> inspecting_;  // this document's inspection; none once it changed
 };
 
 // What the person is told about pages a search could not read: "Page N could not be searched."

@@ -54,7 +54,15 @@ void RedactionViewModel::setOutputURL(const OptionalString& url) {
 }
 
 void RedactionViewModel::open(const QString& path) {
+    const SharedPdfDocument before = session_.document();
     session_.open(nativePath(path));
+    if (session_.document() && session_.document() != before && !inspectionWaits_) {
+        session_.startInspection();
+    }
+}
+
+void RedactionViewModel::firstPageShown() {
+    session_.startInspection();  // does nothing once started, or without a document
 }
 
 void RedactionViewModel::changed(SessionField field) {
@@ -109,6 +117,9 @@ void RedactionViewModel::changed(SessionField field) {
             break;
         case SessionField::recognitionLanguages:
             emit recognitionLanguagesChanged();
+            break;
+        case SessionField::inspection:
+            emit inspectionChanged();
             break;
     }
 }

@@ -73,6 +73,7 @@ public:
     bool hasUnexportedRedactions() const { return session_.hasUnexportedRedactions(); }
     RegionList exportedRedactions() const { return session_.exportedRedactions(); }
     const std::shared_ptr<BackgroundTask>& task() const { return session_.task(); }
+    const DocumentInspection& inspection() const { return session_.inspection(); }
 
     // Fields the UI writes directly.
     void setRedactions(RegionList redactions) { session_.setRedactions(std::move(redactions)); }
@@ -87,7 +88,12 @@ public:
         session_.setRecognitionLanguages(languages.toStdString());
     }
 
+    // Opens the file and, when it is a new document, starts inspecting it.
     void open(const QString& path);
+    // With a canvas, the inspection of a newly opened document waits until its first page is
+    // on screen (firstPageShown), so it never slows that page.
+    void setInspectionWaitsForFirstPage(bool wait) { inspectionWaits_ = wait; }
+    void firstPageShown();
     void clearDocument() { session_.clearDocument(); }
     void cancel() { session_.cancel(); }
     void addManual(qint64 pageIndex, const PageRect& rect) { session_.addManual(pageIndex, rect); }
@@ -107,6 +113,8 @@ public:
 
     SearchResultList remainingFindings() const { return session_.remainingFindings(); }
     void redactRemaining() { session_.redactRemaining(); }
+    void redactInspectionFinding(const InspectionFinding& finding) { session_.redactInspectionFinding(finding); }
+    void redactAllCoveredText() { session_.redactAllCoveredText(); }
     void setHighlight(const std::optional<PageHighlight>& highlight) { session_.setHighlight(highlight); }
 
     std::shared_ptr<BackgroundTask> beginTask() { return session_.beginTask(); }
@@ -129,6 +137,7 @@ signals:
     void searchableCopyChanged();
     void highlightChanged();
     void recognitionLanguagesChanged();
+    void inspectionChanged();
 
 protected:
     explicit RedactionViewModel(SharedServices services);
@@ -139,6 +148,7 @@ protected:
     void setProgress(const OptionalDouble& progress) { session_.setProgress(progress); }
     void setOutputURL(const OptionalString& url);
     void setIsBusy(bool busy) { session_.setIsBusy(busy); }
+    void setInspection(DocumentInspection inspection) { session_.setInspection(std::move(inspection)); }
 
 private:
     void changed(SessionField field) override;
@@ -147,6 +157,7 @@ private:
 
     SharedServices services_;
     RedactionSession session_;
+    bool inspectionWaits_ = false;
 };
 
 }  // namespace norvane

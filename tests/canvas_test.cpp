@@ -386,8 +386,9 @@ TEST(PageCanvas, TheRedactedLabelIsDrawnInBoxesLargeEnoughToCarryIt) {
     }
 }
 
-// Pages, the regions, hits and findings on them and a keyboard box are accessible children,
-// named and placed where they are drawn; interfaces stay as long as what they stand for.
+// Pages, the regions, hits, findings and hidden content on them and a keyboard box are
+// accessible children, named and placed where they are drawn; interfaces stay as long as what
+// they stand for.
 TEST(PageCanvas, ScreenReadersFindEachPageAndWhatIsOnIt) {
     CanvasHarness h(letterPages(3));
     QAccessibleInterface* canvas = QAccessible::queryAccessibleInterface(&h.canvas);
@@ -403,7 +404,8 @@ TEST(PageCanvas, ScreenReadersFindEachPageAndWhatIsOnIt) {
     h.canvas.synchronize({manual, text, ocr}, 0);
     h.canvas.setOutlines({{1, {72, 300, 80, 14}, PageOutline::Kind::searchHit},
                           {2, {72, 300, 80, 14}, PageOutline::Kind::searchHit},
-                          {1, {72, 100, 60, 14}, PageOutline::Kind::finding}});
+                          {1, {72, 100, 60, 14}, PageOutline::Kind::finding},
+                          {1, {300, 100, 60, 14}, PageOutline::Kind::hiddenContent}});
     h.canvas.goToPage(1);
     QAccessibleInterface* page = canvas->child(1);
     ASSERT_TRUE(page);
@@ -415,7 +417,7 @@ TEST(PageCanvas, ScreenReadersFindEachPageAndWhatIsOnIt) {
     EXPECT_TRUE(canvas->child(0)->state().offscreen);
 
     const QStringList names{"Redaction 1 of 3, page 2, manual", "Redaction 3 of 3, page 2, from OCR Search",
-                            "Search match 1 of 2, page 2", "Finding 1 of 1, page 2"};
+                            "Search match 1 of 2, page 2", "Finding 1 of 1, page 2", "Hidden content 1 of 1, page 2"};
     ASSERT_EQ(page->childCount(), names.size());
     for (int i = 0; i < page->childCount(); ++i) {
         QAccessibleInterface* mark = page->child(i);
@@ -435,7 +437,7 @@ TEST(PageCanvas, ScreenReadersFindEachPageAndWhatIsOnIt) {
     QAccessibleInterface* kept = page->child(1);
     const QAccessible::Id gone = QAccessible::uniqueId(page->child(0));
     h.canvas.synchronize({text, ocr}, 0);
-    EXPECT_EQ(page->childCount(), 3);
+    EXPECT_EQ(page->childCount(), 4);
     EXPECT_EQ(page->child(0), kept);
     EXPECT_EQ(kept->text(QAccessible::Name), "Redaction 2 of 2, page 2, from OCR Search");
     EXPECT_EQ(QAccessible::accessibleInterface(gone), nullptr);
@@ -445,13 +447,13 @@ TEST(PageCanvas, ScreenReadersFindEachPageAndWhatIsOnIt) {
     // The box being placed is on the page being read, and is what the keyboard works on.
     h.canvas.setFocus();
     QTest::keyClick(&h.canvas, Qt::Key_B);
-    ASSERT_EQ(page->childCount(), 5);
+    ASSERT_EQ(page->childCount(), 6);
     QAccessibleInterface* box = page->child(2);
     EXPECT_EQ(box->text(QAccessible::Name), "New box on page 2");
     EXPECT_EQ(canvas->focusChild(), box);
     const QAccessible::Id boxId = QAccessible::uniqueId(box);
     QTest::keyClick(&h.canvas, Qt::Key_Escape);
-    EXPECT_EQ(page->childCount(), 4);
+    EXPECT_EQ(page->childCount(), 5);
     EXPECT_EQ(QAccessible::accessibleInterface(boxId), nullptr);
 
     // Children go with their canvas, and only with theirs.

@@ -134,6 +134,18 @@ TEST_F(CliCommands, FindPrintsHitsAndExportCountsRegionsAsTheWorkspaceWould) {
     }
 }
 
+// Finding and exporting open the file without inspecting it: the workspace inspects, they do not.
+TEST_F(CliCommands, FindAndExportDoNotInspect) {
+    int inspected = 0;
+    services_.engine.inspect = [&](const auto&...) {
+        ++inspected;
+        return std::vector<InspectionFinding>{};
+    };
+    EXPECT_EQ(cli({"find", "IN", "Smith"}).exitCode, 0);
+    EXPECT_EQ(cli({"export", "IN", "-o", "OUT", "--find", "Smith", "--no-verify"}).exitCode, 0);
+    EXPECT_EQ(inspected, 0);
+}
+
 // Through the built executable: results go to stdout, and a verified export asked to be
 // recorded lands in the app's own history file.
 TEST_F(CliCommands, ExecutablePrintsResultsAndRecordsVerifiedExportsNewestFirst) {

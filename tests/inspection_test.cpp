@@ -47,10 +47,13 @@ std::vector<unsigned char> hiddenLayerPdf() {
 const std::vector<TextRun> kScanLines{{"Quarterly report to the board", 72, 700, 16},
                                       {"Revenue rose in every region", 72, 660, 16}};
 
-std::vector<unsigned char> scanWithLayer(std::vector<TextRun> layer) {
+std::vector<unsigned char> scanWithLayer(std::vector<TextRun> layer, std::vector<PageRect> boxes = {},
+                                         bool underPixels = false) {
     testing::ScanPage scan;
     scan.source.texts = kScanLines;
     scan.textLayer = std::move(layer);
+    scan.boxesOver = std::move(boxes);
+    scan.layerUnderPixels = underPixels;
     return testing::buildScannedPdf({scan});
 }
 
@@ -130,6 +133,17 @@ const Case kCases[] =
      {"failedRedaction/image"},
      testing::glyphBox(kLine, "secret")},
     {"RecognisedTextLayerOverScan", [] { return scanWithLayer(kScanLines); }, {"ocrLayer"}},
+    {"BoxDrawnOverAScanWithItsTextLayer",
+     [] { return scanWithLayer(kScanLines, {grown(testing::glyphBox(kScanLines[1], "rose"), 1)}); },
+     {"failedRedaction/box", "ocrLayer"},
+     testing::glyphBox(kScanLines[1], "rose")},
+    {"RecognisedTextLayerUnderItsScan", [] { return scanWithLayer(kScanLines, {}, true); }, {"ocrLayer"}},
+    {"TextUnderAScanSayingSomethingElse",
+     [] {
+    return scanWithLayer({{"Account 4417 belongs to Jane", 72, 700, 16}}, {}, true);
+     },
+     {"coveredText/image"},
+     PageRect{72, 700, 100, 10}},
     {"InvisibleTextOverAScanSayingSomethingElse",
      [] {
     return scanWithLayer({{"Account 4417 belongs to Jane", 72, 700, 16}});

@@ -136,8 +136,9 @@ TEST_F(InspectorListsTest, RowsAreAsTallAsWidgetRowsOfTheSamePartsInAnyFont) {
     QApplication::setFont(desktop);
 }
 
-// Every row reads as what it shows and how it was found; a pending row's remove button is a
-// button of its own whose press removes exactly its region, and the list is read anew.
+// Every row reads as what it shows and how it was found; a pending row's remove button, and
+// covered text's Redact, is a button of its own whose press acts on exactly its row, and the
+// list is read anew.
 TEST_F(InspectorListsTest, RowsAreNamedAndThePendingRowsButtonRemovesExactlyItsRegion) {
     model->setSearchResults({hit(1, "Jordan A. Whitfield"), hit(3, "555-0100", RedactionSource::ocr)});
     model->addManual(0, PageRect{10, 10, 40, 20});
@@ -187,6 +188,27 @@ TEST_F(InspectorListsTest, RowsAreNamedAndThePendingRowsButtonRemovesExactlyItsR
     QApplication::processEvents();
     ASSERT_EQ(model->redactions().size(), 4u);
     EXPECT_EQ(model->redactions().back().matchedText, "555-0100");
+
+    // What the source hides: a row per page and per finding; only covered text has a button.
+    const InspectionFinding comment{InspectionKind::comment, 1, PageRect{20, 20, 30, 30}, 1, std::nullopt, {}};
+    const InspectionFinding covered{InspectionKind::coveredText, 1, PageRect{72, 600, 60, 14}, 5, HidingCause::box, {}};
+    model->setInspection({DocumentInspection::State::done, {comment, covered}, {}});
+    const auto said = [](const InspectionFinding& finding) {
+        return QStringLiteral("Page 2, ") + QString::fromStdString(describe(finding));
+    };
+    EXPECT_EQ(rowNames(panel->hiddenContentList()), (QStringList{"Page 2", said(comment), said(covered)}));
+    QAccessibleInterface* hidden = accessible(panel->hiddenContentList());
+    for (int plain : {0, 1}) {
+        EXPECT_EQ(hidden->child(plain)->childCount(), 0) << plain;
+        EXPECT_EQ(hidden->child(plain)->actionInterface(), nullptr) << plain;
+    }
+    ASSERT_EQ(hidden->child(2)->childCount(), 1);
+    QAccessibleInterface* redact = hidden->child(2)->child(0);
+    EXPECT_EQ(redact->text(QAccessible::Name), "Redact covered text on page 2");
+    redact->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+    QApplication::processEvents();
+    ASSERT_EQ(model->redactions().size(), 5u);
+    EXPECT_EQ(model->redactions().back().rect, covered.rect);
 }
 
 // The keys a focused row answers to: Return adds a hit or a finding, Space on a finding shows its
@@ -241,7 +263,7 @@ TEST_F(InspectorListsTest, SectionTitlesAreHeadingsAndDecorativeSymbolsAreHidden
         EXPECT_EQ(iface->role(), QAccessible::Heading);
         headings << iface->text(QAccessible::Name);
     }
-    EXPECT_EQ(headings, (QStringList{"Find & Redact", "Pending Redactions", "Needs Review"}));
+    EXPECT_EQ(headings, (QStringList{"Hidden in This PDF", "Find & Redact", "Pending Redactions", "Needs Review"}));
 
     auto* symbol = panel->findChild<theme::SymbolView*>();
     ASSERT_NE(symbol, nullptr);

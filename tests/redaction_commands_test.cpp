@@ -48,7 +48,8 @@ EngineCalls forwardedTo(const EngineCalls& calls) {
                        [&calls](const auto&... a) { return calls.ocrMatches(a...); },
                        [&calls](const auto&... a) { return calls.ocrPatternMatches(a...); },
                        [&calls](const auto&... a) { return calls.exportSecurePDF(a...); },
-                       [&calls](const auto&... a) { return calls.verifyOutput(a...); }};
+                       [&calls](const auto&... a) { return calls.verifyOutput(a...); },
+                       [&calls](const auto&... a) { return calls.inspect(a...); }};
 }
 
 class CommandsTest : public ::testing::Test {
@@ -79,6 +80,7 @@ protected:
         testing::writeFile(dir.file(name), testing::buildPdf(testing::textPages(pageTexts)));
         model->open(qPath(dir.file(name)));
         EXPECT_TRUE(model->document());
+        waitForWorkers();  // the inspection opening starts
         return qPath(dir.file(name));
     }
     // Runs `action` once, the first time the status reads `status`.
@@ -412,6 +414,163 @@ TEST_P(ExportEndings, KeepTheLastOutputUnlessTheirOwnIsVerified) {
         const auto name = entry.path().filename().string();
         EXPECT_TRUE(name == "contract.pdf" || name == "first.pdf" || name == "secure.pdf") << "left behind: " << name;
     }
+}
+
+// ---- Inspection ----
+
+InspectionFinding hidden(InspectionKind kind, std::int64_t page, std::optional<PageRect> rect = std::nullopt) {
+    return InspectionFinding{kind, page, rect, 9, std::nullopt, {}};
+}
+
+void waitUntil(const std::function<bool()>& done) {
+    while (!done()) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    }
+}
+
+// Opening starts the inspection, after the open and beside the one task: it leaves the session
+// idle, and neither a search nor Cancel stops it or waits for it.
+TEST_F(CommandsTest, TheInspectionRunsBesideSearchesWithoutMakingTheSessionBusy) {
+    std::atomic<bool> release = false;
+    std::atomic<int> calls = 0;
+    const std::vector found{hidden(InspectionKind::comment, 0, PageRect{72, 700, 20, 20})};
+    engine.inspect = [&](const SharedPdfDocument& document, const InspectionOptions& options, const PageProgress&,
+                         std::stop_token stop) {
+        ++calls;
+        EXPECT_EQ(document->pageCount(), 3);
+        EXPECT_FALSE(options.withText);
+        EXPECT_EQ(options.recognition.languages, "deu");
+        while (!release && !stop.stop_requested())
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        if (stop.stop_requested()) throw CancellationError();
+        return found;
+    };
+    model->setRecognitionLanguages(QStringLiteral("deu"));
+    testing::writeFile(dir.file("doc.pdf"), testing::buildPdf(testing::textPages({"Smith", "two", "three"})));
+    model->open(qPath(dir.file("doc.pdf")));
+    EXPECT_EQ(model->inspection().state, DocumentInspection::State::running);
+    EXPECT_FALSE(model->isBusy());
+    EXPECT_EQ(model->task(), nullptr);
+    EXPECT_EQ(model->statusText(), QStringLiteral("3 pages loaded"));
+
+    model->setSearchText(QStringLiteral("Smith"));
+    model->findNativeText();
+    waitUntil([&] { return !model->isBusy(); });
+    model->cancel();
+    EXPECT_EQ(model->searchResults().size(), 1u);
+    EXPECT_EQ(model->inspection().state, DocumentInspection::State::running);
+
+    release = true;
+    waitForWorkers();
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(model->inspection().state, DocumentInspection::State::done);
+    EXPECT_EQ(model->inspection().findings, found);
+    EXPECT_EQ(model->statusText(), QStringLiteral("1 text matches")) << "the inspection says nothing there";
+    const auto document = model->document();
+    model->open(qPath(dir.file("missing.pdf")));
+    EXPECT_EQ(model->document(), document);
+    EXPECT_EQ(calls, 1) << "a refused file keeps the document and what was found in it";
+    EXPECT_EQ(model->inspection().findings, found);
+}
+
+// What an inspection finds belongs to the document it read: one that ends after another
+// document was opened, or after its own was closed, changes nothing. A failure is said.
+TEST_F(CommandsTest, AnInspectionEndingAfterItsDocumentWentIsIgnoredAndAFailureIsSaid) {
+    using State = DocumentInspection::State;
+    for (const bool reopen : {true, false}) {
+        SCOPED_TRACE(reopen ? "another document" : "closed");
+        std::atomic<bool> release = false;
+        engine.inspect = [&](const SharedPdfDocument& document, const auto&, const auto&, std::stop_token) {
+            if (document->pageCount() == 2) {  // the first document's, ending however late it was stopped
+                while (!release)
+                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                return std::vector{hidden(InspectionKind::coveredText, 1, PageRect{72, 600, 100, 14})};
+            }
+            return std::vector<InspectionFinding>{};
+        };
+        testing::writeFile(dir.file("first.pdf"), testing::buildPdf(testing::textPages({"one", "two"})));
+        model->open(qPath(dir.file("first.pdf")));
+        ASSERT_EQ(model->inspection().state, State::running);
+        if (reopen) {
+            testing::writeFile(dir.file("second.pdf"), testing::buildPdf(testing::textPages({"one"})));
+            model->open(qPath(dir.file("second.pdf")));
+            waitUntil([&] { return model->inspection().state == State::done; });
+        } else {
+            model->clearDocument();
+        }
+        release = true;
+        waitForWorkers();
+        EXPECT_EQ(model->inspection().state, reopen ? State::done : State::notStarted);
+        EXPECT_TRUE(model->inspection().findings.empty());
+    }
+
+    const struct {
+        std::function<void()> fail;
+        std::string said;
+    } failures[] = {
+        {[] { throw RedactionError::cannotOpenPDF(); }, RedactionError::cannotOpenPDF().errorDescription()},
+        {[] { throw std::bad_alloc(); }, "This PDF could not be inspected."},
+    };
+    for (const auto& f : failures) {
+        engine.inspect = [&](const auto&...) -> std::vector<InspectionFinding> {
+            f.fail();
+            return {};
+        };
+        openPdf({"one"});
+        EXPECT_EQ(model->inspection().state, State::failed);
+        EXPECT_EQ(model->inspection().failure, f.said);
+        EXPECT_FALSE(model->errorMessage()) << "the workspace goes on";
+    }
+}
+
+// Redact covers covered text only, once, and selects its page; Redact All adds every covered
+// place that is not pending yet, and undo takes back the last of them.
+TEST_F(CommandsTest, RedactingCoveredTextAddsEachPlaceOnce) {
+    const PageRect underBox{72, 600, 120, 14};
+    const std::vector findings{
+        hidden(InspectionKind::metadata, -1),
+        hidden(InspectionKind::failedRedaction, 0, underBox),
+        hidden(InspectionKind::coveredText, 2, PageRect{300, 500, -80, -14}),
+        hidden(InspectionKind::coveredText, 2, PageRect{222, 488, 76, 12}),  // inside the one before
+        hidden(InspectionKind::comment, 1, PageRect{10, 10, 20, 20}),
+        hidden(InspectionKind::coveredText, 1),                          // no place
+        hidden(InspectionKind::coveredText, 7, PageRect{0, 0, 50, 50}),  // past the last page
+        hidden(InspectionKind::coveredText, 1, PageRect{400, 100, 60, 12}),
+    };
+    engine.inspect = [&](const auto&...) { return findings; };
+    openPdf({"one", "two", "three"});
+    ASSERT_EQ(model->inspection().findings, findings);
+    model->addManual(0, PageRect{70, 598, 124, 18});
+    const auto places = [&] {
+        std::vector<std::pair<std::int64_t, PageRect>> shown;
+        for (const RedactionRegion& region : model->redactions()) {
+            EXPECT_FALSE(region.matchedText);
+            shown.emplace_back(region.pageIndex, region.rect);
+        }
+        return shown;
+    };
+    using Places = std::vector<std::pair<std::int64_t, PageRect>>;
+    const PageRect drawn{70, 598, 124, 18};
+
+    model->setVerification(ExportVerification(3, {}));
+    for (const std::size_t nothing : {0u, 4u, 5u, 6u}) {
+        model->redactInspectionFinding(findings[nothing]);
+    }
+    EXPECT_EQ(places(), (Places{{0, drawn}}));
+    EXPECT_TRUE(model->verification()) << "nothing was added";
+
+    model->redactInspectionFinding(findings[2]);
+    model->redactInspectionFinding(findings[2]);
+    EXPECT_EQ(places(), (Places{{0, drawn}, {2, PageRect{220, 486, 80, 14}}}));
+    EXPECT_EQ(model->selectedPageIndex(), 2);
+    EXPECT_FALSE(model->verification());
+
+    model->redactAllCoveredText();
+    EXPECT_EQ(places(), (Places{{0, drawn}, {2, PageRect{220, 486, 80, 14}}, {1, PageRect{400, 100, 60, 12}}}));
+    EXPECT_EQ(model->redactions().back().source, RedactionSource::manual);
+    EXPECT_EQ(model->selectedPageIndex(), 1);
+    model->undoLast();
+    EXPECT_EQ(places(), (Places{{0, drawn}, {2, PageRect{220, 486, 80, 14}}}));
 }
 
 // ---- Before any work starts ----

@@ -50,6 +50,8 @@ TEST(Contrast, ControlsAndSmallTextStandOutInLightAndDark) {
             {"Find Text chip on its tint", systemBlue(palette), over(withAlpha(systemBlue(palette), 0.18), window),
              textContrast},
             {"OCR chip on cards", systemPurple(palette), cards, textContrast},
+            {"hidden content on the page", hiddenContentOnPage(), Qt::white, textContrast},
+            {"hidden content on cards", hiddenContent(palette), cards, textContrast},
             {"button title", button.text, button.fill, textContrast},
             {"guide step disc", outlineOn(navy(), 1.0, cards), cards, controlContrast},
             {"Manual card outline", outlineOn(orange(), 0.2, cards), cards, controlContrast},

@@ -37,6 +37,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <functional>
 
 namespace norvane {
@@ -556,6 +558,31 @@ TEST_F(WorkspaceTest, ThePageKeysWorkAsSoonAsADocumentShows) {
     EXPECT_EQ(canvas->currentPageIndex(), 2);
 }
 
+// Opening never waits on the inspection: it starts once the first page is on screen, not before
+// and not only when the fallback runs out.
+TEST_F(WorkspaceTest, TheInspectionStartsOnceTheFirstPageIsOnScreen) {
+    using Clock = std::chrono::steady_clock;
+    std::atomic<Clock::rep> inspected{0};
+    EngineCalls engine = testing::instantExportEngine();
+    engine.inspect = [&](const auto&...) {
+        inspected = Clock::now().time_since_epoch().count();
+        return std::vector<InspectionFinding>{};
+    };
+    testing::TestServices own{std::nullopt, engine};
+    WorkspaceScreen shown{own.shared};
+    shown.resize(1200, 800);
+    shown.show();
+    shown.openFiles({pdf("a.pdf")});
+    PageCanvas* canvas = shown.findChild<PageCanvas*>();
+    ASSERT_NE(canvas, nullptr);
+    Clock::rep firstPage = 0;
+    QObject::connect(canvas, &PageCanvas::firstPageShown, [&] { firstPage = Clock::now().time_since_epoch().count(); });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return inspected != 0; }, 5000));
+    ASSERT_NE(firstPage, 0) << "the first page never came";
+    EXPECT_GE(inspected.load(), firstPage);
+    EXPECT_LT(std::chrono::duration<double>(Clock::duration(inspected - firstPage)).count(), 1.0);
+}
+
 // The model announces a new region before the page it selects: the view must not visit the
 // previously selected page in between, nor move at all when the page is already in view.
 TEST_F(LayoutTest, EditingThePageInViewNeverMovesTheView) {
@@ -610,7 +637,8 @@ TEST(PageSidebar, ThumbnailsDrawPendingBoxesWhereThePageShowsThem) {
         plan.pages.push_back({.mediaBox = p.media, .rotate = p.rotate});
     testing::TempDir dir;
     testing::writeFile(dir.file("turned.pdf"), testing::buildPdf(plan));
-    testing::ModelProbe model;
+    auto owned = std::make_shared<testing::ModelProbe>();  // opening starts work the model must outlive
+    testing::ModelProbe& model = *owned;
     model.open(QString::fromStdString(dir.file("turned.pdf").string()));
     PageSidebar sidebar(model);
     sidebar.resize(190, 900);
@@ -738,6 +766,122 @@ TEST_F(LayoutTest, HitsAndFindingsAreOutlinedUntilTheirListGoes) {
     EXPECT_EQ(model->redactions()[1].rect, place);
     EXPECT_FALSE(layout->inspector()->verificationPanel()->isVisible());
     EXPECT_TRUE(canvas->outlines().empty());
+}
+
+// Under the name, how the inspection stands; what it found is a link to a list by page. Its
+// covered rows redact their place, choosing a row shows its place, and every place is outlined
+// and its page marked until the findings go.
+TEST_F(LayoutTest, TheInspectionIsSummedUpUnderTheNameAndListedByPage) {
+    using State = DocumentInspection::State;
+    QLabel* status = layout->inspectionLabel();
+    QPushButton* link = layout->inspectionLink();
+    const struct {
+        DocumentInspection inspection;
+        QString said;
+    } quiet[] = {
+        {{State::notStarted, {}, {}}, QString()},
+        {{State::running, {}, {}}, QString::fromUtf8("Inspecting\u2026")},
+        {{State::done, {}, {}}, QStringLiteral("Nothing hidden found")},
+        {{State::failed, {}, "This PDF could not be inspected."}, QStringLiteral("Could not check for hidden content")},
+    };
+    for (const auto& q : quiet) {
+        model->setInspection(q.inspection);
+        EXPECT_EQ(status->isVisible() ? status->text() : QString(), q.said);
+        EXPECT_FALSE(link->isVisible());
+    }
+    EXPECT_EQ(status->toolTip(), QStringLiteral("This PDF could not be inspected."));
+
+    const PageRect covered{72, 600, 120, 14};
+    const PageRect comment{20, 20, 30, 30};
+    const PageRect underBox{300, 400, 80, 12};
+    const std::vector<InspectionFinding> found{
+        {InspectionKind::metadata, -1, std::nullopt, 3, std::nullopt, {}},
+        {InspectionKind::coveredText, 1, covered, 12, HidingCause::image, {}},
+        {InspectionKind::comment, 1, comment, 1, std::nullopt, {}},
+        {InspectionKind::failedRedaction, 3, underBox, 9, HidingCause::box, {}},
+    };
+    model->setInspection({State::done, found, {}});
+    EXPECT_FALSE(status->isVisible());
+    ASSERT_TRUE(link->isVisible());
+    const QString summary = QString::fromStdString(inspectionSummary(found));
+    EXPECT_EQ(link->text(), summary);
+    EXPECT_TRUE(link->accessibleName().endsWith(summary));
+    std::vector<InspectionFinding> everyKind;  // a summary far longer than the toolbar has room for
+    for (int kind = 0; kind <= static_cast<int>(InspectionKind::pageNotInspected); ++kind)
+        everyKind.push_back({static_cast<InspectionKind>(kind), 0, std::nullopt, 2, std::nullopt, {}});
+    model->setInspection({State::done, everyKind, {}});
+    QApplication::processEvents();
+    EXPECT_LT(link->width(), link->sizeHint().width()) << "cut";
+    EXPECT_EQ(layout->width(), 1320) << "not widening the window";
+    model->setInspection({State::done, found, {}});
+
+    InspectorPanel* inspector = layout->inspector();
+    HiddenContentListView* list = inspector->hiddenContentList();
+    EXPECT_FALSE(inspector->hiddenContentSection()->isVisible());
+    QApplication::setActiveWindow(layout.get());
+    link->setFocus();
+    QTest::keyClick(link, Qt::Key_Space);
+    ASSERT_TRUE(inspector->hiddenContentSection()->isVisible());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return list->hasFocus(); }, 1000));
+    const auto note = inspector->hiddenContentSection()->findChildren<QLabel*>();
+    EXPECT_EQ(std::count_if(
+                  note.begin(), note.end(),
+                  [](const QLabel* label) {
+        return label->isVisible() &&
+               label->text() == "The secure copy leaves all of this out: it is made only from the pages' pixels.";
+                  }),
+              1);
+    const auto said = [](const InspectionFinding& finding) { return QString::fromStdString(describe(finding)); };
+    QStringList rows;
+    std::vector<bool> redactable;
+    for (int row = 0; row < list->rows()->rowCount(); ++row) {
+        rows << list->rows()->index(row).data().toString();
+        redactable.push_back(list->hasPart(row));
+    }
+    EXPECT_EQ(rows, (QStringList{"Document", said(found[0]), "Page 2", said(found[1]), said(found[2]), "Page 4",
+                                 said(found[3])}));
+    EXPECT_EQ(redactable, (std::vector<bool>{false, false, false, true, false, false, true}));
+    EXPECT_TRUE(inspector->redactAllCoveredButton()->isVisible());
+
+    PageCanvas* canvas = layout->canvas();
+    const auto hiddenOutlines = [&] {
+        std::vector<std::pair<PageRect, bool>> shown;
+        for (const PageOutline& outline : canvas->outlines()) {
+            if (outline.kind == PageOutline::Kind::hiddenContent) shown.emplace_back(outline.rect, outline.emphasised);
+        }
+        return shown;
+    };
+    using Outlines = std::vector<std::pair<PageRect, bool>>;
+    EXPECT_EQ(hiddenOutlines(), (Outlines{{covered, false}, {comment, false}, {underBox, false}}));
+    PageSidebar* sidebar = layout->sidebar();
+    EXPECT_EQ((std::vector{sidebar->hidesContent(0), sidebar->hidesContent(1), sidebar->hidesContent(3)}),
+              (std::vector{false, true, true}));
+    EXPECT_EQ(QAccessible::queryAccessibleInterface(sidebar)->child(1)->text(QAccessible::Name),
+              "Page 2, hides content");
+
+    // Choosing a row shows its place; Return redacts covered text only; so does its button.
+    const auto choose = [&](int row) { list->setCurrentIndex(list->rows()->index(row)); };
+    choose(4);
+    EXPECT_EQ(model->highlight(), (PageHighlight{1, comment, PageHighlight::Origin::inspection}));
+    EXPECT_EQ(hiddenOutlines(), (Outlines{{covered, false}, {comment, true}, {underBox, false}}));
+    QTest::keyClick(list, Qt::Key_Return);
+    EXPECT_TRUE(model->redactions().empty());
+    choose(3);
+    QTest::keyClick(list, Qt::Key_Return);
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->partRect(6).center());
+    ASSERT_EQ(model->redactions().size(), 2u);
+    EXPECT_EQ(model->redactions()[0].rect, covered);
+    EXPECT_EQ(model->redactions()[1].rect, underBox);
+    EXPECT_EQ(model->selectedPageIndex(), 3);
+    QTest::mouseClick(inspector->redactAllCoveredButton(), Qt::LeftButton);
+    EXPECT_EQ(model->redactions().size(), 2u) << "both are pending already";
+
+    model->setInspection({});
+    EXPECT_FALSE(inspector->hiddenContentSection()->isVisible());
+    EXPECT_FALSE(link->isVisible());
+    EXPECT_TRUE(hiddenOutlines().empty());
+    EXPECT_FALSE(sidebar->hidesContent(1));
+    EXPECT_FALSE(model->highlight());
 }
 
 }  // namespace

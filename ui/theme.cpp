@@ -63,6 +63,13 @@ QColor systemPurple(const QPalette& palette) {
     return accent(palette, QColor(175, 82, 222), QColor(191, 90, 242));
 }
 
+QColor hiddenContent(const QPalette& palette) {
+    return accent(palette, QColor(191, 26, 154), QColor(240, 98, 206));
+}
+QColor hiddenContentOnPage() {
+    return QColor(191, 26, 154);
+}
+
 bool isDark(const QPalette& palette) {
     return palette.color(QPalette::Window).lightnessF() < 0.5;
 }

@@ -22,6 +22,12 @@ QColor systemRed(const QPalette& palette);
 QColor systemBlue(const QPalette& palette);
 QColor systemPurple(const QPalette& palette);
 
+// What a source hides: magenta, apart from the teal of hits, the orange of findings and the
+// black of pending boxes. As text and marks on the palette's surfaces, and on a page, which is
+// light in either look.
+QColor hiddenContent(const QPalette& palette);
+QColor hiddenContentOnPage();
+
 // Semantic colours read from the palette.
 bool isDark(const QPalette& palette);
 QColor labelColor(const QPalette& palette);           // primary text

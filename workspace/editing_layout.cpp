@@ -5,6 +5,7 @@
 #include "ui/theme.h"
 #include "ui/themed_widgets.h"
 #include "ui/typography.h"
+#include "workspace/hidden_content_list.h"
 #include "workspace/inspector_panel.h"
 #include "workspace/page_indicator.h"
 #include "workspace/page_sidebar.h"
@@ -14,10 +15,13 @@
 #include <QFileInfo>
 #include <QFrame>
 #include <QHBoxLayout>
+#include <QHelpEvent>
 #include <QLabel>
 #include <QPainter>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QTimer>
+#include <QToolTip>
 #include <QVBoxLayout>
 
 namespace norvane {
@@ -71,6 +75,59 @@ protected:
 private:
     QPushButton* button_;
     QColor tint_;
+};
+
+// A line of link-coloured words that is a button: cut with "…" where it does not fit (the whole
+// text stays its name and becomes its tooltip), ringed while it has the keyboard.
+class SummaryLink : public QPushButton {
+public:
+    explicit SummaryLink(QWidget* parent) : QPushButton(parent) {
+        setFlat(true);
+        setAutoDefault(false);
+        setCursor(Qt::PointingHandCursor);
+        setFont(theme::font(theme::TextStyle::Caption));
+        setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    }
+    QSize sizeHint() const override {
+        return {fontMetrics().horizontalAdvance(text()) + 2 * kPad, fontMetrics().height() + 2};
+    }
+    QSize minimumSizeHint() const override {
+        return {fontMetrics().horizontalAdvance(QStringLiteral("W\u2026")) + 2 * kPad, sizeHint().height()};
+    }
+
+protected:
+    QString shown() const { return fontMetrics().elidedText(text(), Qt::ElideRight, width() - 2 * kPad); }
+    bool event(QEvent* event) override {
+        if (event->type() == QEvent::ToolTip) {
+            const auto* help = static_cast<QHelpEvent*>(event);
+            if (shown() != text()) {
+                QToolTip::showText(help->globalPos(), text(), this);
+            } else {
+                QToolTip::hideText();
+            }
+            return true;
+        }
+        if (event->type() == QEvent::Enter || event->type() == QEvent::Leave) {
+            update();  // the underline follows the pointer
+        }
+        return QPushButton::event(event);
+    }
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        QFont font = painter.font();
+        font.setUnderline(underMouse());
+        painter.setFont(font);
+        painter.setPen(theme::readableText(theme::linkColor(palette()), palette()));
+        painter.drawText(rect().adjusted(kPad, 0, -kPad, 0), Qt::AlignLeft | Qt::AlignVCenter, shown());
+        if (hasFocus()) {
+            painter.setRenderHint(QPainter::Antialiasing);
+            painter.setPen(QPen(palette().color(QPalette::Highlight), 1.5));
+            painter.drawRoundedRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75), 3, 3);
+        }
+    }
+
+private:
+    static constexpr int kPad = 2;
 };
 
 // The toolbar's short vertical rule.
@@ -139,6 +196,9 @@ EditingLayout::EditingLayout(RedactionViewModel& model, std::function<void()> op
     connect(&model_, &RedactionViewModel::verificationChanged, this, &EditingLayout::syncCanvas);
     connect(&model_, &RedactionViewModel::labelRedactionsChanged, this,
             [this] { canvas_->setLabelRedactions(model_.labelRedactions()); });
+    connect(&model_, &RedactionViewModel::inspectionChanged, this, &EditingLayout::syncCanvas);
+    connect(&model_, &RedactionViewModel::inspectionChanged, this, &EditingLayout::syncInspection);
+    connect(inspectionLink_, &QPushButton::clicked, inspector_, &InspectorPanel::showHiddenContent);
     connect(&model_, &RedactionViewModel::highlightChanged, this, [this] {
         syncCanvas();
         if (const auto& highlight = model_.highlight()) {
@@ -148,10 +208,14 @@ EditingLayout::EditingLayout(RedactionViewModel& model, std::function<void()> op
     syncToolbar();
     syncStatusBar();
     syncCanvas();
+    syncInspection();
 }
 
 theme::ElidedLabel* EditingLayout::fileNameLabel() const {
     return fileName_;
+}
+QLabel* EditingLayout::inspectionLabel() const {
+    return inspectionLabel_;
 }
 QLabel* EditingLayout::pendingLabel() const {
     return pending_;
@@ -181,7 +245,16 @@ QWidget* EditingLayout::buildToolbar() {
                                        theme::primaryText(), Qt::ElideMiddle, bar);
     fileName_->setObjectName(QStringLiteral("fileName"));
     fileName_->setMinimumWidth(40);
-    row->addWidget(fileName_, 1);
+    inspectionLabel_ = new theme::ThemedLabel(QString(), theme::font(TextStyle::Caption), theme::secondaryText(), bar);
+    inspectionLabel_->setObjectName(QStringLiteral("inspectionStatus"));
+    inspectionLink_ = new SummaryLink(bar);
+    inspectionLink_->setObjectName(QStringLiteral("inspectionSummary"));
+    auto* nameColumn = new QVBoxLayout();
+    nameColumn->setSpacing(1);
+    nameColumn->addWidget(fileName_);
+    nameColumn->addWidget(inspectionLabel_);
+    nameColumn->addWidget(inspectionLink_, 0, Qt::AlignLeft);
+    row->addLayout(nameColumn, 1);
 
     pageIndicator_ = new PageIndicator(bar);
     row->addWidget(pageIndicator_);
@@ -254,6 +327,34 @@ void EditingLayout::syncToolbar() {
     pendingSymbol_->setSymbol(QStringLiteral("rectangle.fill"), color);
 }
 
+void EditingLayout::syncInspection() {
+    using State = DocumentInspection::State;
+    const DocumentInspection& inspection = model_.inspection();
+    const bool found = inspection.state == State::done && !inspection.findings.empty();
+    QString words;
+    switch (inspection.state) {
+        case State::notStarted:
+            break;
+        case State::running:
+            words = QStringLiteral("Inspecting\u2026");
+            break;
+        case State::done:
+            words = QStringLiteral("Nothing hidden found");
+            break;
+        case State::failed:
+            words = QStringLiteral("Could not check for hidden content");
+            break;
+    }
+    inspectionLabel_->setText(words);
+    inspectionLabel_->setToolTip(QString::fromStdString(inspection.failure));
+    inspectionLabel_->setVisible(!words.isEmpty() && !found);
+    const QString summary = QString::fromStdString(inspectionSummary(inspection.findings));
+    inspectionLink_->setText(summary);
+    inspectionLink_->setAccessibleName(QStringLiteral("Hidden in this PDF: ") + summary);
+    inspectionLink_->setVisible(found);
+    inspectionLink_->updateGeometry();
+}
+
 void EditingLayout::syncStatusBar() {
     const auto& fraction = model_.progress();
     statusBar_->setVisible(model_.isBusy() || fraction.has_value());
@@ -272,6 +373,10 @@ PageCanvas* EditingLayout::makeCanvas() {
     canvas->setMinimumWidth(420);
     canvas->setLabelRedactions(model_.labelRedactions());
     canvas->setOnManualRedaction([this](qint64 pageIndex, const PageRect& rect) { model_.addManual(pageIndex, rect); });
+    // The inspection starts once the first page is on screen, or soon anyway if none ever is
+    // (a window never shown, a page that never arrives).
+    connect(canvas, &PageCanvas::firstPageShown, this, [this] { model_.firstPageShown(); });
+    QTimer::singleShot(2000, canvas, [this] { model_.firstPageShown(); });
     const auto showPage = [this, canvas](qint64 page) {
         sidebar_->setReadingPage(page);
         pageIndicator_->setPage(page, canvas->column().pageCount());
@@ -324,6 +429,12 @@ void EditingLayout::syncCanvas() {
     };
     add(model_.searchResults(), PageOutline::Kind::searchHit, PageHighlight::Origin::searchResult);
     add(model_.remainingFindings(), PageOutline::Kind::finding, PageHighlight::Origin::finding);
+    for (const InspectionFinding& finding : model_.inspection().findings) {
+        if (!hasPlace(finding)) continue;
+        const bool emphasised = highlight && highlight->origin == PageHighlight::Origin::inspection &&
+                                highlight->pageIndex == finding.pageIndex && highlight->rect == *finding.rect;
+        outlines.push_back({finding.pageIndex, *finding.rect, PageOutline::Kind::hiddenContent, emphasised});
+    }
     canvas_->setOutlines(std::move(outlines));
 }
 

@@ -36,6 +36,10 @@ public:
     QPushButton* clearButton() const { return clear_; }
     QPushButton* exportButton() const { return export_; }
     theme::ElidedLabel* fileNameLabel() const;
+    // Under the name: how the inspection of the source stands, as words, or as a link to what
+    // it found.
+    QLabel* inspectionLabel() const;
+    QPushButton* inspectionLink() const { return inspectionLink_; }
     QLabel* pendingLabel() const;
     PageSidebar* sidebar() const { return sidebar_; }
     PageCanvas* canvas() const { return canvas_; }
@@ -55,6 +59,7 @@ private:
     void syncToolbar();
     void syncStatusBar();
     void syncCanvas();
+    void syncInspection();
 
     RedactionViewModel& model_;
     std::function<void()> openPdf_;
@@ -63,6 +68,8 @@ private:
     QPushButton* clear_ = nullptr;
     QPushButton* export_ = nullptr;
     theme::ElidedLabel* fileName_ = nullptr;
+    theme::ThemedLabel* inspectionLabel_ = nullptr;
+    QPushButton* inspectionLink_ = nullptr;
     PageIndicator* pageIndicator_ = nullptr;
     theme::SymbolView* pendingSymbol_ = nullptr;
     theme::ThemedLabel* pending_ = nullptr;

@@ -21,6 +21,8 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace norvane {
 namespace {
 
@@ -76,6 +78,8 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     auto* stack = new QVBoxLayout(content);
     stack->setContentsMargins(14, 14, 14, 14);
     stack->setSpacing(18);
+
+    stack->addWidget(buildHiddenContent(content));
 
     // 1–3: search
     stack->addWidget(new theme::HeadingLabel(
@@ -291,6 +295,8 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     connect(&model_, &RedactionViewModel::verificationChanged, this, &InspectorPanel::presentVerdict);
     connect(&model_, &RedactionViewModel::outputURLChanged, this, &InspectorPanel::syncVerification);
     connect(&model_, &RedactionViewModel::recognitionLanguagesChanged, this, &InspectorPanel::syncLanguages);
+    connect(&model_, &RedactionViewModel::inspectionChanged, this, &InspectorPanel::syncInspection);
+    syncInspection();
     syncSearchText();
     syncLanguages();
     syncBusy();
@@ -298,6 +304,73 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     syncPending();
     syncLabelToggle();
     syncVerification();
+}
+
+QWidget* InspectorPanel::buildHiddenContent(QWidget* content) {
+    hiddenSection_ = new QWidget(content);
+    hiddenSection_->setObjectName(QStringLiteral("hiddenContent"));
+    hiddenSection_->setVisible(false);
+    auto* column = new QVBoxLayout(hiddenSection_);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(12);
+    auto* header = new QHBoxLayout();
+    header->addWidget(new theme::HeadingLabel(QStringLiteral("Hidden in This PDF"), theme::font(TextStyle::Headline),
+                                              theme::primaryText(), hiddenSection_),
+                      1);
+    hideHidden_ = new QPushButton(QStringLiteral("Hide"), hiddenSection_);
+    hideHidden_->setObjectName(QStringLiteral("hideHiddenContent"));
+    hideHidden_->setAccessibleName(QStringLiteral("Hide Hidden Content"));
+    hideHidden_->setAutoDefault(false);
+    header->addWidget(hideHidden_);
+    column->addLayout(header);
+    column->addWidget(wrapping(QStringLiteral("The secure copy leaves all of this out: it is made only from the "
+                                              "pages' pixels."),
+                               TextStyle::Subheadline, theme::secondaryText(), hiddenSection_));
+    redactAllCovered_ = new QPushButton(QStringLiteral("Redact All Covered Text"), hiddenSection_);
+    redactAllCovered_->setObjectName(QStringLiteral("redactAllCoveredText"));
+    redactAllCovered_->setAutoDefault(false);
+    column->addWidget(redactAllCovered_, 0, Qt::AlignLeft);
+    hiddenList_ = new HiddenContentListView(hiddenSection_);
+    column->addWidget(hiddenList_);
+    column->addWidget(divider(hiddenSection_));
+
+    connect(hideHidden_, &QPushButton::clicked, this, [this] {
+        hiddenSection_->setVisible(false);
+        searchField_->setFocus(Qt::OtherFocusReason);
+    });
+    connect(redactAllCovered_, &QPushButton::clicked, this, [this] { model_.redactAllCoveredText(); });
+    const auto finding = [this](int row) { return *hiddenList_->rows()->at(row).finding; };
+    connect(hiddenList_, &HiddenContentListView::placeChosen, this, [this, finding](int row) {
+        const InspectionFinding chosen = finding(row);
+        model_.setSelectedPageIndex(chosen.pageIndex);
+        model_.setHighlight(PageHighlight{chosen.pageIndex, *chosen.rect, PageHighlight::Origin::inspection});
+    });
+    connect(hiddenList_, &RowListView::partClicked, this, [this, finding](int row) {
+        const InspectionFinding chosen = finding(row);
+        model_.redactInspectionFinding(chosen);
+        model_.setHighlight(PageHighlight{chosen.pageIndex, *chosen.rect, PageHighlight::Origin::inspection});
+    });
+    return hiddenSection_;
+}
+
+void InspectorPanel::showHiddenContent() {
+    if (model_.inspection().findings.empty()) return;
+    hiddenSection_->setVisible(true);
+    // After the layout has placed the section.
+    QTimer::singleShot(0, this, [this] {
+        if (!hiddenSection_->isVisible()) return;
+        ensureWidgetVisible(hiddenSection_, 0, 0);
+        hiddenList_->setFocus(Qt::OtherFocusReason);
+    });
+}
+
+void InspectorPanel::syncInspection() {
+    const DocumentInspection& inspection = model_.inspection();
+    hiddenList_->rows()->setFindings(inspection.findings);
+    redactAllCovered_->setVisible(std::any_of(inspection.findings.begin(), inspection.findings.end(), &isRedactable));
+    if (inspection.findings.empty()) {
+        hiddenSection_->setVisible(false);
+    }
 }
 
 QLabel* InspectorPanel::matchCountLabel() const {

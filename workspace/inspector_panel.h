@@ -1,10 +1,12 @@
 #pragma once
-// The right-hand pane of the editing layout: search, its results, the pending regions, the
-// label option, the verification verdict and "Close Document". Everything it shows is read
+// The right-hand pane of the editing layout: what the source hides (when asked for), search,
+// its results, the pending regions, the label option, the verification verdict and "Close
+// Document". Everything it shows is read
 // from the model; every control calls the model or writes one of its fields.
 
 #include "model/redaction_view_model.h"
 #include "workspace/findings_list.h"
+#include "workspace/hidden_content_list.h"
 #include "workspace/pending_list.h"
 #include "workspace/result_list.h"
 
@@ -55,6 +57,12 @@ public:
     ResultListView* resultList() const { return resultList_; }
     PendingListView* pendingList() const { return pendingList_; }
     QLabel* verdictHeadline() const;
+    QWidget* hiddenContentSection() const { return hiddenSection_; }
+    HiddenContentListView* hiddenContentList() const { return hiddenList_; }
+    QPushButton* redactAllCoveredButton() const { return redactAllCovered_; }
+    QPushButton* hideHiddenContentButton() const { return hideHidden_; }
+    // Opens the list of what the source hides at the top of the pane and gives it the keyboard.
+    void showHiddenContent();
     // Where the keyboard goes once "Redact Remaining" has added its boxes.
     void setFocusAfterRemaining(QWidget* target) { afterRemaining_ = target; }
 
@@ -68,8 +76,14 @@ private:
     void presentVerdict();
     void syncLanguages();
     void fillLanguageMenu();
+    QWidget* buildHiddenContent(QWidget* content);
+    void syncInspection();
 
     RedactionViewModel& model_;
+    QWidget* hiddenSection_ = nullptr;
+    HiddenContentListView* hiddenList_ = nullptr;
+    QPushButton* redactAllCovered_ = nullptr;
+    QPushButton* hideHidden_ = nullptr;
     QLineEdit* searchField_ = nullptr;
     QPushButton* findText_ = nullptr;
     QPushButton* ocrSearch_ = nullptr;

@@ -1,6 +1,7 @@
 #include "workspace/page_sidebar.h"
 
 #include "canvas/page_geometry.h"
+#include "ui/symbols.h"
 #include "ui/theme.h"
 #include "ui/typography.h"
 
@@ -46,6 +47,7 @@ PageSidebar::PageSidebar(RedactionViewModel& model, QWidget* parent) : QAbstract
     connect(&model_, &RedactionViewModel::redactionsChanged, this, &PageSidebar::syncBoxes);
     connect(&model_, &RedactionViewModel::evenWidthBoxesChanged, this, &PageSidebar::syncBoxes);
     connect(&model_, &RedactionViewModel::selectedPageIndexChanged, this, &PageSidebar::syncSelection);
+    connect(&model_, &RedactionViewModel::inspectionChanged, this, &PageSidebar::syncHiddenContent);
     relayout();
 }
 
@@ -81,6 +83,7 @@ void PageSidebar::relayout() {
         shownSelection_ = model_.selectedPageIndex();
         accessibility_.reset();
         syncBoxes();
+        syncHiddenContent();
     }
     rows_.clear();
     int y = kOuterPadding;
@@ -127,6 +130,17 @@ void PageSidebar::syncBoxes() {
     accessibility_.countsChanged();
 }
 
+void PageSidebar::syncHiddenContent() {
+    hidesContent_.assign(document_ ? static_cast<std::size_t>(document_->pageCount()) : 0, false);
+    for (const InspectionFinding& finding : model_.inspection().findings) {
+        if (finding.pageIndex >= 0 && finding.pageIndex < static_cast<qint64>(hidesContent_.size())) {
+            hidesContent_[static_cast<std::size_t>(finding.pageIndex)] = true;
+        }
+    }
+    viewport()->update();
+    accessibility_.countsChanged();
+}
+
 void PageSidebar::syncSelection() {
     // The keyboard goes on from the page chosen, wherever it was chosen.
     const qint64 before = std::exchange(shownSelection_, model_.selectedPageIndex());
@@ -156,6 +170,11 @@ void PageSidebar::setFocusRow(qint64 pageIndex) {
 
 qint64 PageSidebar::badgeCount(qint64 pageIndex) const {
     return static_cast<qint64>(boxes_.on(pageIndex).size());
+}
+
+bool PageSidebar::hidesContent(qint64 pageIndex) const {
+    return pageIndex >= 0 && pageIndex < static_cast<qint64>(hidesContent_.size()) &&
+           hidesContent_[static_cast<std::size_t>(pageIndex)];
 }
 
 void PageSidebar::setReadingPage(qint64 pageIndex) {
@@ -264,6 +283,8 @@ void PageSidebar::paintEvent(QPaintEvent* event) {
     painter.setRenderHint(QPainter::Antialiasing);
     const QFont caption = theme::font(theme::TextStyle::Caption);
     const QFont badgeFont = theme::font(theme::TextStyle::Caption2, QFont::Bold);
+    const QPixmap hiddenMark = theme::symbolPixmap(QStringLiteral("eye"), std::min(14, captionHeight()),
+                                                   theme::hiddenContent(pal), viewport()->devicePixelRatioF());
     const int top = verticalScrollBar()->value();
     const auto start =
         std::lower_bound(rows_.begin(), rows_.end(), top, [](const QRect& r, int y) { return r.bottom() < y; });
@@ -315,17 +336,24 @@ void PageSidebar::paintEvent(QPaintEvent* event) {
         painter.drawText(labelRect, Qt::AlignLeft | Qt::AlignVCenter,
                          QStringLiteral("Page ") + QString::number(index + 1));
 
+        double right = labelRect.right();
         if (const qint64 count = badgeCount(index); count > 0) {
             const QString text = QString::number(count);
             const QFontMetrics metrics(badgeFont);
             const QRectF badge(labelRect.right() - metrics.horizontalAdvance(text) - 12, labelRect.top(),
                                metrics.horizontalAdvance(text) + 12, labelRect.height());
+            right = badge.left() - 4;
             painter.setPen(Qt::NoPen);
             painter.setBrush(theme::withAlpha(theme::systemRed(pal), 0.15));
             painter.drawRoundedRect(badge, badge.height() / 2, badge.height() / 2);
             painter.setFont(badgeFont);
             painter.setPen(theme::labelColor(pal));
             painter.drawText(badge, Qt::AlignCenter, text);
+        }
+        if (hidesContent(index)) {
+            const int size = std::min(14, labelRect.height());
+            const QRectF mark(right - size, labelRect.top() + (labelRect.height() - size) / 2.0, size, size);
+            painter.drawPixmap(mark, hiddenMark, QRectF(hiddenMark.rect()));
         }
     }
 }

@@ -1,6 +1,7 @@
 #pragma once
 // The column of page thumbnails left of the canvas: one row per page with its thumbnail and
-// pending boxes, "Page N" and a badge counting that page's pending regions. Rows are laid out
+// pending boxes, "Page N", a mark where the source hides something and a badge counting that
+// page's pending regions. Rows are laid out
 // from the page sizes alone; a thumbnail is rendered only once its row scrolls into view. One
 // row is highlighted, the selected page; the page being read is kept in view. Arrows, Home and
 // End move the keyboard's row, ringed while the list has focus; Return and Space choose it.
@@ -32,6 +33,8 @@ public:
     std::optional<qint64> rowAt(const QPoint& viewportPoint) const;
     // Number of pending regions on a page, of any source (the badge; none shown at 0).
     qint64 badgeCount(qint64 pageIndex) const;
+    // Whether the inspection found something on the page (the mark).
+    bool hidesContent(qint64 pageIndex) const;
     bool isHighlighted(qint64 pageIndex) const { return model_.selectedPageIndex() == pageIndex; }
     qint64 selectedRow() const { return model_.selectedPageIndex(); }
     // The page being read in the canvas, kept in view.
@@ -69,6 +72,7 @@ protected:
 private:
     void relayout();
     void syncBoxes();
+    void syncHiddenContent();
     void syncSelection();
     void setFocusRow(qint64 pageIndex);
     void choose(qint64 pageIndex);
@@ -85,6 +89,7 @@ private:
     std::optional<qint64> focusRow_;
     qint64 shownSelection_ = -1;
     PageBuckets<PageRect> boxes_;
+    std::vector<bool> hidesContent_;  // by page
     std::shared_ptr<PageRenderService> renders_;
     QTimer wantTimer_;
     SidebarAccessibility accessibility_{*this};

@@ -24,7 +24,9 @@ public:
     QAccessible::Role role() const override { return QAccessible::ListItem; }
     void setText(QAccessible::Text, const QString&) override {}
     QString text(QAccessible::Text t) const override {
-        return t == QAccessible::Name ? SidebarAccessibility::rowName(page_, sidebar().badgeCount(page_)) : QString();
+        return t == QAccessible::Name
+                   ? SidebarAccessibility::rowName(page_, sidebar().badgeCount(page_), sidebar().hidesContent(page_))
+                   : QString();
     }
     QRect rect() const override {
         const QRect row = sidebar().rowRect(page_);
@@ -86,10 +88,13 @@ SidebarAccessibility::~SidebarAccessibility() {
     reset();
 }
 
-QString SidebarAccessibility::rowName(qint64 pageIndex, qint64 pending) {
+QString SidebarAccessibility::rowName(qint64 pageIndex, qint64 pending, bool hiddenContent) {
     QString name = QStringLiteral("Page ") + QString::number(pageIndex + 1);
     if (pending > 0) {
         name += QStringLiteral(", ") + QString::number(pending) + QStringLiteral(" pending");
+    }
+    if (hiddenContent) {
+        name += QStringLiteral(", hides content");
     }
     return name;
 }

@@ -22,7 +22,7 @@ public:
 
     PageSidebar& sidebar() const { return sidebar_; }
     QAccessibleInterface* row(qint64 pageIndex);
-    static QString rowName(qint64 pageIndex, qint64 pending);
+    static QString rowName(qint64 pageIndex, qint64 pending, bool hiddenContent = false);
 
     // After another document: every item goes.
     void reset();

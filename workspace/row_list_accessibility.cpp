@@ -71,7 +71,7 @@ public:
     }
 
     QAccessibleInterface* parent() const override { return QAccessible::queryAccessibleInterface(view_.data()); }
-    bool hasButton() const { return isValid() && !view_->wholeRowPresses(); }
+    bool hasButton() const { return isValid() && !view_->wholeRowPresses() && view_->hasPart(row_); }
     QAccessibleInterface* child(int index) const override {
         if (index != 0 || !hasButton()) return nullptr;
         if (!button_) button_ = QAccessible::registerAccessibleInterface(new RowButtonAccessible(view_, row_));
@@ -108,7 +108,7 @@ public:
         return state;
     }
     void* interface_cast(QAccessible::InterfaceType type) override {
-        return type == QAccessible::ActionInterface && view_ && view_->wholeRowPresses()
+        return type == QAccessible::ActionInterface && isValid() && view_->wholeRowPresses() && view_->hasPart(row_)
                    ? static_cast<QAccessibleActionInterface*>(this)
                    : nullptr;
     }

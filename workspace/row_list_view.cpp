@@ -156,14 +156,14 @@ void RowListView::pressLater(const QPersistentModelIndex& row) {
     QMetaObject::invokeMethod(
         this,
         [this, row] {
-        if (row.isValid()) emit partClicked(row.row());
+        if (row.isValid() && hasPart(row.row())) emit partClicked(row.row());
         },
         Qt::QueuedConnection);
 }
 
 std::optional<int> RowListView::partAt(const QPoint& viewportPoint) const {
     const QModelIndex index = indexAt(viewportPoint);
-    if (!index.isValid() || !partRect(index.row()).contains(viewportPoint)) {
+    if (!index.isValid() || !hasPart(index.row()) || !partRect(index.row()).contains(viewportPoint)) {
         return std::nullopt;
     }
     return index.row();
@@ -219,7 +219,8 @@ void RowListView::currentChanged(const QModelIndex& current, const QModelIndex& 
 
 void RowListView::keyPressEvent(QKeyEvent* event) {
     const int key = event->key();
-    if ((key == Qt::Key_Space || key == Qt::Key_Return || key == Qt::Key_Enter) && currentIndex().isValid()) {
+    if ((key == Qt::Key_Space || key == Qt::Key_Return || key == Qt::Key_Enter) && currentIndex().isValid() &&
+        hasPart(currentIndex().row())) {
         emit partClicked(currentIndex().row());
         event->accept();
         return;

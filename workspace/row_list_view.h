@@ -95,6 +95,11 @@ public:
     // rather than the whole row, that button's name.
     QString rowName(int row) const;
     bool wholeRowPresses() const { return wholeRowPresses_; }
+    // Whether the row has a part to press at all: a list may mix rows with and without one.
+    virtual bool hasPart(int row) const {
+        Q_UNUSED(row);
+        return true;
+    }
     virtual QString partName(int row) const {
         Q_UNUSED(row);
         return {};

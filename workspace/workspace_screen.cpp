@@ -217,6 +217,7 @@ WorkspaceScreen::WorkspaceScreen(SharedServices services, QWidget* parent)
     setObjectName(QStringLiteral("workspaceScreen"));
     d_->q = this;
     d_->model = RedactionViewModel::create(services);
+    d_->model->setInspectionWaitsForFirstPage(true);
 
     d_->layout = new QVBoxLayout(this);
     d_->layout->setContentsMargins(0, 0, 0, 0);

@@ -203,8 +203,10 @@ def on_name_change(event):
 
 def main():
     pdf = os.path.join(WORK, "agreement.pdf")
+    # The phone number sits under a box someone drew over it: a failed redaction.
     write_sample_pdf(pdf, [["Employee: Jordan A. Whitfield", "Phone 555-0100", "Start date March 14"],
-                           ["Second page", "Signed by Whitfield"]])
+                           ["Second page", "Signed by Whitfield"]],
+                     drawn_over=[b"q 0 0 0 rg 114 678 66 16 re f Q"])
     bus = subprocess.Popen(["/usr/libexec/at-spi-bus-launcher", "--launch-immediately"],
                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     time.sleep(0.5)
@@ -274,6 +276,16 @@ def main():
         wait_for("the keyboard box as a region", lambda: canvas_child(canvas, "Redaction 4 of 4"))
         check_names(window, "editing with regions")
 
+        # What the file hides: the line under its name, its list, the covered text redacted.
+        # The inspection runs behind everything else at the lowest priority: wait for its line.
+        wait_for("the inspection's summary", lambda: find(window, prefix="Hidden in this PDF: 1 failed redaction"), 120)
+        tab_to(window, lambda n: "1 failed redaction" in n.name, "the inspection's summary")
+        key("space")
+        tab_to(window, lambda n: n.name == "Redact All Covered Text", "Redact All Covered Text")
+        check_names(window, "hidden content")
+        key("space")
+        wait_for("the covered text as a region", lambda: canvas_child(canvas, "Redaction 5 of 5"))
+
         before = len(announcements)
         key("ctrl+e")
         wait_for("the save dialog", lambda: find(app, role="dialog") or find(app, role="file chooser"))
@@ -285,6 +297,8 @@ def main():
         said = wait_for("the verdict announced",
                         lambda: next((a for a in announcements[before:]
                                       if a.startswith(("Verification Passed", "Needs Review"))), None), 120)
+        if not said.startswith("Verification Passed"):
+            fail("the copy with every hidden place redacted did not pass: %r" % said)
         if "pages checked" not in said:
             fail("the verdict announcement has no page count: %r" % said)
         verdicts = ("Verification Passed", "Needs Review")

@@ -1,7 +1,8 @@
 """A small text PDF for driving the window: two Letter pages, Helvetica, no compression."""
 
 
-def write_sample_pdf(path, pages):
+def write_sample_pdf(path, pages, drawn_over=None):
+    """`drawn_over`: raw operators drawn after each page's text, e.g. a box over a word."""
     objects = []
 
     def add(body):
@@ -11,10 +12,12 @@ def write_sample_pdf(path, pages):
     font = add(b"<< /Type /Font /Subtype /Type1 /BaseFont /Helvetica /Encoding /WinAnsiEncoding >>")
     pages_id = len(objects) + 1 + 2 * len(pages)  # after every page and its content
     kids = []
-    for lines in pages:
+    for index, lines in enumerate(pages):
         text = b"BT /F1 14 Tf 72 700 Td 18 TL " + b" ".join(
             b"(" + line.encode("latin-1").replace(b"\\", b"\\\\").replace(b"(", b"\\(").replace(b")", b"\\)")
             + b") Tj T*" for line in lines) + b" ET"
+        if drawn_over and index < len(drawn_over):
+            text += b"\n" + drawn_over[index]
         content = add(b"<< /Length %d >>\nstream\n" % len(text) + text + b"\nendstream")
         kids.append(add(b"<< /Type /Page /Parent %d 0 R /MediaBox [0 0 612 792] /Contents %d 0 R "
                         b"/Resources << /Font << /F1 %d 0 R >> >> >>" % (pages_id, content, font)))

@@ -86,9 +86,15 @@ std::vector<unsigned char> buildScannedPdf(const std::vector<ScanPage>& pages) {
                          .rotate = page.rotate,
                          .images = {scan(page)}};
         scanned.images[0].placement = scanned.mediaBox;
+        scanned.filledBlackRects = page.boxesOver;
         for (TextRun run : page.textLayer) {
-            run.renderMode = 3;
+            run.renderMode = page.layerUnderPixels ? 0 : 3;
             scanned.texts.push_back(run);
+        }
+        if (page.layerUnderPixels) {
+            const PageRect& at = scanned.mediaBox;
+            scanned.extraContent = "q " + std::to_string(at.width) + " 0 0 " + std::to_string(at.height) + " " +
+                                   std::to_string(at.x) + " " + std::to_string(at.y) + " cm /Im1 Do Q\n";
         }
         plan.pages.push_back(scanned);
     }

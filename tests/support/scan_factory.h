@@ -16,9 +16,11 @@ struct ScanPage {
     // still displays upright, as scanners that record orientation write them.
     int rotate = 0;
     double dpi = 200;
-    int turn = 0;                      // clockwise turn of the paper in the scanner, which /Rotate does not undo
-    bool colour = false;               // RGB pixels rather than grey
-    std::vector<TextRun> textLayer{};  // drawn as invisible text over the pixels (upright scans only)
+    int turn = 0;                       // clockwise turn of the paper in the scanner, which /Rotate does not undo
+    bool colour = false;                // RGB pixels rather than grey
+    std::vector<TextRun> textLayer{};   // drawn as invisible text over the pixels (upright scans only)
+    std::vector<PageRect> boxesOver{};  // black boxes drawn over the scan afterwards
+    bool layerUnderPixels = false;      // the text layer drawn in ink, then the scan again over it
 };
 
 std::vector<unsigned char> buildScannedPdf(const std::vector<ScanPage>& pages);

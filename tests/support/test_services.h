@@ -46,6 +46,7 @@ struct TestServices {
 class ModelProbe : public RedactionViewModel {
 public:
     ModelProbe() : RedactionViewModel(TestServices().shared) {}
+    using RedactionViewModel::setInspection;
     using RedactionViewModel::setIsBusy;
     using RedactionViewModel::setOutputURL;
     using RedactionViewModel::setProgress;
