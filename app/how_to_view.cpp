@@ -254,6 +254,9 @@ EnhancedRedactionHowToView::EnhancedRedactionHowToView(QWidget* parent) : QWidge
         {"rectangle.fill",
          "Even-width boxes exports search hits as boxes in equal steps of width, so a box does not give away how "
          "long the hidden word was."},
+        {"doc.on.doc",
+         "Searchable copy adds invisible text that OCR reads from the exported pages themselves, so the copy can "
+         "be searched and copied from; what a box covers is not on the page, so it is not in the text."},
         {"checkmark.shield.fill",
          "After an export Norvane reads the copy again. Needs Review lists each place where a searched term can "
          "still be read; Redact Remaining adds boxes for all of them, then export again."},

@@ -171,8 +171,8 @@ enum class Ending { running, passed, needsReview };
 EngineCalls scriptedExport(Ending outcome) {
     EngineCalls calls;
     calls.exportSecurePDF = [outcome](const SharedPdfDocument&, const std::vector<RedactionRegion>&,
-                                      const std::filesystem::path& out, bool, const PageProgress& progress,
-                                      std::stop_token stop) {
+                                      const std::filesystem::path& out, const ExportOptions&,
+                                      const PageProgress& progress, std::stop_token stop) {
         QFile file(QString::fromStdString(out.string()));
         if (file.open(QIODevice::WriteOnly)) file.write("%PDF-1.4\n");
         progress(1, 2);
@@ -182,6 +182,7 @@ EngineCalls scriptedExport(Ending outcome) {
             throw CancellationError();
         }
         progress(2, 2);
+        return SharedRecognisedCopy();
     };
     calls.verifyOutput = [outcome](const std::filesystem::path&, const VerificationRequest&,
                                    const PageProgress& progress, std::stop_token) {

@@ -177,8 +177,8 @@ int main(int argc, char** argv) {
                 RedactionRegion{Uuid::random(), 0, PageRect{72, 72, 100, 20}, RedactionSource::manual, {}});
         }
         const fs::path secure = work / "secure-copy.pdf";
-        const Timing exportTime =
-            timeOurs([&] { RedactionEngine::exportSecurePDF(document, regions, secure, true, {}); });
+        const Timing exportTime = timeOurs(
+            [&] { RedactionEngine::exportSecurePDF(document, regions, secure, {.labelRedactions = true}, {}); });
         std::printf("secure copy written in %.2f s\n", exportTime.wall);
 
         ExportVerification verification;

@@ -13,7 +13,8 @@ namespace {
 const CommandRules kExportRules{
     "usage: norvane-redact export IN.pdf -o OUT.pdf [--find TEXT]... [--ocr TEXT]...\n"
     "                             [--pattern NAME]... [--ocr-pattern NAME]... [--region PAGE:X,Y,W,H]...\n"
-    "                             [--label] [--even-width] [--no-verify] [--record-history] [--ocr-lang LANGS]\n"
+    "                             [--label] [--even-width] [--searchable] [--no-verify] [--record-history]\n"
+    "                             [--ocr-lang LANGS]\n"
     "       norvane-redact export IN.pdf... --out-dir DIR [--force] [-j N] [the options above but -o, --region]\n",
     {{"--output", "-o", true, true},
      {"--out-dir", "", true, true},
@@ -26,6 +27,7 @@ const CommandRules kExportRules{
      {"--region", "", true, false},
      {"--label", "", false, false},
      {"--even-width", "", false, false},
+     {"--searchable", "", false, false},
      {"--no-verify", "", false, false},
      {"--record-history", "", false, false},
      {"--ocr-lang", "", true, true}},
@@ -56,6 +58,7 @@ struct FileOptions {
     std::string recognitionLanguages;
     bool label = false;
     bool evenWidth = false;
+    bool searchable = false;
     bool verify = true;
     bool recordHistory = false;
 };
@@ -98,6 +101,7 @@ FileExport exportFile(const FileOptions& options, const std::filesystem::path& s
     session.setRecognitionLanguages(options.recognitionLanguages);
     session.setLabelRedactions(options.label);
     session.setEvenWidthBoxes(options.evenWidth);
+    session.setSearchableCopy(options.searchable);
     session.open(source);
     if (!session.document()) {
         console.err << session.errorMessage().value_or(RedactionError::cannotOpenPDF().errorDescription()) << '\n';
@@ -199,6 +203,7 @@ int runExport(const std::vector<std::string>& args, const Console& console, cons
     FileOptions options{*parsed, *drawn, {}};
     options.label = parsed->has("--label");
     options.evenWidth = parsed->has("--even-width");
+    options.searchable = parsed->has("--searchable");
     options.verify = !parsed->has("--no-verify");
     options.recordHistory = parsed->has("--record-history");
     if (options.recordHistory && !options.verify) {

@@ -35,6 +35,13 @@ void silenceRecogniser() {
     });
 }
 
+constexpr std::array<const char*, 4> kModelFolders = {
+    "/usr/share/tesseract-ocr/5/tessdata",
+    "/usr/share/tesseract-ocr/4.00/tessdata",
+    "/usr/share/tessdata",
+    "/usr/local/share/tessdata",
+};
+
 bool hasModel(const std::filesystem::path& folder, std::string_view language) {
     std::error_code error;
     return std::filesystem::is_regular_file(folder / (std::string(language) + ".traineddata"), error);
@@ -261,15 +268,21 @@ std::filesystem::path tessdataDirectory() {
     if (const char* prefix = std::getenv("TESSDATA_PREFIX"); prefix && *prefix) {
         return hasModel(prefix, "eng") ? std::filesystem::path(prefix) : std::filesystem::path();
     }
-    static const std::array<const char*, 4> kCandidates = {
-        "/usr/share/tesseract-ocr/5/tessdata",
-        "/usr/share/tesseract-ocr/4.00/tessdata",
-        "/usr/share/tessdata",
-        "/usr/local/share/tessdata",
-    };
-    for (const char* candidate : kCandidates) {
+    for (const char* candidate : kModelFolders) {
         if (hasModel(candidate, "eng")) {
             return candidate;
+        }
+    }
+    return {};
+}
+
+std::filesystem::path glyphlessFontFile() {
+    std::vector<std::filesystem::path> folders{tessdataDirectory()};
+    folders.insert(folders.end(), kModelFolders.begin(), kModelFolders.end());
+    for (const auto& folder : folders) {
+        std::error_code error;
+        if (!folder.empty() && std::filesystem::is_regular_file(folder / "pdf.ttf", error)) {
+            return folder / "pdf.ttf";
         }
     }
     return {};

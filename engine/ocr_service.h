@@ -97,6 +97,10 @@ PageImage greyImage(PageImage image);
 // Folder holding the installed language models; empty when none is found.
 std::filesystem::path tessdataDirectory();
 
+// The recogniser's glyph-less font (pdf.ttf): beside the models, else where the recogniser's
+// library installs it; empty when there is none.
+std::filesystem::path glyphlessFontFile();
+
 // "eng", plus "+" and the model for the language of `localeName` (e.g. "de_DE", "zh_TW")
 // when `tessdata` holds it.
 std::string recognitionLanguages(std::string_view localeName, const std::filesystem::path& tessdata);

@@ -73,18 +73,26 @@ PageReadings readPage(const mu::Session& session, std::int64_t pageIndex, double
     if (!shown) {
         return shown.failure().value_or(PageFailure::unrenderable);
     }
-    // Kept grey until every turn is read: the recogniser reads no more of it.
-    PageImage displayed = greyImage(std::move(*shown));
     if (!ocr) {
         ocr.emplace(languages, features);
+    }
+    return readPageImage(std::move(*shown), document.page(pageIndex).rotation, dpi, minimumLineHeight, *ocr, stop,
+                         features);
+}
+
+std::vector<PageReading> readPageImage(PageImage displayed, int rotation, double dpi, float minimumLineHeight,
+                                       OcrService& ocr, std::stop_token stop, const ReadingFeatures& features) {
+    // Kept grey until every turn is read: the recogniser reads no more of it.
+    if (displayed.components != 1) {
+        displayed = greyImage(std::move(displayed));
     }
     std::vector<PageReading> readings;
     std::vector<int> turnsRead;
     const auto read = [&](int turn) {
         PageImage image = turn == 0 ? std::move(displayed) : turned(readings.front().geometry, turn);
         PageReading reading;
-        reading.lines = ocr->recognize(image, dpi, minimumLineHeight, stop);
-        readGlyphColumns(image, dpi, *ocr, reading.lines, stop);
+        reading.lines = ocr.recognize(image, dpi, minimumLineHeight, stop);
+        readGlyphColumns(image, dpi, ocr, reading.lines, stop);
         if (turn != 0) {
             std::vector<std::uint8_t>().swap(image.samples);
         }
@@ -94,7 +102,7 @@ PageReadings readPage(const mu::Session& session, std::int64_t pageIndex, double
     };
     read(0);
     // The page as stored: turned back by its /Rotate.
-    if (const int rotation = document.page(pageIndex).rotation; rotation != 0) {
+    if (rotation != 0) {
         read(360 - rotation);
     }
     // Text the page does not show upright, /Rotate or not (a sheet fed sideways): read the way the
@@ -102,7 +110,7 @@ PageReadings readPage(const mu::Session& session, std::int64_t pageIndex, double
     // upright would pass unread.
     if (features.orientation && std::none_of(readings.begin(), readings.end(), readUpright)) {
         std::vector<int> turns = {90, 180, 270};
-        if (const std::optional<int> textTurn = ocr->textTurn(readings.front().geometry, dpi)) {
+        if (const std::optional<int> textTurn = ocr.textTurn(readings.front().geometry, dpi)) {
             turns = {(360 - *textTurn) % 360};
         }
         for (const int turn : turns) {
@@ -113,6 +121,10 @@ PageReadings readPage(const mu::Session& session, std::int64_t pageIndex, double
     }
     std::vector<std::uint8_t>().swap(readings.front().geometry.samples);
     return readings;
+}
+
+PageImage turnedImage(const PageImage& image, int degrees) {
+    return degrees % 360 == 0 ? image : turned(image, degrees % 360);
 }
 
 std::optional<PageRect> coveringRect(const PageImage& image, const NormalizedBox& box) {

@@ -49,6 +49,14 @@ PageReadings readPage(const mu::Session& session, std::int64_t pageIndex, double
                       std::optional<OcrService>& ocr, const std::string& languages, std::stop_token stop,
                       const ReadingFeatures& features = {});
 
+// The same readings of an image already drawn at `dpi` as the page is displayed (grey or RGB),
+// on a page with /Rotate `rotation`.
+std::vector<PageReading> readPageImage(PageImage displayed, int rotation, double dpi, float minimumLineHeight,
+                                       OcrService& ocr, std::stop_token stop, const ReadingFeatures& features = {});
+
+// The image turned clockwise by `degrees` (0, 90, 180 or 270), its page mapping turned with it.
+PageImage turnedImage(const PageImage& image, int degrees);
+
 // The widened page-space box of a recognised box; nothing for a box of no area, which would
 // cover nothing.
 std::optional<PageRect> coveringRect(const PageImage& image, const NormalizedBox& box);

@@ -271,6 +271,21 @@ std::string recognitionLanguageName(std::string_view model) {
     return std::string(model);
 }
 
+std::string languageTag(std::string_view languages) {
+    for (const std::string& model : splitLanguages(languages)) {
+        // "chi_sim", "jpn_vert": the language, then what the model reads of it.
+        const std::string base = model.substr(0, model.find('_'));
+        const icu::Locale locale = icu::Locale::createCanonical(base.c_str());
+        const std::string language = locale.getLanguage();
+        if (language.empty() || *locale.getISO3Language() == '\0' ||
+            !std::all_of(language.begin(), language.end(), [](char c) { return c >= 'a' && c <= 'z'; })) {
+            continue;
+        }
+        return language + (model == "chi_sim" ? "-Hans" : model == "chi_tra" ? "-Hant" : "");
+    }
+    return {};
+}
+
 std::string recognitionLanguagePackage(std::string_view model) {
     std::string package = "tesseract-ocr-";
     for (const char c : model) {

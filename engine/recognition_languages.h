@@ -16,6 +16,10 @@ std::vector<std::string> installedRecognitionLanguages();
 // The language's name in English, e.g. "German" for "deu"; the model's name when unknown.
 std::string recognitionLanguageName(std::string_view model);
 
+// The BCP 47 tag of the first of `languages` ("eng+deu") that names a language: "en", "zh-Hant"
+// for "chi_tra"; empty when none does.
+std::string languageTag(std::string_view languages);
+
 // The Debian package that installs a model, e.g. "tesseract-ocr-chi-sim" for "chi_sim".
 std::string recognitionLanguagePackage(std::string_view model);
 

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <stdexcept>
 #include <stop_token>
 #include <string>
@@ -28,11 +29,29 @@ struct RecognitionOptions {
     std::string languages;
 };
 
+// A searchable copy's pages as its export recognised them, from the very pixels it wrote, bound
+// to the bytes of the file written and the languages that read them. Opaque outside the engine.
+struct RecognisedCopy;
+using SharedRecognisedCopy = std::shared_ptr<const RecognisedCopy>;
+
 // What verification looks for in the copy.
 struct VerificationRequest {
     std::vector<std::string> terms;       // each looked for as typed (case and accents ignored)
     std::vector<PatternPreset> patterns;  // each run again over the copy's text
     RecognitionOptions recognition;
+    // Read instead of the copy's pixels when it belongs to the file checked, byte for byte, and
+    // was read with the languages verification would use; otherwise the pixels are read again.
+    SharedRecognisedCopy recognisedCopy{};
+};
+
+// What the secure copy holds besides its page images.
+struct ExportOptions {
+    bool labelRedactions = false;
+    // An invisible text layer over each page, recognised from the page image as written.
+    bool searchable = false;
+    // The languages that read it, chosen as verification chooses them for `terms`.
+    RecognitionOptions recognition{};
+    std::vector<std::string> terms{};
 };
 
 class RedactionEngine {
@@ -64,16 +83,20 @@ public:
                                            std::stop_token stop = {});
 
     // Writes the image-only secure copy to `outputPath` (atomically: a temporary file in the
-    // same folder renamed into place). Throws RedactionError or CancellationError; on any
+    // same folder renamed into place). With `options.searchable`, each page also gets the words
+    // recognised on its image as invisible text, and the recognised pages are returned for
+    // verification (nothing otherwise, nor for a document too large to keep them). Throws
+    // RedactionError, OcrError (the recogniser could not start) or CancellationError; on any
     // failure no file is left at `outputPath` or beside it.
-    static void exportSecurePDF(const SharedPdfDocument& document, const std::vector<RedactionRegion>& redactions,
-                                const std::filesystem::path& outputPath, bool labelRedactions,
-                                const PageProgress& progress, std::stop_token stop = {});
+    static SharedRecognisedCopy exportSecurePDF(const SharedPdfDocument& document,
+                                                const std::vector<RedactionRegion>& redactions,
+                                                const std::filesystem::path& outputPath, const ExportOptions& options,
+                                                const PageProgress& progress, std::stop_token stop = {});
 
     // Re-opens a written file and looks for the terms and patterns in its text layer and its
-    // 150-dpi OCR. A term with letters the recognisers cannot read is reported as a finding of
-    // its own (it cannot be shown to be gone). Throws RedactionError::outputVerificationFailed,
-    // OcrError or CancellationError.
+    // 150-dpi OCR (or the export's own reading of its pixels, see VerificationRequest). A term with letters the
+    // recognisers cannot read is reported as a finding of its own (it cannot be shown to be gone). Throws
+    // RedactionError::outputVerificationFailed, OcrError or CancellationError.
     static ExportVerification verifyOutput(const std::filesystem::path& outputPath, const VerificationRequest& request,
                                            const PageProgress& progress, std::stop_token stop = {});
 };

@@ -5,6 +5,7 @@
 #include "engine/recognition_languages.h"
 #include "engine/redaction_engine.h"
 #include "engine/search_keys.h"
+#include "engine/searchable_layer.h"
 
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
@@ -125,6 +126,18 @@ void recognisedFindings(const std::vector<PageReading>& readings, const Search& 
     }
 }
 
+// The export's own reading stands for the pixels of exactly the bytes it wrote, read with the
+// same languages; a file changed since, by a byte, is read again.
+bool isReadingOf(const RecognisedCopy& recognised, const PdfDocument& document, const std::string& languages) {
+    if (recognised.languages != languages ||
+        recognised.pages.size() != static_cast<std::size_t>(document.pageCount())) {
+        return false;
+    }
+    Sha256 digest;
+    digest.add(document.bytes().data(), document.bytes().size());
+    return digest.finish() == recognised.fileDigest;
+}
+
 }  // namespace
 
 std::vector<VerificationFinding> oneFindingPerPlace(std::vector<VerificationFinding> findings) {
@@ -196,6 +209,11 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
         }
     }
 
+    const RecognisedCopy* recognised =
+        request.recognisedCopy && !searches.empty() && isReadingOf(*request.recognisedCopy, *document, languages)
+            ? request.recognisedCopy.get()
+            : nullptr;
+
     struct ReadPage {
         TextLayer layer;
         std::vector<PageReading> readings;
@@ -213,6 +231,10 @@ ExportVerification RedactionEngine::verifyOutput(const std::filesystem::path& ou
             }
             ReadPage read{textLayer(*pageSession, pageIndex), {}};
             if (searches.empty()) {
+                return read;
+            }
+            if (recognised) {
+                read.readings = recognised->pages[static_cast<std::size_t>(pageIndex)];
                 return read;
             }
             PageReadings readings;

@@ -31,5 +31,7 @@ public:
 
 // The recognition languages chosen for OCR ("deu+eng"); empty: chosen for each search.
 inline const QString kRecognitionLanguagesPreference = QStringLiteral("recognitionLanguages");
+// "true" when exports are made searchable; anything else: image-only.
+inline const QString kSearchableCopyPreference = QStringLiteral("searchableCopy");
 
 }  // namespace norvane

@@ -23,8 +23,9 @@ struct EngineCalls {
     std::function<SearchOutcome(const SharedPdfDocument&, PatternPreset, const RecognitionOptions&, const PageProgress&,
                                 std::stop_token)>
         ocrPatternMatches = &RedactionEngine::ocrPatternMatches;
-    std::function<void(const SharedPdfDocument&, const std::vector<RedactionRegion>&, const std::filesystem::path&,
-                       bool, const PageProgress&, std::stop_token)>
+    std::function<SharedRecognisedCopy(const SharedPdfDocument&, const std::vector<RedactionRegion>&,
+                                       const std::filesystem::path&, const ExportOptions&, const PageProgress&,
+                                       std::stop_token)>
         exportSecurePDF = &RedactionEngine::exportSecurePDF;
     std::function<ExportVerification(const std::filesystem::path&, const VerificationRequest&, const PageProgress&,
                                      std::stop_token)>

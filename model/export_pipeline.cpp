@@ -30,12 +30,17 @@ std::optional<ExportOutcome> runSecureExport(const ExportRequest& request, const
     };
 
     tell([&] { listener.stepStarted("Creating secure redacted PDF\u2026"); });
+    // A searchable copy is read with the languages verification reads it with, so that
+    // verification can take the export's reading of the pixels instead of reading them again.
+    const ExportOptions options{request.labelRedactions, request.searchable, request.verification.recognition,
+                                request.verification.terms};
+    VerificationRequest verification = request.verification;
     step(ExportStep::writing, [&] {
-        engine.exportSecurePDF(request.document,
-                               request.evenWidth && request.document
-                                   ? evenWidthRegions(*request.document, request.regions)
-                                   : request.regions,
-                               request.output, request.labelRedactions, pages("Exporting page "), stop);
+        verification.recognisedCopy = engine.exportSecurePDF(request.document,
+                                                             request.evenWidth && request.document
+                                                                 ? evenWidthRegions(*request.document, request.regions)
+                                                                 : request.regions,
+                                                             request.output, options, pages("Exporting page "), stop);
     });
 
     ExportOutcome outcome;
@@ -53,8 +58,7 @@ std::optional<ExportOutcome> runSecureExport(const ExportRequest& request, const
         return std::nullopt;
     }
     step(ExportStep::verifying, [&] {
-        outcome.verification =
-            engine.verifyOutput(request.output, request.verification, pages("Verifying page "), stop);
+        outcome.verification = engine.verifyOutput(request.output, verification, pages("Verifying page "), stop);
     });
 
     if (listener.record) {

@@ -24,6 +24,7 @@ struct ExportRequest {
     bool labelRedactions = false;
     bool evenWidth = false;  // hit boxes widened so they do not give away the length of what they hide
     bool verify = true;
+    bool searchable = false;  // an invisible text layer read from the copy's own pixels
 };
 
 // Runs `apply` where the caller's state lives and returns once it has run; false when that

@@ -167,6 +167,10 @@ void RedactionSession::setEvenWidthBoxes(bool even) {
     evenWidthBoxes_ = even;
     announce(SessionField::evenWidthBoxes);
 }
+void RedactionSession::setSearchableCopy(bool searchable) {
+    searchableCopy_ = searchable;
+    announce(SessionField::searchableCopy);
+}
 void RedactionSession::setHighlight(const std::optional<PageHighlight>& highlight) {
     // Only real changes: the canvas scrolls on each.
     if (highlight_ != highlight) {
@@ -627,8 +631,9 @@ void RedactionSession::exportSecureCopy(const std::filesystem::path& output, boo
     setVerification(std::nullopt);
     setProgress(0.0);
 
-    ExportRequest request{document_,        redactions_,     *sourcePath_, output, verificationRequest(redactions_),
-                          labelRedactions_, evenWidthBoxes_, verify};
+    ExportRequest request{
+        document_,        redactions_,     *sourcePath_, output,         verificationRequest(redactions_),
+        labelRedactions_, evenWidthBoxes_, verify,       searchableCopy_};
     auto task = beginTask();
     host_.run(task, [this, task, request = std::move(request)](const StateHop& hop) {
         ExportListener listener;

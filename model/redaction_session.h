@@ -52,6 +52,7 @@ enum class SessionField {
     isBusy,
     labelRedactions,
     evenWidthBoxes,
+    searchableCopy,
     highlight,
     recognitionLanguages,
     inspection,
@@ -116,6 +117,8 @@ public:
     bool isBusy() const { return isBusy_; }
     bool labelRedactions() const { return labelRedactions_; }
     bool evenWidthBoxes() const { return evenWidthBoxes_; }
+    // The copy gets an invisible text layer, recognised from its own page images.
+    bool searchableCopy() const { return searchableCopy_; }
     const std::optional<PageHighlight>& highlight() const { return highlight_; }
     // The recogniser's language names, e.g. "deu+eng"; empty: chosen for each search.
     const std::string& recognitionLanguages() const { return recognitionLanguages_; }
@@ -149,6 +152,7 @@ public:
     void setVerification(std::optional<ExportVerification> verification);
     void setLabelRedactions(bool label);
     void setEvenWidthBoxes(bool even);
+    void setSearchableCopy(bool searchable);
     void setHighlight(const std::optional<PageHighlight>& highlight);
     void setRecognitionLanguages(std::string languages);
 
@@ -239,6 +243,7 @@ private:
     bool isBusy_ = false;
     bool labelRedactions_ = false;
     bool evenWidthBoxes_ = false;
+    bool searchableCopy_ = false;
     std::optional<PageHighlight> highlight_;
     std::string recognitionLanguages_;
 

@@ -109,6 +109,9 @@ void RedactionViewModel::changed(SessionField field) {
         case SessionField::evenWidthBoxes:
             emit evenWidthBoxesChanged();
             break;
+        case SessionField::searchableCopy:
+            emit searchableCopyChanged();
+            break;
         case SessionField::highlight:
             emit highlightChanged();
             break;

@@ -41,6 +41,7 @@ class RedactionViewModel : public QObject, public SessionHost, public std::enabl
     Q_PROPERTY(bool isBusy READ isBusy NOTIFY isBusyChanged)
     Q_PROPERTY(bool labelRedactions READ labelRedactions WRITE setLabelRedactions NOTIFY labelRedactionsChanged)
     Q_PROPERTY(bool evenWidthBoxes READ evenWidthBoxes WRITE setEvenWidthBoxes NOTIFY evenWidthBoxesChanged)
+    Q_PROPERTY(bool searchableCopy READ searchableCopy WRITE setSearchableCopy NOTIFY searchableCopyChanged)
     Q_PROPERTY(QString recognitionLanguages READ recognitionLanguages WRITE setRecognitionLanguages NOTIFY
                    recognitionLanguagesChanged)
 
@@ -67,6 +68,7 @@ public:
     const std::optional<PageHighlight>& highlight() const { return session_.highlight(); }
     bool labelRedactions() const { return session_.labelRedactions(); }
     bool evenWidthBoxes() const { return session_.evenWidthBoxes(); }
+    bool searchableCopy() const { return session_.searchableCopy(); }
     QString recognitionLanguages() const { return QString::fromStdString(session_.recognitionLanguages()); }
     bool hasUnexportedRedactions() const { return session_.hasUnexportedRedactions(); }
     RegionList exportedRedactions() const { return session_.exportedRedactions(); }
@@ -81,6 +83,7 @@ public:
     void setVerification(const OptionalVerification& verification) { session_.setVerification(verification); }
     void setLabelRedactions(bool label) { session_.setLabelRedactions(label); }
     void setEvenWidthBoxes(bool even) { session_.setEvenWidthBoxes(even); }
+    void setSearchableCopy(bool searchable) { session_.setSearchableCopy(searchable); }
     void setRecognitionLanguages(const QString& languages) {
         session_.setRecognitionLanguages(languages.toStdString());
     }
@@ -131,6 +134,7 @@ signals:
     void isBusyChanged();
     void labelRedactionsChanged();
     void evenWidthBoxesChanged();
+    void searchableCopyChanged();
     void highlightChanged();
     void recognitionLanguagesChanged();
     void inspectionChanged();

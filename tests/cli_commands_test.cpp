@@ -426,6 +426,24 @@ TEST_F(CliCommands, InspectSaysWhatIsHiddenWithoutSayingIt) {
     EXPECT_EQ(cli({"inspect", "DIR/missing.pdf"}).exitCode, 1);
 }
 
+// --searchable gives the copy the text its own pages show, in a batch too, and never a redacted
+// word; without it the copy has no text at all.
+TEST_F(CliCommands, SearchableCopiesCarryTheTextTheirPagesShow) {
+    testing::writeFile(dir_.file("second.pdf"), samplePdf());
+    const auto single = cli({"export", "IN", "-o", "OUT", "--find", "Smith", "--searchable"});
+    ASSERT_EQ(single.exitCode, 0) << single.err;
+    const auto batch =
+        cli({"export", "IN", "DIR/second.pdf", "--out-dir", "DIR/batch", "--find", "Smith", "--searchable", "-j", "2"});
+    ASSERT_EQ(batch.exitCode, 0) << batch.err;
+    for (const char* copy : {"out.pdf", "batch/in-redacted.pdf", "batch/second-redacted.pdf"}) {
+        const std::string text = testing::pdftotext(dir_.file(copy));
+        EXPECT_NE(text.find("Cover page"), std::string::npos) << copy << '\n' << text;
+        EXPECT_EQ(text.find("Smith"), std::string::npos) << copy << '\n' << text;
+    }
+    ASSERT_EQ(cli({"export", "IN", "-o", "DIR/plain.pdf", "--find", "Smith"}).exitCode, 0);
+    EXPECT_EQ(testing::inspectPdf(testing::readFile(dir_.file("plain.pdf"))).textCharacters, 0);
+}
+
 // A batch never writes a copy twice, over an existing file without --force, or over any input.
 TEST_F(CliCommands, BatchRefusesTargetsItMustNotWrite) {
     fs::create_directories(dir_.file("sub"));

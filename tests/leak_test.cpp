@@ -50,7 +50,7 @@ TEST_P(Leaks, SecretIsGoneAndBoxesAreSolid) {
 
     const auto document = PdfDocument::fromBytes(source);
     TempDir dir;
-    RedactionEngine::exportSecurePDF(document, c.regions, dir.file("secure.pdf"), false, {});
+    RedactionEngine::exportSecurePDF(document, c.regions, dir.file("secure.pdf"), {}, {});
 
     const auto bytes = readFile(dir.file("secure.pdf"));
     EXPECT_FALSE(holdsText(bytes, kSecret)) << "secret in the raw file";

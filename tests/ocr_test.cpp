@@ -198,8 +198,8 @@ TEST(Ocr, LightColouredAndWhiteOnDarkNamesAreRead) {
         const auto results = search(PdfDocument::open(dir.file("scan.pdf")), name);
         ASSERT_EQ(results.size(), 1u);
         EXPECT_PRED2(contains, results[0].rect, glyphBox(page.texts[2], name));
-        RedactionEngine::exportSecurePDF(documentOf({page}), {region(0, {400, 100, 50, 20})}, dir.file("copy.pdf"),
-                                         false, {});
+        RedactionEngine::exportSecurePDF(documentOf({page}), {region(0, {400, 100, 50, 20})}, dir.file("copy.pdf"), {},
+                                         {});
         for (const char* file : {"scan.pdf", "copy.pdf"}) {
             EXPECT_THAT(RedactionEngine::verifyOutput(dir.file(file), {{name}, {}, {}}, {}).suspiciousMatches(),
                         ::testing::ElementsAre(name))

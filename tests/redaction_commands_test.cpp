@@ -2,6 +2,7 @@
 // every published change in order while the background work runs.
 
 #include "engine/redaction_engine.h"
+#include "engine/searchable_layer.h"
 #include "model/redaction_view_model.h"
 #include "model/task_runner.h"
 #include "tests/support/change_recorder.h"
@@ -46,7 +47,7 @@ EngineCalls forwardedTo(const EngineCalls& calls) {
                        [&calls](const auto&... a) { return calls.nativePatternMatches(a...); },
                        [&calls](const auto&... a) { return calls.ocrMatches(a...); },
                        [&calls](const auto&... a) { return calls.ocrPatternMatches(a...); },
-                       [&calls](const auto&... a) { calls.exportSecurePDF(a...); },
+                       [&calls](const auto&... a) { return calls.exportSecurePDF(a...); },
                        [&calls](const auto&... a) { return calls.verifyOutput(a...); },
                        [&calls](const auto&... a) { return calls.inspect(a...); }};
 }
@@ -241,6 +242,7 @@ TEST_F(CommandsTest, PatternHitsGatherBothReadingsAndEvenWidthBoxesReachTheExpor
     std::vector<RedactionRegion> exported;
     engine.exportSecurePDF = [&](const auto&, const std::vector<RedactionRegion>& regions, const auto&...) {
         exported = regions;
+        return SharedRecognisedCopy();
     };
     openPdf({"Mail a@example.org today"});
     model->findPattern(PatternPreset::email, false);
@@ -357,7 +359,7 @@ TEST_P(ExportEndings, KeepTheLastOutputUnlessTheirOwnIsVerified) {
     bool armed = false;
     engine.exportSecurePDF = [&](const auto&... a) {
         if (armed && c.raise && !c.failWhileVerifying) c.raise();
-        RedactionEngine::exportSecurePDF(a...);
+        return RedactionEngine::exportSecurePDF(a...);
     };
     engine.verifyOutput = [&](const auto&... a) {
         if (armed && c.raise && c.failWhileVerifying) c.raise();
@@ -620,20 +622,25 @@ TEST_F(CommandsTest, ExportRefusesOnlyTheSourceItself) {
 }
 
 // Every term searched is checked in the copy, found or not, and every pattern used is run again;
-// the regions' matched strings join them.
-TEST_F(CommandsTest, ExportHandsTheEngineTheLabelAndTermsOfTheMomentItStarts) {
-    std::optional<bool> labelUsed;
+// the regions' matched strings join them. A searchable copy is read with the languages and terms
+// verification uses, and what the export read is handed to verification.
+TEST_F(CommandsTest, ExportHandsTheEngineTheSwitchesAndTermsOfTheMomentItStarts) {
+    std::optional<ExportOptions> optionsUsed;
+    const auto readByExport = std::make_shared<const RecognisedCopy>();
+    SharedRecognisedCopy handedToVerification;
     std::vector<std::string> termsUsed;
     std::vector<PatternPreset> patternsUsed;
     std::string languagesUsed;
     std::size_t regionsUsed = 0;
     engine.exportSecurePDF = [&](const SharedPdfDocument&, const std::vector<RedactionRegion>& regions, const fs::path&,
-                                 bool label, const PageProgress&, std::stop_token) {
-        labelUsed = label;
+                                 const ExportOptions& options, const PageProgress&, std::stop_token) {
+        optionsUsed = options;
         regionsUsed = regions.size();
+        return readByExport;
     };
     engine.verifyOutput =
         [&](const fs::path&, const VerificationRequest& request, const PageProgress&, std::stop_token) {
+        handedToVerification = request.recognisedCopy;
         termsUsed = request.terms;
         patternsUsed = request.patterns;
         languagesUsed = request.recognition.languages;
@@ -656,13 +663,21 @@ TEST_F(CommandsTest, ExportHandsTheEngineTheLabelAndTermsOfTheMomentItStarts) {
     }
     model->setRedactions(regions);
     desktop.answer = qPath(dir.file("out.pdf"));
-    desktop.whileOpen = [&] { model->setLabelRedactions(true); };
+    desktop.whileOpen = [&] {
+        model->setLabelRedactions(true);
+        model->setSearchableCopy(true);
+    };
     onStatus(kCreating, [&] { model->setRedactions({}); });
 
     model->exportSecureCopy();
     waitForWorkers();
 
-    EXPECT_EQ(labelUsed, true);
+    ASSERT_TRUE(optionsUsed);
+    EXPECT_TRUE(optionsUsed->labelRedactions);
+    EXPECT_TRUE(optionsUsed->searchable);
+    EXPECT_EQ(optionsUsed->recognition.languages, "deu+eng");
+    EXPECT_EQ(optionsUsed->terms, termsUsed);
+    EXPECT_EQ(handedToVerification, readByExport);
     EXPECT_EQ(regionsUsed, 5u) << "the snapshot taken when the export began";
     std::sort(termsUsed.begin(), termsUsed.end());
     EXPECT_EQ(termsUsed, (std::vector<std::string>{" Smith ", "Nobody", "Smith"}));

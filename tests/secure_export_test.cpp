@@ -44,7 +44,7 @@ TEST(SecureExport, OutputHoldsOnlyPageImagesAndTheThreeAttributes) {
     plan.pages[0].annotations = {{AnnotationSpec::Kind::note, {300, 300, 20, 20}, "note"}};
     TempDir dir;
     RedactionEngine::exportSecurePDF(PdfDocument::fromBytes(buildPdf(plan)), {region(0, {72, 690, 100, 30})},
-                                     dir.file("out.pdf"), false, {});
+                                     dir.file("out.pdf"), {}, {});
 
     const auto pdf = inspectPdf(readFile(dir.file("out.pdf")));
     ASSERT_EQ(pdf.pages.size(), 1u);
@@ -83,7 +83,7 @@ TEST(SecureExport, PageSizeRotationAndImageResolution) {
             .mediaBox = c.mediaBox, .rotate = c.rotate, .texts = {{"Hello", c.mediaBox.x + 10, c.mediaBox.y + 10}}});
     }
     TempDir dir;
-    RedactionEngine::exportSecurePDF(documentOf(pages), kOneBox, dir.file("out.pdf"), false, {});
+    RedactionEngine::exportSecurePDF(documentOf(pages), kOneBox, dir.file("out.pdf"), {}, {});
     const auto pdf = inspectPdf(readFile(dir.file("out.pdf")));
     ASSERT_EQ(pdf.pages.size(), std::size(cases));
     for (std::size_t i = 0; i < std::size(cases); ++i) {
@@ -109,7 +109,7 @@ TEST(SecureExport, StoredPixelsEqualTheRenderedPage) {
         const auto document = documentOf({page});
         const std::vector<RedactionRegion> boxes{region(0, {150, 20, 100, 40}), region(0, {18, 140, 80, 30})};
         TempDir dir;
-        RedactionEngine::exportSecurePDF(document, boxes, dir.file("out.pdf"), true, {});
+        RedactionEngine::exportSecurePDF(document, boxes, dir.file("out.pdf"), {.labelRedactions = true}, {});
         const auto pdf = inspectPdf(readFile(dir.file("out.pdf")));
         ASSERT_EQ(pdf.pages.size(), 1u);
         const auto& stored = pdf.pages[0];
@@ -156,7 +156,7 @@ TEST(SecureExport, EveryPageKeepsItsOwnBoxesAndOrder) {
     TempDir dir;
     Progress progress;
     std::set<std::thread::id> threads;
-    RedactionEngine::exportSecurePDF(documentOf(pages), boxes, dir.file("out.pdf"), false,
+    RedactionEngine::exportSecurePDF(documentOf(pages), boxes, dir.file("out.pdf"), {},
                                      [&](std::int64_t page, std::int64_t count) {
         progress.emplace_back(page, count);
         threads.insert(std::this_thread::get_id());
@@ -174,7 +174,7 @@ TEST(SecureExport, EveryPageKeepsItsOwnBoxesAndOrder) {
     }
 
     // Boxes only for pages the document does not have still give a plain copy.
-    RedactionEngine::exportSecurePDF(documentOf(pages), {region(99, {0, 0, 100, 100})}, dir.file("out.pdf"), false, {});
+    RedactionEngine::exportSecurePDF(documentOf(pages), {region(99, {0, 0, 100, 100})}, dir.file("out.pdf"), {}, {});
     for (const auto& page : inspectPdf(readFile(dir.file("out.pdf"))).pages) {
         EXPECT_EQ(blackPixels(page), 0);
     }
@@ -190,7 +190,7 @@ TEST(SecureExport, WritesExactlyTheNamedFile) {
         if (existing) {
             writeFile(dir.file(name), bytesOf("old"));
         }
-        RedactionEngine::exportSecurePDF(textDocument(2), kOneBox, dir.file(name), false, {});
+        RedactionEngine::exportSecurePDF(textDocument(2), kOneBox, dir.file(name), {}, {});
         EXPECT_EQ(PdfDocument::open(dir.file(name))->pageCount(), 2);
         EXPECT_THAT(filesIn(dir.path()), ElementsAre(name));
     }
@@ -259,7 +259,7 @@ TEST(SecureExport, FailuresThrowReportAndLeaveNothing) {
         }
         Progress progress;
         try {
-            RedactionEngine::exportSecurePDF(c.document, c.regions, dir.file(c.output), false, recordInto(progress));
+            RedactionEngine::exportSecurePDF(c.document, c.regions, dir.file(c.output), {}, recordInto(progress));
             ADD_FAILURE() << "expected an error";
         } catch (const RedactionError& error) {
             EXPECT_EQ(error.kind(), c.kind);
@@ -271,6 +271,7 @@ TEST(SecureExport, FailuresThrowReportAndLeaveNothing) {
     }
 }
 
+// Also while the searchable copy's text is being read, and when its recogniser cannot start.
 TEST(SecureExport, CancellingOrAFailingReceiverLeavesTheOldFileAlone) {
     TempDir dir;
     const auto out = dir.file("out.pdf");
@@ -283,14 +284,23 @@ TEST(SecureExport, CancellingOrAFailingReceiverLeavesTheOldFileAlone) {
             stop.request_stop();  // the user cancels while page 4 is under way
         }
     };
-    EXPECT_THROW(RedactionEngine::exportSecurePDF(textDocument(10), kOneBox, out, false, onPage, stop.get_token()),
-                 CancellationError);
-    EXPECT_EQ(progress, (Progress{{1, 10}, {2, 10}, {3, 10}}));
+    for (const ExportOptions& options : {ExportOptions{}, ExportOptions{.searchable = true}}) {
+        stop = std::stop_source();
+        progress.clear();
+        EXPECT_THROW(
+            RedactionEngine::exportSecurePDF(textDocument(10), kOneBox, out, options, onPage, stop.get_token()),
+            CancellationError);
+        EXPECT_EQ(progress, (Progress{{1, 10}, {2, 10}, {3, 10}}));
+        EXPECT_THAT(filesIn(dir.path()), ElementsAre("out.pdf"));
+        EXPECT_EQ(readFile(out), bytesOf("old"));
+    }
+    EXPECT_THROW(RedactionEngine::exportSecurePDF(textDocument(2), kOneBox, dir.file("new.pdf"),
+                                                  {.searchable = true, .recognition = {"zzz"}}, {}),
+                 OcrError);
     EXPECT_THAT(filesIn(dir.path()), ElementsAre("out.pdf"));
-    EXPECT_EQ(readFile(out), bytesOf("old"));
 
     progress.clear();
-    EXPECT_THROW(RedactionEngine::exportSecurePDF(textDocument(3), kOneBox, dir.file("new.pdf"), false,
+    EXPECT_THROW(RedactionEngine::exportSecurePDF(textDocument(3), kOneBox, dir.file("new.pdf"), {},
                                                   recordInto(progress), stop.get_token()),
                  CancellationError);
     EXPECT_THAT(progress, IsEmpty()) << "cancelled before starting";
@@ -299,7 +309,7 @@ TEST(SecureExport, CancellingOrAFailingReceiverLeavesTheOldFileAlone) {
     const auto receiverGone = [](std::int64_t page, std::int64_t) {
         if (page == 2) throw std::runtime_error("receiver gone");
     };
-    EXPECT_THROW(RedactionEngine::exportSecurePDF(textDocument(3), kOneBox, dir.file("new.pdf"), false, receiverGone),
+    EXPECT_THROW(RedactionEngine::exportSecurePDF(textDocument(3), kOneBox, dir.file("new.pdf"), {}, receiverGone),
                  std::runtime_error);
     EXPECT_THAT(filesIn(dir.path()), ElementsAre("out.pdf"));
 }

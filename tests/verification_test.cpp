@@ -29,7 +29,7 @@ TEST(Verification, ReadsTheCopysPixelsIncludingLabels) {
     box = PageRect{box.x - 6, box.y - 6, std::max(box.width + 12, 90.0), box.height + 12};
     TempDir dir;
     RedactionEngine::exportSecurePDF(PdfDocument::fromBytes(buildPdf(plan)), {region(0, box)}, dir.file("copy.pdf"),
-                                     true, {});
+                                     {.labelRedactions = true}, {});
 
     Progress progress;
     const ExportVerification covered = verify(dir.file("copy.pdf"), {"Harrington", "   ", "\n"}, &progress);
@@ -137,7 +137,7 @@ TEST(Verification, FindingsLocateEveryMissedOccurrence) {
         TempDir dir;
         RedactionEngine::exportSecurePDF(
             documentOf({{.mediaBox = media}, {.mediaBox = media, .rotate = rotate, .texts = {covered, missed}}}),
-            {region(1, {ink.x - 6, ink.y - 6, ink.width + 12, ink.height + 12})}, dir.file("copy.pdf"), false, {});
+            {region(1, {ink.x - 6, ink.y - 6, ink.width + 12, ink.height + 12})}, dir.file("copy.pdf"), {}, {});
         const ExportVerification result = verify(dir.file("copy.pdf"), {"Harrington"});
         ASSERT_EQ(result.findings().size(), 1u);
         const VerificationFinding& finding = result.findings()[0];

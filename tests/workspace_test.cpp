@@ -165,11 +165,14 @@ TEST_F(WorkspaceTest, TheFirstPdfOpensTheRestWaitAndAnotherChoiceReplacesThem) {
 }
 
 // The languages chosen for recognition are the person's: listed from what is installed, kept
-// across windows, and back to automatic when none is ticked.
-TEST_F(WorkspaceTest, RecognitionLanguagesAreChosenFromTheInstalledOnesAndRemembered) {
+// across windows, and back to automatic when none is ticked. The searchable copy is kept too.
+TEST_F(WorkspaceTest, RecognitionLanguagesAndTheSearchableCopyAreRemembered) {
+    EXPECT_FALSE(model().searchableCopy()) << "off until chosen";
     services.desktop->preferences[kRecognitionLanguagesPreference] = QStringLiteral("eng");
+    services.desktop->preferences[kSearchableCopyPreference] = QStringLiteral("true");
     WorkspaceScreen second{services.shared};
     EXPECT_EQ(second.model().recognitionLanguages(), QStringLiteral("eng"));
+    EXPECT_TRUE(second.model().searchableCopy());
 
     testing::writeFile(dir.file("a.pdf"), testing::buildPdf(testing::textPages({"one"})));
     second.openFiles({QString::fromStdString(dir.file("a.pdf").string())});
@@ -189,6 +192,13 @@ TEST_F(WorkspaceTest, RecognitionLanguagesAreChosenFromTheInstalledOnesAndRememb
     action(QStringLiteral("English"))->trigger();  // unticked: nothing chosen is automatic
     EXPECT_EQ(second.model().recognitionLanguages(), QString());
     EXPECT_EQ(services.desktop->preferences[kRecognitionLanguagesPreference], QString());
+
+    auto* searchable = second.findChild<QCheckBox*>(QStringLiteral("searchableCopy"));
+    ASSERT_TRUE(searchable);
+    EXPECT_TRUE(searchable->isChecked());
+    searchable->click();
+    EXPECT_FALSE(second.model().searchableCopy());
+    EXPECT_EQ(services.desktop->preferences[kSearchableCopyPreference], QStringLiteral("false"));
 }
 
 TEST_F(WorkspaceTest, OpenNextRefusesWhileRegionsArePendingAndNothingWasExported) {

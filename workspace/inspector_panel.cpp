@@ -196,6 +196,15 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     connect(evenWidthToggle_, &QCheckBox::toggled, this, [this](bool on) {
         if (model_.evenWidthBoxes() != on) model_.setEvenWidthBoxes(on);
     });
+    searchableToggle_ = new QCheckBox(QStringLiteral("Searchable copy"), content);
+    searchableToggle_->setObjectName(QStringLiteral("searchableCopy"));
+    searchableToggle_->setToolTip(
+        QStringLiteral("Adds invisible text read by OCR from the exported pages themselves, so the copy can be "
+                       "searched and copied from; redacted text is not in the pages, so it is not in the text"));
+    stack->addWidget(searchableToggle_);
+    connect(searchableToggle_, &QCheckBox::toggled, this, [this](bool on) {
+        if (model_.searchableCopy() != on) model_.setSearchableCopy(on);
+    });
     stack->addWidget(
         wrapping(QStringLiteral("Secure export rebuilds PDF pages from rendered pixels so the original text "
                                 "layer is not copied into the output."),
@@ -281,6 +290,7 @@ InspectorPanel::InspectorPanel(RedactionViewModel& model, QWidget* parent) : QSc
     connect(&model_, &RedactionViewModel::redactionsChanged, this, &InspectorPanel::syncPending);
     connect(&model_, &RedactionViewModel::labelRedactionsChanged, this, &InspectorPanel::syncLabelToggle);
     connect(&model_, &RedactionViewModel::evenWidthBoxesChanged, this, &InspectorPanel::syncLabelToggle);
+    connect(&model_, &RedactionViewModel::searchableCopyChanged, this, &InspectorPanel::syncLabelToggle);
     connect(&model_, &RedactionViewModel::verificationChanged, this, &InspectorPanel::syncVerification);
     connect(&model_, &RedactionViewModel::verificationChanged, this, &InspectorPanel::presentVerdict);
     connect(&model_, &RedactionViewModel::outputURLChanged, this, &InspectorPanel::syncVerification);
@@ -448,6 +458,9 @@ void InspectorPanel::syncLabelToggle() {
     }
     if (labelToggle_->isChecked() != model_.labelRedactions()) {
         labelToggle_->setChecked(model_.labelRedactions());
+    }
+    if (searchableToggle_->isChecked() != model_.searchableCopy()) {
+        searchableToggle_->setChecked(model_.searchableCopy());
     }
 }
 

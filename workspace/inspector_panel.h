@@ -43,6 +43,7 @@ public:
     QCheckBox* includeOcrToggle() const { return includeOcr_; }
     QToolButton* languagesButton() const { return languages_; }
     QCheckBox* evenWidthToggle() const { return evenWidthToggle_; }
+    QCheckBox* searchableToggle() const { return searchableToggle_; }
     QPushButton* redactAllButton() const { return redactAll_; }
     QCheckBox* labelToggle() const { return labelToggle_; }
     QPushButton* revealButton() const { return reveal_; }
@@ -97,6 +98,7 @@ private:
     PendingListView* pendingList_ = nullptr;
     QCheckBox* labelToggle_ = nullptr;
     QCheckBox* evenWidthToggle_ = nullptr;
+    QCheckBox* searchableToggle_ = nullptr;
     QWidget* verificationPanel_ = nullptr;
     theme::SymbolView* verdictSymbol_ = nullptr;
     theme::ThemedLabel* verdictTitle_ = nullptr;

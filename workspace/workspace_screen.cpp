@@ -233,11 +233,16 @@ WorkspaceScreen::WorkspaceScreen(SharedServices services, QWidget* parent)
     connect(d_->queueBar->openNext, &QPushButton::clicked, this, [this] { d_->openNextQueuedPDF(); });
 
     RedactionViewModel* model = d_->model.get();
-    // The languages chosen for recognition outlive the window.
+    // The languages chosen for recognition and the searchable copy outlive the window.
     if (const auto& desktop = services->desktop) {
         model->setRecognitionLanguages(desktop->preference(kRecognitionLanguagesPreference));
         connect(model, &RedactionViewModel::recognitionLanguagesChanged, this, [model, desktop] {
             desktop->setPreference(kRecognitionLanguagesPreference, model->recognitionLanguages());
+        });
+        model->setSearchableCopy(desktop->preference(kSearchableCopyPreference) == QStringLiteral("true"));
+        connect(model, &RedactionViewModel::searchableCopyChanged, this, [model, desktop] {
+            desktop->setPreference(kSearchableCopyPreference,
+                                   model->searchableCopy() ? QStringLiteral("true") : QStringLiteral("false"));
         });
     }
     connect(model, &RedactionViewModel::documentChanged, this, [this] { d_->showFace(); });

@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstdio>
 #include <set>
+#include <stdexcept>
 
 namespace norvane::testing {
 namespace {
@@ -138,6 +140,7 @@ InspectedPdf inspectPdf(const std::vector<unsigned char>& bytes) {
             pageKeys.insert(key);
         }
         const std::string extracted = textOf(ctx, text.ptr);
+        result.text += extracted + "\n";
         result.textCharacters += static_cast<int>(std::count_if(
             extracted.begin(), extracted.end(), [](char c) { return !std::isspace(static_cast<unsigned char>(c)); }));
         decodeFirstImage(ctx, doc, pdf_dict_get(ctx, resources, PDF_NAME(XObject)), page);
@@ -185,6 +188,23 @@ bool holdsText(const std::string& haystack, const std::string& needle) {
 
 bool holdsText(const std::vector<unsigned char>& haystack, const std::string& needle) {
     return holdsText(std::string(haystack.begin(), haystack.end()), needle);
+}
+
+std::string pdftotext(const std::filesystem::path& pdf) {
+    const std::string command = "pdftotext -q -enc UTF-8 '" + pdf.string() + "' -";
+    std::FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) {
+        throw std::runtime_error("pdftotext could not be started");
+    }
+    std::string text;
+    char buffer[4096];
+    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
+        text.append(buffer, n);
+    }
+    if (pclose(pipe) != 0) {
+        throw std::runtime_error("pdftotext failed on " + pdf.string());
+    }
+    return text;
 }
 
 }  // namespace norvane::testing

@@ -5,6 +5,7 @@
 #include "records/redaction_records.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
@@ -31,6 +32,7 @@ struct InspectedPdf {
     std::vector<std::string> pageKeys;  // union of the keys of all page dictionaries
     int versions = 0;                   // revisions MuPDF sees in the file
     int textCharacters = 0;             // characters a reader can extract from all pages
+    std::string text;                   // that text, page after page
     std::string everything;             // every object printed plus every stream decoded
 };
 
@@ -42,6 +44,9 @@ int nonBlackPixelsUnder(const InspectedPage& page, const PageRect& sourceMediaBo
 int blackPixels(const InspectedPage& page);
 
 InspectedPdf inspectPdf(const std::vector<unsigned char>& bytes);
+
+// What poppler's pdftotext extracts from the file, as a reader's copy and search would see it.
+std::string pdftotext(const std::filesystem::path& pdf);
 
 // True if `haystack` holds `needle` as bytes, as UTF-16BE or as UTF-16LE (how text strings
 // and XMP may carry it).

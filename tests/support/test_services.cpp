@@ -24,8 +24,10 @@ TestServices::TestServices(std::optional<std::filesystem::path> historyFile, Eng
 
 EngineCalls instantExportEngine() {
     EngineCalls calls;
-    calls.exportSecurePDF = [](const auto&, const auto&, const std::filesystem::path& out, bool, const auto&, auto) {
+    calls.exportSecurePDF =
+        [](const auto&, const auto&, const std::filesystem::path& out, const auto&, const auto&, auto) {
         writeFile(out, {'%', 'P', 'D', 'F'});
+        return SharedRecognisedCopy();
     };
     calls.verifyOutput = [](const auto&, const auto&, const auto&, auto) { return ExportVerification(1, {}); };
     return calls;
