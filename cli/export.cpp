@@ -2,6 +2,7 @@
 #include "cli/cli_support.h"
 #include "cli/command_host.h"
 #include "cli/export_file.h"
+#include "cli/manual.h"
 
 #include <charconv>
 #include <limits>
@@ -10,29 +11,24 @@
 namespace norvane::cli {
 namespace {
 
-const CommandRules kExportRules{
-    "usage: norvane-redact export IN.pdf -o OUT.pdf [--find TEXT]... [--ocr TEXT]...\n"
-    "                             [--pattern NAME]... [--ocr-pattern NAME]... [--region PAGE:X,Y,W,H]...\n"
-    "                             [--label] [--even-width] [--searchable] [--no-verify] [--record-history]\n"
-    "                             [--ocr-lang LANGS]\n"
-    "       norvane-redact export IN.pdf... --out-dir DIR [--force] [-j N] [the options above but -o, --region]\n",
-    {{"--output", "-o", true, true},
-     {"--out-dir", "", true, true},
-     {"--force", "", false, false},
-     {"--jobs", "-j", true, true},
-     {"--find", "", true, false},
-     {"--ocr", "", true, false},
-     {"--pattern", "", true, false},
-     {"--ocr-pattern", "", true, false},
-     {"--region", "", true, false},
-     {"--label", "", false, false},
-     {"--even-width", "", false, false},
-     {"--searchable", "", false, false},
-     {"--no-verify", "", false, false},
-     {"--record-history", "", false, false},
-     {"--ocr-lang", "", true, true}},
-    1,
-    std::numeric_limits<std::size_t>::max() - 1};
+const CommandRules kExportRules{manual::kExportUsage,
+                                {{"--output", "-o", true, true},
+                                 {"--out-dir", "", true, true},
+                                 {"--force", "", false, false},
+                                 {"--jobs", "-j", true, true},
+                                 {"--find", "", true, false},
+                                 {"--ocr", "", true, false},
+                                 {"--pattern", "", true, false},
+                                 {"--ocr-pattern", "", true, false},
+                                 {"--region", "", true, false},
+                                 {"--label", "", false, false},
+                                 {"--even-width", "", false, false},
+                                 {"--searchable", "", false, false},
+                                 {"--no-verify", "", false, false},
+                                 {"--record-history", "", false, false},
+                                 {"--ocr-lang", "", true, true}},
+                                1,
+                                std::numeric_limits<std::size_t>::max() - 1};
 
 // Every --region, checked before anything is opened or searched. Nothing after printing why.
 std::optional<std::vector<RegionArgument>> regionArguments(const ParsedArguments& parsed, std::ostream& err) {

@@ -1,13 +1,13 @@
 #include "cli/arguments.h"
 #include "cli/cli_support.h"
 #include "cli/command_host.h"
+#include "cli/manual.h"
 
 namespace norvane::cli {
 
 int runFind(const std::vector<std::string>& args, const Console& console, const Services& services) {
     const CommandRules rules{
-        "usage: norvane-redact find IN.pdf TEXT [--ocr] [--ocr-lang LANGS]\n"
-        "       norvane-redact find IN.pdf --pattern NAME [--ocr] [--ocr-lang LANGS]\n",
+        manual::kFindUsage,
         {{"--ocr", "", false, false}, {"--pattern", "", true, true}, {"--ocr-lang", "", true, true}},
         1,
         1};

@@ -1,10 +1,11 @@
 #include "cli/arguments.h"
 #include "cli/cli_support.h"
+#include "cli/manual.h"
 
 namespace norvane::cli {
 
 int runInfo(const std::vector<std::string>& args, const Console& console, const Services&) {
-    const CommandRules rules{"usage: norvane-redact info IN.pdf\n", {}, 1};
+    const CommandRules rules{manual::kInfoUsage, {}, 1};
     const auto parsed = parseArguments(rules, args, console.err);
     if (!parsed) {
         return kExitUsage;

@@ -1,5 +1,6 @@
 #include "cli/arguments.h"
 #include "cli/cli_support.h"
+#include "cli/manual.h"
 #include "engine/inspection.h"
 
 #include <filesystem>
@@ -24,7 +25,7 @@ Json findingJson(const InspectionFinding& finding, bool withText) {
 }  // namespace
 
 int runInspect(const std::vector<std::string>& args, const Console& console, const Services&) {
-    const CommandRules rules{"usage: norvane-redact inspect IN.pdf... [--show-text] [--ocr-lang LANGS]\n",
+    const CommandRules rules{manual::kInspectUsage,
                              {{"--show-text", "", false, true}, {"--ocr-lang", "", true, true}},
                              1,
                              std::numeric_limits<std::size_t>::max() - 1};

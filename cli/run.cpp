@@ -1,30 +1,26 @@
 #include "cli/commands.h"
+#include "cli/manual.h"
 
 #include <exception>
 
 namespace norvane::cli {
-namespace {
-
-constexpr const char* kUsage =
-    "usage: norvane-redact info   IN.pdf\n"
-    "       norvane-redact find   IN.pdf TEXT [--ocr]\n"
-    "       norvane-redact export IN.pdf -o OUT.pdf [--find TEXT]... [--ocr TEXT]...\n"
-    "                             [--region PAGE:X,Y,W,H]... [--label] [--no-verify] [--record-history]\n"
-    "       norvane-redact export IN.pdf... --out-dir DIR [--force] [-j N] [--find TEXT]... [--ocr TEXT]...\n"
-    "       norvane-redact verify OUT.pdf [--term TEXT]...\n"
-    "       norvane-redact inspect IN.pdf... [--show-text]\n"
-    "Pages are zero-based; rectangles are in PDF points of the page's media box, y up.\n";
-
-}  // namespace
 
 Services commandLineServices() {
     return Services{std::make_shared<RecentRedactionStore>(RecentRedactionStore::defaultStoragePath()), nullptr, {}};
 }
 
 int run(const std::vector<std::string>& args, const Console& console, const Services& services) {
-    if (args.empty() || args[0] == "-h" || args[0] == "--help") {
-        console.err << kUsage;
-        return args.empty() ? kExitUsage : kExitOk;
+    if (args.empty()) {
+        console.err << manual::kUsage;
+        return kExitUsage;
+    }
+    if (args[0] == "-h" || args[0] == "--help") {
+        console.out << manual::kHelp;
+        return kExitOk;
+    }
+    if (args[0] == "--version") {
+        console.out << "norvane-redact " NORVANE_VERSION "\n";
+        return kExitOk;
     }
     const std::string& command = args[0];
     const std::vector<std::string> rest(args.begin() + 1, args.end());
@@ -44,7 +40,7 @@ int run(const std::vector<std::string>& args, const Console& console, const Serv
         if (command == "inspect") {
             return runInspect(rest, console, services);
         }
-        console.err << "norvane-redact: unknown command '" << command << "'\n" << kUsage;
+        console.err << "norvane-redact: unknown command '" << command << "'\n" << manual::kUsage;
         return kExitUsage;
     } catch (const std::exception& error) {
         console.err << error.what() << '\n';

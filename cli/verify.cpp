@@ -1,12 +1,12 @@
 #include "cli/arguments.h"
 #include "cli/cli_support.h"
+#include "cli/manual.h"
 
 namespace norvane::cli {
 
 int runVerify(const std::vector<std::string>& args, const Console& console, const Services& services) {
     const CommandRules rules{
-        "usage: norvane-redact verify OUT.pdf [--term TEXT]... [--pattern NAME]... "
-        "[--ocr-lang LANGS]\n",
+        manual::kVerifyUsage,
         {{"--term", "", true, false}, {"--pattern", "", true, false}, {"--ocr-lang", "", true, true}},
         1};
     const auto parsed = parseArguments(rules, args, console.err);
