@@ -151,7 +151,7 @@ AboutPanel::AboutPanel(std::shared_ptr<DesktopServices> desktop, QWidget* parent
     iconView->setScaledContents(true);
     header->addWidget(iconView, 0, Qt::AlignHCenter);
     auto* name = new ThemedLabel(QStringLiteral("Norvane Redaction"), systemFont(15, QFont::Bold));
-    auto* version = new ThemedLabel(QStringLiteral("Version 1.0.0 (3)"), systemFont(11.5), secondaryText());
+    auto* version = new ThemedLabel(QStringLiteral("Version " NORVANE_VERSION), systemFont(11.5), secondaryText());
     for (auto* label : {name, version}) {
         label->setAlignment(Qt::AlignHCenter);
         label->setWordWrap(true);

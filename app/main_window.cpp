@@ -21,8 +21,8 @@ namespace norvane {
 
 void configureApplication() {
     QApplication::setApplicationName(QStringLiteral("Norvane"));
-    QApplication::setApplicationVersion(QStringLiteral("1.0.0"));
-    QApplication::setDesktopFileName(QStringLiteral("norvane"));
+    QApplication::setApplicationVersion(QStringLiteral(NORVANE_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral(NORVANE_APP_ID));
 }
 
 MainWindow::MainWindow(SharedServices services, QWidget* parent) : QMainWindow(parent), services_(std::move(services)) {
