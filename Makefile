@@ -28,6 +28,16 @@ test: build
 sanitize:
 	$(MAKE) test PRESET=sanitize
 
+# norvane_<version>_<arch>.deb in $(BUILD_DIR): only what the package holds is built.
+.PHONY: package package-test
+package: deps $(BUILD_DIR)/build.ninja
+	cmake --build $(BUILD_DIR) -j $(JOBS) --target norvane norvane-redact norvane-data norvane-changelog
+	cd $(BUILD_DIR) && cpack -G DEB
+
+# Installs that package on this machine, runs what it installed, and removes it (needs root).
+package-test: package
+	tests/package/run $$(ls -t $(BUILD_DIR)/norvane_*.deb | head -n1)
+
 clean:
 	rm -rf build
 
