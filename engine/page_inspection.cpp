@@ -745,9 +745,11 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
         }
         return glyph.alpha <= 0 ? Judged::transparent : Judged::pixels;
     };
+    std::vector<Judged> judged(record.glyphs.size());
     std::vector<Seen> seen(record.glyphs.size(), Seen::notJudged);
     for (std::size_t i = 0; i < record.glyphs.size(); ++i) {
-        if (judgedBy(record.glyphs[i]) == Judged::pixels) {
+        judged[i] = judgedBy(record.glyphs[i]);
+        if (judged[i] == Judged::pixels) {
             seen[i] = judge(ctx, res.shown, res.textless, record.glyphs[i].box);
         }
     }
@@ -758,8 +760,7 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
     std::vector<const RecordedGlyph*> underScan;
     for (std::size_t i = 0; i < record.glyphs.size(); ++i) {
         const RecordedGlyph& glyph = record.glyphs[i];
-        const Judged judged = judgedBy(glyph);
-        if (judged == Judged::blank) {
+        if (judged[i] == Judged::blank) {
             continue;
         }
         for (AnnotationFacts& annotation : annotations) {
@@ -767,19 +768,19 @@ std::vector<InspectionFinding> inspectLoadedPage(const mu::Session& session, std
                 ++annotation.coveredGlyphs;
             }
         }
-        if (judged == Judged::offPage || seen[i] == Seen::offBitmap) {
+        if (judged[i] == Judged::offPage || seen[i] == Seen::offBitmap) {
             gathering.add(InspectionKind::textOutsidePage, std::nullopt, glyph.run, glyph);
             continue;
         }
-        if (judged == Judged::tiny) {
+        if (judged[i] == Judged::tiny) {
             gathering.add(InspectionKind::tinyText, std::nullopt, glyph.run, glyph);
             continue;
         }
-        if (judged == Judged::invisible) {
+        if (judged[i] == Judged::invisible) {
             invisible.push_back(&glyph);
             continue;
         }
-        if (judged == Judged::transparent) {
+        if (judged[i] == Judged::transparent) {
             gathering.add(InspectionKind::invisibleText, HidingCause::transparent, glyph.run, glyph);
             continue;
         }
